@@ -1,0 +1,100 @@
+#pragma once
+// The fifteen-band graphic equalizer engine: input level stage, fifteen
+// peaking sections in series per channel, output level stage, block peak
+// meters and a sticky over-level flag. Settings cross the interface as 16.16
+// fixed point (65536 = 1.0): dB for gains and levels, a plain number for Q.
+#include <cstdint>
+
+#include "CCriticalSection.h"
+#include "CEqualizerUnit.h"
+
+// The stream format handed to the engine. Only nChannels and nSamplesPerSec
+// are used.
+struct tWAVEFORMATEX {
+    uint16_t wFormatTag;
+    uint16_t nChannels;
+    uint32_t nSamplesPerSec;
+    uint32_t nAvgBytesPerSec;
+    uint16_t nBlockAlign;
+    uint16_t wBitsPerSample;
+    uint16_t cbSize;
+};
+
+class CGraphicEQ {
+public:
+    static constexpr int kBandCount = 15;
+    static const float kBandFreq[kBandCount];
+
+    static constexpr int32_t kGainMin = -786432;   // -12 dB
+    static constexpr int32_t kGainMax = 786432;    // +12 dB
+    static constexpr int32_t kQMin = 65536;        // 1.0
+    static constexpr int32_t kQMax = 1310720;      // 20.0
+    static constexpr int32_t kQDefault = 327680;   // 5.0
+
+    CGraphicEQ();
+    virtual ~CGraphicEQ();
+    CGraphicEQ(const CGraphicEQ&) = delete;
+    CGraphicEQ& operator=(const CGraphicEQ&) = delete;
+
+    void SetDefaultProp();
+    // Takes a new format and the largest block the host will send. Rebuilds
+    // the sections (clearing their history) and the work buffers.
+    void SetMediaType(const tWAVEFORMATEX* format, int maxBlock);
+    void InitInternalFilters();
+    void PrepareWorkingBuffer(int n);
+    void FreeWorkArea();
+
+    bool set_Gain(int band, int gain);
+    bool set_Q(int band, int q);
+    bool IsValidBand(int band) const;
+    bool set_Activate(bool active);
+    bool get_Activate(bool* active);
+    bool set_InputLevel(int level);
+    bool set_OutputLevel(int level);
+    bool get_InputLevel(int* level);
+    bool get_OutputLevel(int* level);
+    bool set_OverLevelThreshold(int threshold);
+    bool get_OverLevelThreshold(int* threshold);
+    bool get_OverLevel(bool* over);  // read-and-reset
+    bool get_Gain(int band, int* gain);
+    bool get_Q(int band, int* q);
+    bool GetVU(float* inL, float* inR, float* outL, float* outR);
+
+    // Processes one block of in[0], in[1] into out[0], out[1] (in and out may
+    // be the same buffers). Any count is accepted: blocks longer than the work
+    // buffers are processed in buffer-sized slices, and before the first
+    // SetMediaType the input is copied through.
+    bool Transform(float** in, int count, float** out, int* outCount);
+
+    // Test and tool access.
+    const tWAVEFORMATEX& GetFormat() const { return m_format; }
+    int GetBufferLength() const { return m_bufferLength; }
+    CEqualizerUnit* GetUnit(int index);
+    int GetUnitCount() const { return m_unitCount; }
+
+private:
+    void Bypass(float** in, int offset, int count, float** out);
+    void OperateFilter(float** in, int offset, int count, float** out, float gi, float go);
+    void PushBand(int band);
+    static bool ValidBandIndex(int band) { return band >= 0 && band < kBandCount; }
+
+    CCriticalSection m_lock;
+    float* m_buf[4];
+    float m_inputLevel;   // dB
+    float m_outputLevel;  // dB
+    double m_threshold;
+    bool m_active;
+    bool m_overLevel;
+    tWAVEFORMATEX m_format;
+    CEqualizerUnit* m_units;
+    int m_unitCount;
+    uint32_t m_bandCount;
+    float m_linearGain[2][kBandCount];
+    float m_Q[2][kBandCount];
+    int32_t m_gainSetting[2][kBandCount];
+    int32_t m_QSetting[2][kBandCount];
+    bool m_filtersReady;
+    bool m_buffersReady;
+    int32_t m_bufferLength;
+    float m_peakInL, m_peakInR, m_peakOutL, m_peakOutR;
+};

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the build, the tests and the tools need.
+# Safe to run again: apt-get skips what is already there.
+set -euo pipefail
+
+PKGS=(
+  build-essential cmake ninja-build ccache pkg-config
+  clang libclang-rt-14-dev          # fuzzers and the sanitizer runtimes
+  libgtest-dev libgmock-dev libbenchmark-dev
+  libx11-dev libxtst-dev            # the editor's platform bridge and its tests
+  libcairo2-dev libpango1.0-dev fontconfig fonts-ipafont-gothic
+  libsndfile1-dev                   # the command-line host reads and writes audio files
+  xvfb xdotool x11-apps             # window tests under a virtual X server
+)
+
+# Extra groups a caller can ask for, so the quick paths stay quick.
+for arg in "$@"; do
+  case "$arg" in
+    --hosts) PKGS+=(ardour lsp-plugins-vst) ;;   # third-party hosts and peers
+  esac
+done
+
+missing=()
+for p in "${PKGS[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+
+SUDO=""
+if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# The whole test suite: installs what it needs, builds, runs every test in a
+# normal build and again under AddressSanitizer + UndefinedBehaviorSanitizer.
+#   scripts/test.sh            everything
+#   scripts/test.sh --quick    the normal build only
+set -euo pipefail
+source "$(dirname "$0")/common.sh"
+
+QUICK=0
+for arg in "$@"; do
+  case "$arg" in
+    --quick) QUICK=1 ;;
+    *) echo "usage: $0 [--quick]" >&2; exit 2 ;;
+  esac
+done
+
+"$ROOT/scripts/install-deps.sh" --hosts
+
+# Window tests need an X server; bring up a private virtual one unless the
+# caller already has a display.
+if [ -z "${DISPLAY:-}" ]; then
+  for n in $(seq 90 99); do
+    if [ ! -e "/tmp/.X11-unix/X$n" ] && [ ! -e "/tmp/.X$n-lock" ]; then
+      Xvfb ":$n" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
+      XVFB_PID=$!
+      trap 'kill $XVFB_PID 2>/dev/null || true' EXIT
+      export DISPLAY=":$n"
+      for _ in $(seq 50); do [ -e "/tmp/.X11-unix/X$n" ] && break; sleep 0.1; done
+      break
+    fi
+  done
+fi
+
+echo "== normal build"
+configure_build build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+ctest --test-dir "$ROOT/build" --output-on-failure -j "$JOBS"
+
+if [ "$QUICK" = 1 ]; then exit 0; fi
+
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
+configure_build build-asan -DCMAKE_BUILD_TYPE=Debug -DGRAPHICEQ_SANITIZE=ON -DGRAPHICEQ_BENCH=OFF
+ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}" \
+UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}" \
+  ctest --test-dir "$ROOT/build-asan" --output-on-failure -j "$JOBS"
