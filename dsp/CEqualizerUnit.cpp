@@ -165,14 +165,14 @@ struct Section {
 
 }  // namespace
 
-void CEqualizerUnit::OperateEqualizer(const float* in, float* out, int count)
+void CEqualizerUnit::OperateEqualizer(const float* in, float* out, int count, bool continueBlock)
 {
     if (count <= 0)
         return;
     CSingleLock hold(m_lock);
     State st;
     LoadState(st);
-    Section s{st.kb2, st.b1k, st.k, st.a1, st.a2, st.x1, st.x2, st.y1, st.y2, 0};
+    Section s{st.kb2, st.b1k, st.k, st.a1, st.a2, st.x1, st.x2, st.y1, st.y2, continueBlock ? 2 : 0};
     for (int i = 0; i < count; ++i)
         out[i] = s.Step(in[i]);
     st.x1 = s.x1;
@@ -184,7 +184,7 @@ void CEqualizerUnit::OperateEqualizer(const float* in, float* out, int count)
 
 void CEqualizerUnit::OperateEqualizerPair(CEqualizerUnit& a, const float* inA, float* outA,
                                           CEqualizerUnit& b, const float* inB, float* outB,
-                                          int count)
+                                          int count, bool continueBlock)
 {
     if (count <= 0)
         return;
@@ -193,12 +193,13 @@ void CEqualizerUnit::OperateEqualizerPair(CEqualizerUnit& a, const float* inA, f
     State sa, sb;
     a.LoadState(sa);
     b.LoadState(sb);
-    Section fa{sa.kb2, sa.b1k, sa.k, sa.a1, sa.a2, sa.x1, sa.x2, sa.y1, sa.y2, 0};
-    Section fb{sb.kb2, sb.b1k, sb.k, sb.a1, sb.a2, sb.x1, sb.x2, sb.y1, sb.y2, 0};
+    const int start = continueBlock ? 2 : 0;
+    Section fa{sa.kb2, sa.b1k, sa.k, sa.a1, sa.a2, sa.x1, sa.x2, sa.y1, sa.y2, start};
+    Section fb{sb.kb2, sb.b1k, sb.k, sb.a1, sb.a2, sb.x1, sb.x2, sb.y1, sb.y2, start};
 
-    // The first two samples take the other feedback grouping; after that the
-    // loop body is branch-free.
-    const int head = count < 2 ? count : 2;
+    // The first two samples of a block take the other feedback grouping;
+    // after that the loop body is branch-free.
+    const int head = continueBlock ? 0 : (count < 2 ? count : 2);
     for (int i = 0; i < head; ++i) {
         outA[i] = fa.Step(inA[i]);
         outB[i] = fb.Step(inB[i]);

@@ -23,14 +23,18 @@ public:
     // Filters count samples from in to out. in and out must not overlap:
     // the recursion reads earlier outputs back from out. Any count >= 0 is
     // accepted; a short block continues the history exactly as a long one.
-    void OperateEqualizer(const float* in, float* out, int count);
+    // The first two samples of a block take their feedback from the history
+    // in a grouping of their own; continueBlock says that this call carries
+    // on a block the caller has cut into slices, so the slice is computed
+    // exactly as the same samples inside one long call would be.
+    void OperateEqualizer(const float* in, float* out, int count, bool continueBlock = false);
 
     // Runs two sections (typically left and right of one band) through their
     // blocks in one loop. Bit-identical to two OperateEqualizer calls; the
     // two independent recursions simply overlap in the pipeline.
     static void OperateEqualizerPair(CEqualizerUnit& a, const float* inA, float* outA,
                                      CEqualizerUnit& b, const float* inB, float* outB,
-                                     int count);
+                                     int count, bool continueBlock = false);
 
     // Read-only views for tests and tools.
     float GetK() const { return m_k; }

@@ -349,6 +349,9 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, f
     const float* inL = in[0] + offset;
     float* outL = out[0] + offset;
     bool over = false;
+    // A block longer than the work buffers arrives in slices; the later ones
+    // continue the block, so the result does not depend on where it was cut.
+    const bool slice = offset > 0;
 
     if (channels == 2) {
         const float* inR = in[1] + offset;
@@ -366,9 +369,9 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, f
             CEqualizerUnit& uL = m_units[2 * b];
             CEqualizerUnit& uR = m_units[2 * b + 1];
             if ((b & 1) == 0)
-                CEqualizerUnit::OperateEqualizerPair(uL, b0, b2, uR, b1, b3, count);
+                CEqualizerUnit::OperateEqualizerPair(uL, b0, b2, uR, b1, b3, count, slice);
             else
-                CEqualizerUnit::OperateEqualizerPair(uL, b2, b0, uR, b3, b1, count);
+                CEqualizerUnit::OperateEqualizerPair(uL, b2, b0, uR, b3, b1, count, slice);
         }
         for (int i = 0; i < count; ++i) {
             const float l = b2[i] * go;
@@ -388,9 +391,9 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, f
         m_peakInR = m_peakInL;
         for (int b = 0; b < kBandCount; ++b) {
             if ((b & 1) == 0)
-                m_units[b].OperateEqualizer(b0, b2, count);
+                m_units[b].OperateEqualizer(b0, b2, count, slice);
             else
-                m_units[b].OperateEqualizer(b2, b0, count);
+                m_units[b].OperateEqualizer(b2, b0, count, slice);
         }
         for (int i = 0; i < count; ++i) {
             const float l = b2[i] * go;
