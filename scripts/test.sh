@@ -42,3 +42,11 @@ configure_build build-asan -DCMAKE_BUILD_TYPE=Debug -DGRAPHICEQ_SANITIZE=ON -DGR
 ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}" \
 UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}" \
   ctest --test-dir "$ROOT/build-asan" --output-on-failure -j "$JOBS"
+
+echo "== ThreadSanitizer: host-thread/audio-thread stress of the plug-in"
+# Only the tests labelled tsan; no X11 and no benchmarks needed for them.
+cmake -S "$ROOT" -B "$ROOT/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DGRAPHICEQ_TSAN=ON -DGRAPHICEQ_WITH_X11=OFF -DGRAPHICEQ_BENCH=OFF >/dev/null
+cmake --build "$ROOT/build-tsan" -j "$JOBS" --target plugin_thread_tests
+TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}" \
+  ctest --test-dir "$ROOT/build-tsan" --output-on-failure -L tsan

@@ -1,0 +1,500 @@
+// The effect object: construction, life cycle, audio processing, identity
+// and the parameter map's setters and host strings.
+#include "AGraEQ.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <strings.h>
+
+#include "AEffEditor.h"
+#include "EditorFactory.h"
+
+namespace {
+const char kEffectName[] = "GraphicEQ";
+const char kVendor[] = "HALDRIKS Co.,Ltd.";
+
+// Host buffers: names may use the program-name size on purpose (they are
+// longer than the interface's 8 characters); labels and display strings
+// keep to the interface's limit.
+constexpr size_t kNameBuffer = kVstMaxProgNameLen;
+constexpr size_t kParamStrBuffer = kVstMaxParamStrLen;
+
+inline bool IsBandGain(VstInt32 i) { return i >= kParamGainFirst && i < kParamGainFirst + kNumBands; }
+inline bool IsBandQ(VstInt32 i) { return i >= kParamQFirst && i < kParamQFirst + kNumBands; }
+
+// ON/OFF is on when the normalised value truncates to a non-zero integer,
+// that is from 1.0 up (or -1.0 down); NaN counts as off. Written as
+// comparisons so no out-of-range float-to-int conversion happens.
+inline bool SwitchOn(float normalised)
+{
+    return normalised >= 1.0f || normalised <= -1.0f;
+}
+
+inline void CopyString(char* dst, size_t size, const char* src)
+{
+    if (dst && size)
+        std::snprintf(dst, size, "%s", src);
+}
+
+void CopyBank(AGraEQProgram* dst, const AGraEQProgram* src)
+{
+    std::memcpy(static_cast<void*>(dst), src, kBankBytes);
+}
+}  // namespace
+
+AGraEQ::AGraEQ(audioMasterCallback audioMaster)
+    : AudioEffectX(audioMaster, kNumPrograms, kNumParams),
+      m_processCounter(0xFFFF),
+      m_engine(nullptr),
+      m_resourcePath{},
+      m_spare0(0),
+      m_spare1(0),
+      m_values{},
+      m_gainDisplay{},
+      m_qDisplay{},
+      m_outputDisplay(0.0f),
+      m_inputDisplay(0.0f),
+      m_format{},
+      m_blockSize(0),
+      m_editorObject(nullptr),
+      m_slice{}
+{
+    // The banks are already flat and "Empty" (AGraEQProgram's constructor).
+    GetMy_SHFOLDER_PathName();
+    setNumPrograms(kNumPrograms);
+    m_engine = new (std::nothrow) CGraphicEQ;
+
+    m_spare0 = 256;
+    m_spare1 = 0;
+    m_values[kParamActive] = 1.0f;
+    for (int i = 0; i < kNumBands; ++i) {
+        m_values[kParamGainFirst + i] = ValToNormalizeValue(kParamGainFirst + i, 0.0f);
+        m_values[kParamQFirst + i] = ValToNormalizeValue(kParamQFirst + i, 5.0f);
+        m_gainDisplay[i] = 0.0f;
+        m_qDisplay[i] = 5.0f;
+    }
+    m_values[kParamOutput] = ValToNormalizeValue(kParamOutput, 1.0f);
+    m_values[kParamInput] = ValToNormalizeValue(kParamInput, 1.0f);
+    m_outputDisplay = 0.0f;
+    m_inputDisplay = 0.0f;
+
+    m_blockSize = 256;
+    m_format.wFormatTag = 3;  // IEEE float
+    m_format.nChannels = 2;
+    m_format.nSamplesPerSec = 44100;
+    m_format.nAvgBytesPerSec = 44100 * 8;
+    m_format.nBlockAlign = 8;
+    m_format.wBitsPerSample = 32;
+    m_format.cbSize = 0;
+
+    setBlockSize(256);
+    setNumInputs(2);
+    setNumOutputs(2);
+    setUniqueID(kUniqueID);
+    programsAreChunks(true);
+    canMono(true);
+
+    // An editor with a panel registers itself through setEditor (and so
+    // announces itself to the host); a panel-less one stays unannounced but
+    // is owned all the same.
+    m_editorObject = CreateGraphicEQEditor(this);
+
+    m_processCounter.store(0xFFFF, std::memory_order_relaxed);
+    resume();
+}
+
+AGraEQ::~AGraEQ()
+{
+    delete m_engine;
+    m_engine = nullptr;
+    // The base destructor deletes the registered editor; delete ours only if
+    // it never registered.
+    if (m_editorObject != editor)
+        delete m_editorObject;
+    m_editorObject = nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Life cycle
+
+void AGraEQ::ApplyMediaType(VstInt32 maxBlock)
+{
+    if (!m_engine)
+        return;
+    if (maxBlock > kMaxEngineBlock)
+        maxBlock = kMaxEngineBlock;
+    m_engine->SetMediaType(&m_format, maxBlock);
+    for (VstInt32 i = 0; i < kNumParams; ++i)
+        ApplyToEngine(i, m_values[i]);
+}
+
+void AGraEQ::setSampleRate(float rate)
+{
+    // Only rates the format record can carry: a NaN, zero, negative or
+    // absurd rate leaves the format as it was.
+    if (!(rate >= 1.0f && rate <= 10000000.0f))
+        return;
+    const uint32_t sps = static_cast<uint32_t>(rate);
+    m_format.wFormatTag = 3;
+    m_format.nChannels = 2;
+    m_format.nSamplesPerSec = sps;
+    m_format.nAvgBytesPerSec = sps * 8;
+    m_format.nBlockAlign = 8;
+    m_format.wBitsPerSample = 32;
+    m_format.cbSize = 0;
+    // The base class's block size, not the host's: see setBlockSize.
+    ApplyMediaType(blockSize);
+}
+
+void AGraEQ::setBlockSize(VstInt32 size)
+{
+    // Only this call hands the host's block size to the engine; the others
+    // pass the base class's field (1024 unless the host used
+    // effSetBlockSizeAndSampleRate). The engine slices whatever arrives.
+    ApplyMediaType(size);
+    m_blockSize = size;
+}
+
+void AGraEQ::resume()
+{
+    if (m_engine)
+        m_engine->set_Activate(true);
+    m_values[kParamActive] = 1.0f;
+    PanelUpdateControl(kParamActive, 1.0f);
+    AudioEffectX::resume();
+}
+
+void AGraEQ::suspend()
+{
+    if (m_engine)
+        m_engine->set_Activate(false);
+    m_values[kParamActive] = 0.0f;
+    ApplyMediaType(blockSize);
+    PanelUpdateControl(kParamActive, 0.0f);
+}
+
+VstInt32 AGraEQ::startProcess()
+{
+    ApplyMediaType(blockSize);
+    return 0;
+}
+
+void AGraEQ::open()
+{
+    setProgram(0);
+    CopyBank(m_initialPrograms, m_programs);
+    LoadDefaultBank();
+    CopyBank(m_initialPrograms, m_programs);
+    SetFactoryProgram();
+}
+
+// ---------------------------------------------------------------------------
+// Audio
+
+void AGraEQ::processReplacing(float** inputs, float** outputs, VstInt32 sampleFrames)
+{
+    m_processCounter.fetch_add(1, std::memory_order_relaxed);
+    if (!m_engine)
+        return;
+    int frames = sampleFrames;
+    m_engine->Transform(inputs, sampleFrames, outputs, &frames);
+}
+
+void AGraEQ::processDoubleReplacing(double** inputs, double** outputs, VstInt32 sampleFrames)
+{
+    m_processCounter.fetch_add(1, std::memory_order_relaxed);
+    if (!m_engine)
+        return;
+    if (!inputs || !outputs || !inputs[0] || !inputs[1] || !outputs[0] || !outputs[1] ||
+        sampleFrames <= 0) {
+        // Nothing to convert; the engine still sees the (empty) block.
+        int frames = 0;
+        m_engine->Transform(nullptr, 0, nullptr, &frames);
+        return;
+    }
+    // Converted through fixed single-precision slices rather than buffers
+    // allocated per call, so the audio thread never allocates. For blocks
+    // up to kDoubleSlice frames this is one engine call, as before; longer
+    // blocks run as consecutive slices, which the filters continue exactly.
+    float* in[2] = {m_slice[0], m_slice[1]};
+    float* out[2] = {m_slice[2], m_slice[3]};
+    for (VstInt32 done = 0; done < sampleFrames;) {
+        const int n = sampleFrames - done < kDoubleSlice ? sampleFrames - done : kDoubleSlice;
+        for (int i = 0; i < n; ++i) {
+            in[0][i] = static_cast<float>(inputs[0][done + i]);
+            in[1][i] = static_cast<float>(inputs[1][done + i]);
+        }
+        int produced = n;
+        m_engine->Transform(in, n, out, &produced);
+        if (produced > n)
+            produced = n;
+        for (int i = 0; i < produced; ++i) {
+            outputs[0][done + i] = out[0][i];
+            outputs[1][done + i] = out[1][i];
+        }
+        done += n;
+    }
+}
+
+void AGraEQ::GetVU(float* inL, float* inR, float* outL, float* outR)
+{
+    if (m_engine)
+        m_engine->GetVU(inL, inR, outL, outR);
+}
+
+unsigned char AGraEQ::GetClip()
+{
+    bool over = false;
+    if (m_engine)
+        m_engine->get_OverLevel(&over);
+    return over ? 1 : 0;
+}
+
+// ---------------------------------------------------------------------------
+// Identity
+
+bool AGraEQ::getEffectName(char* name)
+{
+    if (!name)
+        return false;
+    CopyString(name, kVstMaxEffectNameLen, kEffectName);
+    return true;
+}
+
+bool AGraEQ::getProductString(char* text)
+{
+    if (!text)
+        return false;
+    CopyString(text, kVstMaxProductStrLen, kEffectName);
+    return true;
+}
+
+bool AGraEQ::getVendorString(char* text)
+{
+    if (!text)
+        return false;
+    CopyString(text, kVstMaxVendorStrLen, kVendor);
+    return true;
+}
+
+VstInt32 AGraEQ::canDo(char* text)
+{
+    if (!text)
+        return 0;
+    static const char* const kCannot[] = {
+        "sendVstEvents", "sendVstMidiEvent",   "receiveVstEvents", "receiveVstMidiEvent",
+        "receiveVstTimeInfo", "offline",       "midiProgramNames",
+    };
+    for (const char* what : kCannot) {
+        if (std::strcmp(text, what) == 0)
+            return -1;
+    }
+    // Answered yes while setBypass keeps ignoring the request: the equalizer
+    // is bypassed only through its ON/OFF parameter.
+    if (std::strcmp(text, "bypass") == 0)
+        return 1;
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Parameters
+
+void AGraEQ::PanelUpdateControl(VstInt32 index, float value)
+{
+    if (m_editorObject && m_editorObject->HasPanel())
+        m_editorObject->UpdateControl(index, value);
+}
+
+void AGraEQ::PanelUpdateModify()
+{
+    if (m_editorObject && m_editorObject->HasPanel())
+        m_editorObject->UpdateModify();
+}
+
+void AGraEQ::Automate(VstInt32 index, float value)
+{
+    callHost(audioMasterAutomate, index, 0, nullptr, value);
+}
+
+void AGraEQ::ApplyToEngine(VstInt32 index, float normalised)
+{
+    if (!m_engine || !IsValidParamIndex(index))
+        return;
+    if (index == kParamActive) {
+        m_engine->set_Activate(SwitchOn(normalised));
+        return;
+    }
+    const int32_t internal = NormalizeValToDWValue(index, normalised);
+    if (index == kParamOutput)
+        m_engine->set_OutputLevel(internal);
+    else if (index == kParamInput)
+        m_engine->set_InputLevel(internal);
+    else if (IsBandGain(index))
+        m_engine->set_Gain(index - kParamGainFirst, internal);
+    else
+        m_engine->set_Q(index - kParamQFirst, internal);
+}
+
+void AGraEQ::SetDisplayValue(VstInt32 index, float display)
+{
+    if (index == kParamOutput)
+        m_outputDisplay = display;
+    else if (index == kParamInput)
+        m_inputDisplay = display;
+    else if (IsBandGain(index))
+        m_gainDisplay[index - kParamGainFirst] = display;
+    else if (IsBandQ(index))
+        m_qDisplay[index - kParamQFirst] = display;
+}
+
+void AGraEQ::StoreParameter(VstInt32 index, float value)
+{
+    m_values[index] = value;
+    if (index != kParamActive)
+        SetDisplayValue(index, NormalizeValToInternalVal(index, value));
+    CurrentRecord().values[index] = value;
+    ApplyToEngine(index, value);
+}
+
+void AGraEQ::setParameter(VstInt32 index, float value)
+{
+    if (!IsValidParamIndex(index))
+        return;
+    PanelUpdateControl(index, value);
+    StoreParameter(index, value);
+}
+
+void AGraEQ::setParameterFormUI(VstInt32 index, float value)
+{
+    // An index outside the map is not reported either: no host should be
+    // handed a parameter the effect does not have.
+    if (!IsValidParamIndex(index))
+        return;
+    StoreParameter(index, value);
+    Automate(index, value);
+}
+
+void AGraEQ::setParameterFromDiaplay(VstInt32 index, float value)
+{
+    if (!IsValidParamIndex(index))
+        return;
+    float normalised = value;  // ON/OFF: passed on as if it were normalised
+    if (index != kParamActive) {
+        if (index == kParamOutput || index == kParamInput) {
+            float amplitude = static_cast<float>(std::pow(2.0, static_cast<double>(value) / 6.0));
+            const float top = index == kParamOutput ? 2.0f : 1.0f;
+            if (amplitude > top)
+                amplitude = top;
+            if (!(amplitude >= 0.001f))  // below the bottom, or NaN
+                amplitude = 0.001f;
+            normalised = ValToNormalizeValue(index, amplitude);
+        } else {
+            normalised = ValToNormalizeValue(index, value);
+        }
+        m_values[index] = normalised;
+        // The display keeps what was typed, unclamped.
+        SetDisplayValue(index, value);
+        CurrentRecord().values[index] = normalised;
+        ApplyToEngine(index, normalised);
+    }
+    PanelUpdateControl(index, normalised);
+    Automate(index, normalised);
+    endEdit(index);
+}
+
+float AGraEQ::getParameter(VstInt32 index)
+{
+    return IsValidParamIndex(index) ? m_values[index] : 0.0f;
+}
+
+float AGraEQ::getParameterDisplayVal(VstInt32 index)
+{
+    float v;
+    if (index == kParamActive)
+        return m_values[kParamActive];
+    if (index == kParamOutput)
+        v = m_outputDisplay;
+    else if (index == kParamInput)
+        v = m_inputDisplay;
+    else if (IsBandGain(index))
+        v = m_gainDisplay[index - kParamGainFirst];
+    else if (IsBandQ(index))
+        v = m_qDisplay[index - kParamQFirst];
+    else
+        return 0.0f;
+    // Biased half a step away from zero, so the panel's truncation to one
+    // decimal rounds.
+    return v >= 0.0f ? v + 0.05f : v - 0.05f;
+}
+
+void AGraEQ::getParameterName(VstInt32 index, char* text)
+{
+    if (!text || !IsValidParamIndex(index))
+        return;
+    if (index == kParamActive)
+        CopyString(text, kNameBuffer, "ON/OFF");
+    else if (index == kParamOutput)
+        CopyString(text, kNameBuffer, "Output");
+    else if (index == kParamInput)
+        CopyString(text, kNameBuffer, "Input");
+    else if (IsBandGain(index))
+        std::snprintf(text, kNameBuffer, "Gain %s", szCenterFreq[index - kParamGainFirst]);
+    else
+        std::snprintf(text, kNameBuffer, "Q %s", szCenterFreq[index - kParamQFirst]);
+}
+
+void AGraEQ::getParameterLabel(VstInt32 index, char* label)
+{
+    if (!label || !IsValidParamIndex(index))
+        return;
+    if (index == kParamOutput || index == kParamInput || IsBandGain(index))
+        CopyString(label, kParamStrBuffer, "dB");
+    else
+        CopyString(label, kParamStrBuffer, "");
+}
+
+void AGraEQ::getParameterDisplay(VstInt32 index, char* text)
+{
+    if (!text || !IsValidParamIndex(index))
+        return;
+    if (index == kParamActive) {
+        CopyString(text, kParamStrBuffer, m_values[kParamActive] == 1.0f ? "ON" : "OFF");
+        return;
+    }
+    float v;
+    if (index == kParamOutput)
+        v = m_outputDisplay;
+    else if (index == kParamInput)
+        v = m_inputDisplay;
+    else if (IsBandGain(index))
+        v = m_gainDisplay[index - kParamGainFirst];
+    else
+        v = m_qDisplay[index - kParamQFirst];
+    std::snprintf(text, kParamStrBuffer, "%.1f", static_cast<double>(v));
+    // Only the levels lose the sign of a negative zero; a band gain just
+    // below 0 dB keeps showing "-0.0".
+    if ((index == kParamOutput || index == kParamInput) && strcasecmp(text, "-0.0") == 0)
+        CopyString(text, kParamStrBuffer, "0.0");
+}
+
+bool AGraEQ::getParameterProperties(VstInt32 index, VstParameterProperties* p)
+{
+    if (!p)
+        return false;
+    std::memset(p, 0, sizeof(*p));
+    if (!IsValidParamIndex(index))
+        return false;
+    const AutomateParamMinMax& row = AutomateParamMinMax_Tbl[index];
+    getParameterLabel(index, p->label);
+    p->flags = kVstParameterUsesIntegerMinMax | kVstParameterUsesIntStep;
+    if (row.integer)
+        p->flags |= kVstParameterIsSwitch;
+    p->minInteger = static_cast<VstInt32>(row.min);
+    p->maxInteger = static_cast<VstInt32>(row.max);
+    p->stepInteger = 128;
+    p->largeStepInteger = 256;
+    p->displayIndex = static_cast<VstInt16>(index);
+    return true;
+}

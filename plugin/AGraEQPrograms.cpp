@@ -1,0 +1,213 @@
+// Programs: the record, program switching and names, the revert and copy
+// operations the editor offers, and the host chunk.
+#include "AGraEQ.h"
+
+#include <cstring>
+
+#include "AEffEditor.h"
+
+namespace {
+// Copies a name into a record's name field: at most 23 bytes, terminated,
+// the rest cleared so the record's bytes stay defined.
+void SetRecordName(AGraEQProgram& p, const char* name)
+{
+    std::memset(p.name, 0, sizeof(p.name));
+    if (!name)
+        return;
+    size_t n = 0;
+    while (n < sizeof(p.name) - 1 && name[n])
+        ++n;
+    std::memcpy(p.name, name, n);
+}
+
+// Writes a record's name for the host, even when the record came from a
+// chunk whose name field is not terminated.
+void GetRecordName(const AGraEQProgram& p, char* text)
+{
+    if (!text)
+        return;
+    size_t n = 0;
+    while (n < sizeof(p.name) - 1 && p.name[n])
+        ++n;
+    std::memcpy(text, p.name, n);
+    text[n] = 0;
+}
+
+inline bool IsValidProgram(VstInt32 n) { return n >= 0 && n < kNumPrograms; }
+}  // namespace
+
+AGraEQProgram::AGraEQProgram() : values{}, name{}, currentProgram(0)
+{
+    values[kParamActive] = 1.0f;
+    values[kParamOutput] = ValToNormalizeValue(kParamOutput, 1.0f);
+    values[kParamInput] = ValToNormalizeValue(kParamInput, 1.0f);
+    for (int i = 0; i < kNumBands; ++i) {
+        values[kParamGainFirst + i] = ValToNormalizeValue(kParamGainFirst + i, 0.0f);
+        values[kParamQFirst + i] = ValToNormalizeValue(kParamQFirst + i, 5.0f);
+    }
+    SetRecordName(*this, "Empty");
+}
+
+const AGraEQProgram* AGraEQ::GetBank(Bank which) const
+{
+    switch (which) {
+    case kInitialBank:
+        return m_initialPrograms;
+    case kFactoryBank:
+        return m_factoryPrograms;
+    default:
+        return m_programs;
+    }
+}
+
+void AGraEQ::UpdateDisplayValues()
+{
+    for (int i = 0; i < kNumBands; ++i) {
+        m_gainDisplay[i] = NormalizeValToInternalVal(kParamGainFirst + i, m_values[kParamGainFirst + i]);
+        m_qDisplay[i] = NormalizeValToInternalVal(kParamQFirst + i, m_values[kParamQFirst + i]);
+    }
+    m_outputDisplay = NormalizeValToInternalVal(kParamOutput, m_values[kParamOutput]);
+    m_inputDisplay = NormalizeValToInternalVal(kParamInput, m_values[kParamInput]);
+}
+
+void AGraEQ::setProgram(VstInt32 program)
+{
+    // Negative indices reach here from the dispatcher; they and anything
+    // past the bank are ignored.
+    if (!IsValidProgram(program))
+        return;
+    curProgram = program;
+    // setParameter writes each value back into this record; work from a copy
+    // so the order of application cannot matter.
+    float v[kNumParams];
+    std::memcpy(v, m_programs[program].values, sizeof(v));
+    setParameter(kParamActive, v[kParamActive]);
+    setParameter(kParamOutput, v[kParamOutput]);
+    setParameter(kParamInput, v[kParamInput]);
+    for (int i = 0; i < kNumBands; ++i) {
+        setParameter(kParamGainFirst + i, v[kParamGainFirst + i]);
+        setParameter(kParamQFirst + i, v[kParamQFirst + i]);
+    }
+    UpdateDisplayValues();
+    PanelUpdateModify();
+}
+
+void AGraEQ::setProgramName(char* name)
+{
+    if (!name)
+        return;
+    SetRecordName(CurrentRecord(), name);
+}
+
+void AGraEQ::getProgramName(char* name)
+{
+    GetRecordName(CurrentRecord(), name);
+}
+
+bool AGraEQ::getProgramNameIndexed(VstInt32 /*category*/, VstInt32 index, char* text)
+{
+    if (!IsValidProgram(index) || !text)
+        return false;
+    GetRecordName(m_programs[index], text);
+    return true;
+}
+
+bool AGraEQ::IsProgramChanged()
+{
+    return std::memcmp(m_programs[curProgram].values, m_initialPrograms[curProgram].values,
+                       kProgramValueBytes) != 0;
+}
+
+void AGraEQ::ProgramToInitial()
+{
+    m_programs[curProgram] = m_initialPrograms[curProgram];
+    setProgram(curProgram);
+    updateDisplay();
+}
+
+void AGraEQ::ProgramToAllInitial()
+{
+    std::memcpy(static_cast<void*>(m_programs), m_initialPrograms, kBankBytes);
+    setProgram(curProgram);
+    updateDisplay();
+}
+
+void AGraEQ::ProgramToFactory()
+{
+    m_programs[curProgram] = m_factoryPrograms[curProgram];
+    setProgram(curProgram);
+    updateDisplay();
+    PanelUpdateModify();
+}
+
+void AGraEQ::ProgramToAllFactory()
+{
+    // Resetting the whole bank to the factory bank is offered by the editor
+    // but deliberately does nothing.
+}
+
+void AGraEQ::CopyPgFrom(int source)
+{
+    if (!IsValidProgram(source))
+        return;
+    if (source != curProgram)
+        m_programs[curProgram] = m_programs[source];
+    setProgram(curProgram);
+    updateDisplay();
+}
+
+bool AGraEQ::SaveProgram(int destination, const char* name)
+{
+    if (!IsValidProgram(destination))
+        return false;
+    const int current = curProgram;
+    if (destination != current)
+        m_programs[destination] = m_programs[current];
+    if (name)
+        SetRecordName(m_programs[destination], name);
+    m_initialPrograms[destination] = m_programs[destination];
+    // Saving elsewhere abandons the unsaved edits of the slot left behind.
+    if (destination != current)
+        m_programs[current] = m_initialPrograms[current];
+    setProgram(destination);
+    m_programs[0].currentProgram = curProgram;
+    const bool written = WriteDefaultBank();
+    updateDisplay();
+    return written;
+}
+
+VstInt32 AGraEQ::getChunk(void** data, bool isPreset)
+{
+    if (!data)
+        return 0;
+    if (isPreset) {
+        *data = &m_programs[curProgram];
+        return kProgramBytes;
+    }
+    m_programs[0].currentProgram = curProgram;
+    *data = m_programs;
+    return kBankBytes;
+}
+
+VstInt32 AGraEQ::setChunk(void* data, VstInt32 byteSize, bool isPreset)
+{
+    // Only whole records are taken: at most one for a preset, at most the
+    // bank for a bank; anything shorter than a record (or no data) leaves
+    // every program as it was.
+    if (!data || byteSize < kProgramBytes)
+        return 0;
+    if (isPreset) {
+        std::memcpy(static_cast<void*>(&m_programs[curProgram]), data, kProgramBytes);
+    } else {
+        const VstInt32 bytes = byteSize < kBankBytes ? byteSize : kBankBytes;
+        const VstInt32 records = bytes / kProgramBytes;
+        std::memcpy(static_cast<void*>(m_programs), data,
+                    static_cast<size_t>(records) * kProgramBytes);
+        // A current-program index the bank cannot hold is ignored.
+        const int32_t current = m_programs[0].currentProgram;
+        if (IsValidProgram(current))
+            curProgram = current;
+    }
+    setProgram(curProgram);
+    return 0;
+}

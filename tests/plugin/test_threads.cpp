@@ -1,0 +1,122 @@
+// One host thread changes parameters, programs, chunks, sample rate and
+// block size while an audio thread processes and an interface thread reads
+// the meters, as a busy session does. Built and run under ThreadSanitizer
+// in the test script.
+//
+// How the threads stay apart without the audio thread taking any lock but
+// the engine's: the audio thread touches only the engine (every engine call
+// holds the engine's lock) and the process counter (a relaxed atomic). The
+// banks and the parameter fields are unlocked by design and are only ever
+// written by the host's parameter thread, so they need no protection here:
+// the one thread that edits them is the one that reads them. The meter
+// thread reads only engine state (locked) and the counter (atomic).
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "AGraEQ.h"
+
+namespace {
+
+VstIntPtr Host(AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
+{
+    return opcode == audioMasterVersion ? 2400 : 0;
+}
+
+TEST(Threads, HostEditsWhileAudioRuns)
+{
+    auto owner = std::make_unique<AGraEQ>(Host);
+    AEffect* fx = owner.release()->getAeffect();
+    fx->dispatcher(fx, effOpen, 0, 0, nullptr, 0.0f);
+    fx->dispatcher(fx, effSetSampleRate, 0, 0, nullptr, 48000.0f);
+    fx->dispatcher(fx, effSetBlockSize, 0, 256, nullptr, 0.0f);
+    fx->dispatcher(fx, effMainsChanged, 0, 1, nullptr, 0.0f);
+
+    std::atomic<bool> stop{false};
+    std::atomic<long> blocks{0};
+    std::atomic<bool> finite{true};
+
+    std::thread audio([&] {
+        std::vector<float> l(700), r(700), ol(700), orr(700);
+        std::vector<double> dl(300), dr(300);
+        unsigned n = 0;
+        while (!stop.load(std::memory_order_relaxed)) {
+            const int frames = static_cast<int>((n * 37u) % 700u);
+            for (int i = 0; i < frames; ++i)
+                l[i] = r[i] = 0.5f * std::sin(0.05f * static_cast<float>(n * 700u + i));
+            float* in[2] = {l.data(), r.data()};
+            float* out[2] = {ol.data(), orr.data()};
+            fx->processReplacing(fx, in, out, frames);
+            for (int i = 0; i < frames; ++i)
+                if (!std::isfinite(ol[i]))
+                    finite = false;
+            if (n % 8 == 0) {
+                double* io[2] = {dl.data(), dr.data()};
+                fx->processDoubleReplacing(fx, io, io, 300);
+            }
+            ++n;
+            blocks.fetch_add(1, std::memory_order_relaxed);
+        }
+    });
+
+    AGraEQ* effect = static_cast<AGraEQ*>(fx->object);
+    std::thread meters([&] {
+        unsigned last = 0;
+        while (!stop.load(std::memory_order_relaxed)) {
+            float a, b, c, d;
+            effect->GetVU(&a, &b, &c, &d);
+            (void)effect->GetClip();
+            last += effect->GetProcessCounter();
+            std::this_thread::yield();
+        }
+        (void)last;
+    });
+
+    // The host's parameter thread: this one.
+    std::vector<char> bank(5120), preset(160);
+    char text[64];
+    // At least a few thousand edits, and at least a few hundred blocks
+    // processed meanwhile, however the two threads get scheduled.
+    for (int i = 0; i < 3000 || (blocks.load() < 400 && i < 400000); ++i) {
+        const VstInt32 index = i % 33;
+        fx->setParameter(fx, index, static_cast<float>((i * 7919) % 1001) / 1000.0f);
+        fx->dispatcher(fx, effGetParamDisplay, index, 0, text, 0.0f);
+        (void)fx->getParameter(fx, index);
+        if (i % 50 == 0)
+            fx->dispatcher(fx, effSetProgram, 0, (i / 50) % 32, nullptr, 0.0f);
+        if (i % 97 == 0) {
+            void* data = nullptr;
+            const VstIntPtr n = fx->dispatcher(fx, effGetChunk, 0, 0, &data, 0.0f);
+            std::memcpy(bank.data(), data, static_cast<size_t>(n));
+            fx->dispatcher(fx, effSetChunk, 0, n, bank.data(), 0.0f);
+            const VstIntPtr m = fx->dispatcher(fx, effGetChunk, 1, 0, &data, 0.0f);
+            std::memcpy(preset.data(), data, static_cast<size_t>(m));
+            fx->dispatcher(fx, effSetChunk, 1, m, preset.data(), 0.0f);
+        }
+        if (i % 401 == 0)
+            fx->dispatcher(fx, effSetSampleRate, 0, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
+        if (i % 503 == 0)
+            fx->dispatcher(fx, effSetBlockSize, 0, 64 + i % 1000, nullptr, 0.0f);
+        if (i % 701 == 0) {
+            fx->dispatcher(fx, effMainsChanged, 0, 0, nullptr, 0.0f);
+            fx->dispatcher(fx, effMainsChanged, 0, 1, nullptr, 0.0f);
+            fx->dispatcher(fx, effStartProcess, 0, 0, nullptr, 0.0f);
+        }
+    }
+    // Let the audio thread see the final state for a few blocks.
+    const long seen = blocks.load();
+    while (blocks.load() < seen + 10)
+        std::this_thread::yield();
+    stop = true;
+    audio.join();
+    meters.join();
+    EXPECT_TRUE(finite.load());
+    EXPECT_GT(blocks.load(), 10);
+    fx->dispatcher(fx, effClose, 0, 0, nullptr, 0.0f);
+}
+
+}  // namespace
