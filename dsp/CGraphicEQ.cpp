@@ -337,7 +337,9 @@ void CGraphicEQ::Bypass(float** in, int offset, int count, float** out)
         std::memmove(out[1] + offset, inR, sizeof(float) * static_cast<size_t>(count));
 }
 
-void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, float gi, float go)
+// slice: these samples continue a block already begun, so the recursion
+// carries on instead of starting a new block.
+void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, float gi, float go, bool slice)
 {
     const int channels = m_format.nChannels;
     if (channels != 1 && channels != 2)
@@ -349,9 +351,6 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, f
     const float* inL = in[0] + offset;
     float* outL = out[0] + offset;
     bool over = false;
-    // A block longer than the work buffers arrives in slices; the later ones
-    // continue the block, so the result does not depend on where it was cut.
-    const bool slice = offset > 0;
 
     if (channels == 2) {
         const float* inR = in[1] + offset;
@@ -407,12 +406,13 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, f
         m_overLevel = true;
 }
 
-bool CGraphicEQ::Transform(float** in, int count, float** out, int* outCount)
+bool CGraphicEQ::Transform(float** in, int count, float** out, int* outCount, bool continueBlock)
 {
     CSingleLock hold(m_lock);
     if (outCount)
         *outCount = count > 0 ? count : 0;
-    m_peakInL = m_peakInR = m_peakOutL = m_peakOutR = 0.0f;
+    if (!continueBlock)
+        m_peakInL = m_peakInR = m_peakOutL = m_peakOutR = 0.0f;
     if (count <= 0 || !in || !out || !in[0] || !in[1] || !out[0] || !out[1])
         return true;
 
@@ -425,7 +425,9 @@ bool CGraphicEQ::Transform(float** in, int count, float** out, int* outCount)
     const float go = LevelFactor(m_outputLevel);
     for (int done = 0; done < count;) {
         const int n = count - done < m_bufferLength ? count - done : m_bufferLength;
-        OperateFilter(in, done, n, out, gi, go);
+        // A block longer than the work buffers runs in slices that continue
+        // it, so the result does not depend on where it was cut.
+        OperateFilter(in, done, n, out, gi, go, continueBlock || done > 0);
         done += n;
     }
     return true;

@@ -63,8 +63,11 @@ public:
     // Processes one block of in[0], in[1] into out[0], out[1] (in and out may
     // be the same buffers). Any count is accepted: blocks longer than the work
     // buffers are processed in buffer-sized slices, and before the first
-    // SetMediaType the input is copied through.
-    bool Transform(float** in, int count, float** out, int* outCount);
+    // SetMediaType the input is copied through. continueBlock says this call
+    // carries on the previous one as part of one host block (a caller that
+    // converts a block in pieces): the filters continue exactly and the
+    // meters keep the peak of the whole block.
+    bool Transform(float** in, int count, float** out, int* outCount, bool continueBlock = false);
 
     // Test and tool access.
     const tWAVEFORMATEX& GetFormat() const { return m_format; }
@@ -74,7 +77,7 @@ public:
 
 private:
     void Bypass(float** in, int offset, int count, float** out);
-    void OperateFilter(float** in, int offset, int count, float** out, float gi, float go);
+    void OperateFilter(float** in, int offset, int count, float** out, float gi, float go, bool slice);
     void PushBand(int band);
     static bool ValidBandIndex(int band) { return band >= 0 && band < kBandCount; }
 

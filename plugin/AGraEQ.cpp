@@ -217,7 +217,8 @@ void AGraEQ::processDoubleReplacing(double** inputs, double** outputs, VstInt32 
     // Converted through fixed single-precision slices rather than buffers
     // allocated per call, so the audio thread never allocates. For blocks
     // up to kDoubleSlice frames this is one engine call, as before; longer
-    // blocks run as consecutive slices, which the filters continue exactly.
+    // blocks run as consecutive slices that continue one block: the filters
+    // carry on exactly and the meters show the whole block's peak.
     float* in[2] = {m_slice[0], m_slice[1]};
     float* out[2] = {m_slice[2], m_slice[3]};
     for (VstInt32 done = 0; done < sampleFrames;) {
@@ -227,7 +228,7 @@ void AGraEQ::processDoubleReplacing(double** inputs, double** outputs, VstInt32 
             in[1][i] = static_cast<float>(inputs[1][done + i]);
         }
         int produced = n;
-        m_engine->Transform(in, n, out, &produced);
+        m_engine->Transform(in, n, out, &produced, done > 0);
         if (produced > n)
             produced = n;
         for (int i = 0; i < produced; ++i) {

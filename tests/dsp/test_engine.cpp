@@ -100,23 +100,37 @@ TEST(GraphicEQ, BlocksLongerThanTheBuffersMatchOneCall)
 {
     const int n = 5000;
     Stereo in(ref::Noise(n, 21), ref::Noise(n, 22));
-    CGraphicEQ big, small;
+    CGraphicEQ big, small, pieces;
     Prepare(big, 48000, n);
     Prepare(small, 48000, 64);
+    Prepare(pieces, 48000, n);
     Shape(big);
     Shape(small);
-    Stereo a(n), b(n);
+    Shape(pieces);
+    Stereo a(n), b(n), c(n);
     Process(big, in, a);
     Process(small, in, b);
+    // A caller feeding one block in pieces of its own.
+    for (int done = 0, len = 1; done < n; done += len, len = std::min(2 * len + 1, n - done)) {
+        float* pin[2] = {in.l.data() + done, in.r.data() + done};
+        float* pout[2] = {c.l.data() + done, c.r.data() + done};
+        int produced = 0;
+        pieces.Transform(pin, len, pout, &produced, done > 0);
+    }
     for (int i = 0; i < n; ++i) {
         ASSERT_EQ(Bits(a.l[i]), Bits(b.l[i])) << i;
         ASSERT_EQ(Bits(a.r[i]), Bits(b.r[i])) << i;
+        ASSERT_EQ(Bits(a.l[i]), Bits(c.l[i])) << i;
+        ASSERT_EQ(Bits(a.r[i]), Bits(c.r[i])) << i;
     }
-    float pl, pr, ql, qr, sl, sr, tl, tr;
+    float pl, pr, ql, qr, sl, sr, tl, tr, ul, ur, vl, vr;
     big.GetVU(&pl, &pr, &ql, &qr);
     small.GetVU(&sl, &sr, &tl, &tr);
+    pieces.GetVU(&ul, &ur, &vl, &vr);
     EXPECT_EQ(pl, sl);
     EXPECT_EQ(qr, tr) << "meters cover the whole block, not the last slice";
+    EXPECT_EQ(pl, ul);
+    EXPECT_EQ(qr, vr);
 }
 
 TEST(GraphicEQ, ProcessesInPlaceAndSurvivesOddCounts)
