@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <map>
 #include <mutex>
+#include <unordered_set>
 
 namespace {
 
@@ -29,6 +30,12 @@ HCURSOR g_cursor = nullptr;
 UINT g_modifierFlags = 0;
 UINT g_eventChar = 0;
 CWinApp* g_app = nullptr;
+
+// Every window object alive, so a child never reaches through the parent
+// pointer it keeps (GetParent) after the parent object was deleted.
+std::unordered_set<const CWnd*> g_liveWindows;
+
+CWnd* LiveParent(CWnd* parent) { return parent && g_liveWindows.count(parent) ? parent : nullptr; }
 
 // --- posting ring ------------------------------------------------------------
 // Posts may come from any thread, so the ring is guarded. Each slot carries a
@@ -227,7 +234,7 @@ BEGIN_MESSAGE_MAP(CWnd, CCmdTarget)
     ON_MESSAGE(WM_MACINTOSH, OnMacintosh)
 END_MESSAGE_MAP()
 
-CWnd::CWnd() = default;
+CWnd::CWnd() { g_liveWindows.insert(this); }
 
 CWnd::~CWnd()
 {
@@ -239,8 +246,9 @@ CWnd::~CWnd()
         x11::DestroyView(reinterpret_cast<x11::View*>(m_hWnd));
         m_hWnd = nullptr;
     }
-    if (m_pParentWnd) m_pParentWnd->RemoveChild(this);
+    if (CWnd* parent = LiveParent(m_pParentWnd)) parent->RemoveChild(this);
     for (CWnd* c : m_children) c->m_pParentWnd = nullptr;
+    g_liveWindows.erase(this);
 }
 
 // Clears every process-wide record that could still name this window.
@@ -327,7 +335,7 @@ BOOL CWnd::DestroyWindow()
     SendMessage(WM_DESTROY);
     m_bCreated = FALSE;
     ForgetWindow();
-    if (m_pParentWnd && Contains(m_pParentWnd->m_children, this)) m_pParentWnd->RemoveChild(this);
+    if (CWnd* parent = LiveParent(m_pParentWnd)) parent->RemoveChild(this);
     x11::View* view = reinterpret_cast<x11::View*>(m_hWnd);
     if (view && !m_bBoundsKnown) {
         m_hWnd = nullptr;
@@ -669,8 +677,8 @@ int CWnd::OnCreate(LPCREATESTRUCT cs)
         m_dwExStyle = cs->dwExStyle;
     }
     m_bCreated = TRUE;
-    if (m_pParentWnd && !Contains(m_pParentWnd->m_children, this))
-        m_pParentWnd->m_children.insert(m_pParentWnd->m_children.begin(), this);
+    CWnd* parent = LiveParent(m_pParentWnd);
+    if (parent && !Contains(parent->m_children, this)) parent->m_children.insert(parent->m_children.begin(), this);
     return 0;
 }
 
@@ -682,7 +690,7 @@ void CWnd::OnDestroy()
         g_focusWnd = nullptr;
         SendMessage(WM_KILLFOCUS, 0, 0);
     }
-    if (m_pParentWnd) m_pParentWnd->RemoveChild(this);
+    if (CWnd* parent = LiveParent(m_pParentWnd)) parent->RemoveChild(this);
 }
 
 void CWnd::OnPaint() {}
