@@ -387,6 +387,7 @@ CFont* CDC::SelectObject(CFont* pFont)
         m_hFont = pFont->m_hObject;
         m_nTextHeight = pFont->m_nHeight;
         m_nTextAscent = pFont->m_nAscent;
+        if (m_pWnd) m_pWnd->m_hFont = m_hFont;
     } else {
         m_pSelectedFont = nullptr;
         m_hFont = m_defaultFont.m_hObject;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <unordered_set>
@@ -293,6 +294,7 @@ BOOL CWnd::CreateEx(DWORD dwExStyle, LPCTSTR lpszClassName, LPCTSTR lpszWindowNa
     m_dwExStyle = cs.dwExStyle;
     m_nID = (UINT)(UINT_PTR)cs.hMenu;
     if (cs.lpszClass) m_className = cs.lpszClass;
+    m_windowText = cs.lpszName ? cs.lpszName : "";
 
     x11::View* view = nullptr;
     if (!(m_dwStyle & WS_POPUP) && !(m_dwStyle & 0x8000u)) {
@@ -483,6 +485,53 @@ BOOL CWnd::ShowWindow(int nCmdShow)
 }
 
 BOOL CWnd::IsWindowVisible() const { return m_bVisible; }
+
+BOOL CWnd::SetWindowPos(const CWnd*, int x, int y, int cx, int cy, UINT nFlags)
+{
+    if (nFlags & SWP_NOMOVE) {
+        x = m_rect.left;
+        y = m_rect.top;
+    }
+    if (nFlags & SWP_NOSIZE) {
+        cx = m_rect.Width();
+        cy = m_rect.Height();
+    }
+    if ((nFlags & (SWP_NOMOVE | SWP_NOSIZE)) != (SWP_NOMOVE | SWP_NOSIZE)) MoveWindow(x, y, cx, cy, TRUE);
+    if (nFlags & SWP_SHOWWINDOW) ShowWindow(SW_SHOW);
+    if (nFlags & SWP_HIDEWINDOW) ShowWindow(SW_HIDE);
+    return TRUE;
+}
+
+void CWnd::SetWindowText(LPCTSTR lpszString)
+{
+    m_windowText = lpszString ? lpszString : "";
+    Invalidate();
+}
+
+int CWnd::GetWindowText(LPTSTR buf, int nMaxCount) const
+{
+    if (!buf || nMaxCount <= 0) return 0;
+    int n = std::min((int)m_windowText.size(), nMaxCount - 1);
+    std::memcpy(buf, m_windowText.data(), (size_t)n);
+    buf[n] = 0;
+    return n;
+}
+
+int CWnd::GetDlgItemText(int nID, LPTSTR lpStr, int nMaxCount) const
+{
+    CWnd* item = GetDlgItem(nID);
+    if (!item) {
+        if (lpStr && nMaxCount > 0) lpStr[0] = 0;
+        return 0;
+    }
+    return item->GetWindowText(lpStr, nMaxCount);
+}
+
+void CWnd::SetFont(CFont* pFont, BOOL bRedraw)
+{
+    m_pFont = pFont;
+    if (bRedraw) Invalidate();
+}
 
 CWnd* CWnd::GetDlgItem(int nID) const
 {

@@ -50,6 +50,11 @@ struct MSG {
 #define SW_SHOWNORMAL 1
 #define SW_SHOW 5
 #define SW_SHOWNA 8
+#define SWP_NOSIZE 0x0001u
+#define SWP_NOMOVE 0x0002u
+#define SWP_NOZORDER 0x0004u
+#define SWP_SHOWWINDOW 0x0040u
+#define SWP_HIDEWINDOW 0x0080u
 
 class CWnd : public CCmdTarget, private x11::ViewClient {
 public:
@@ -91,6 +96,9 @@ public:
     void GetWindowRect(LPRECT lpRect) const;
     void MoveWindow(int x, int y, int nWidth, int nHeight, BOOL bRepaint = TRUE);
     void MoveWindow(LPCRECT lpRect, BOOL bRepaint = TRUE);
+    // Flags: SWP_NOSIZE, SWP_NOMOVE, SWP_SHOWWINDOW, SWP_HIDEWINDOW; the
+    // z-order argument is ignored.
+    BOOL SetWindowPos(const CWnd* pWndInsertAfter, int x, int y, int cx, int cy, UINT nFlags);
     BOOL ShowWindow(int nCmdShow);
     BOOL IsWindowVisible() const;
 
@@ -102,6 +110,16 @@ public:
     DWORD GetStyle() const { return m_dwStyle; }
     DWORD GetExStyle() const { return m_dwExStyle; }
     const std::vector<CWnd*>& GetChildren() const { return m_children; }
+
+    // --- text and font (the window name given at creation, or set later)
+    void SetWindowText(LPCTSTR lpszString);
+    int GetWindowText(LPTSTR lpszStringBuf, int nMaxCount) const;
+    int GetWindowTextLength() const { return (int)m_windowText.size(); }
+    // A child's text, up to nMaxCount - 1 bytes (1024 when the text goes into
+    // a string object); 0 when there is no such child.
+    int GetDlgItemText(int nID, LPTSTR lpStr, int nMaxCount) const;
+    void SetFont(class CFont* pFont, BOOL bRedraw = TRUE);
+    class CFont* GetFont() const { return m_pFont; }
 
     // --- focus, capture, timers
     CWnd* SetFocus();
@@ -176,6 +194,9 @@ public:
     std::string m_className;
     DWORD m_dwStyle = 0;
     DWORD m_dwExStyle = 0;
+    std::string m_windowText;
+    class CFont* m_pFont = nullptr;
+    void* m_hFont = nullptr;  // the font last selected into a context of this window
     // During painting: the context being painted and the update rectangle.
     void* m_pPaintContext = nullptr;
     CRect m_rcUpdate;

@@ -215,6 +215,27 @@ TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveInIt)
     EXPECT_EQ(a.map_state, IsUnmapped);
     EXPECT_EQ(panel.GetDlgItem(7), &hidden);
 
+    // Moved without resizing and shown, as the floating entry is.
+    hidden.SetWindowPos(nullptr, 5, 6, 0, 0, SWP_NOSIZE | SWP_SHOWWINDOW);
+    EXPECT_TRUE(hidden.IsWindowVisible());
+    hidden.GetWindowRect(&r);
+    EXPECT_EQ(r, CRect(5, 6, 45, 26));
+    XSync(dpy, False);
+    XGetWindowAttributes(dpy, (Window)x11::WindowId(reinterpret_cast<x11::View*>(hidden.m_hWnd)), &a);
+    EXPECT_EQ(a.map_state, IsViewable);
+    EXPECT_EQ(a.x, 5);
+    EXPECT_EQ(a.width, 40);
+
+    // Window text, read directly and through the parent.
+    char text[8];
+    EXPECT_EQ(anchor.GetDlgItemText(100, text, sizeof text), 7);
+    EXPECT_STREQ(text, "UIWindo") << "bounded by the buffer";
+    hidden.SetWindowText("12.5");
+    EXPECT_EQ(panel.GetDlgItemText(7, text, sizeof text), 4);
+    EXPECT_STREQ(text, "12.5");
+    EXPECT_EQ(panel.GetDlgItemText(99, text, sizeof text), 0);
+    EXPECT_STREQ(text, "");
+
     EXPECT_TRUE(panel.DestroyWindow());
     EXPECT_FALSE(hidden.m_bCreated) << "children go with their parent";
     EXPECT_EQ(hidden.Count(WM_DESTROY), 1);

@@ -212,7 +212,8 @@ void Paint(View* v)
 {
     Rect r = v->damage;
     v->damaged = false;
-    if (!v->client || !EnsureSurfaces(v)) return;
+    // An unmapped window is painted when it is shown (Expose brings it back).
+    if (!v->client || !v->shown || !EnsureSurfaces(v)) return;
     cairo_t* cr = cairo_create(v->back);
     cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
     cairo_clip(cr);
@@ -292,8 +293,13 @@ void Dispatch(Connection* c, XEvent& ev)
         out.modifiers = Modifiers(ev.xbutton.state);
         break;
     case MotionNotify:
-        // Only the latest position of a burst matters.
-        while (XCheckTypedWindowEvent(c->dpy, v->win, MotionNotify, &ev)) {
+        // Only the latest position of a burst matters; a burst ends at the
+        // first other event, so presses and releases keep their order.
+        while (XPending(c->dpy)) {
+            XEvent next;
+            XPeekEvent(c->dpy, &next);
+            if (next.type != MotionNotify || next.xany.window != v->win) break;
+            XNextEvent(c->dpy, &ev);
         }
         out.type = ViewEvent::kMotion;
         out.x = ev.xmotion.x;
