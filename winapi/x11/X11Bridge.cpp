@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -111,6 +112,20 @@ bool g_wakePending = false;
 void EnsureWakeFdLocked()
 {
     if (g_wakeFd < 0) g_wakeFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+}
+
+// A busy X server can leave its listening socket's queue full for a moment,
+// and the connect then fails with EAGAIN; an editor should not fail to open
+// for that, so such failures are retried briefly.
+Display* OpenDisplay()
+{
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        errno = 0;
+        if (Display* d = XOpenDisplay(nullptr)) return d;
+        if (errno != EAGAIN) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5 + 5 * attempt));
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -345,7 +360,7 @@ long BaseEventMask()
 View* AdoptHostWindow(unsigned long xid)
 {
     if (xid == 0) return nullptr;
-    Display* d = XOpenDisplay(nullptr);
+    Display* d = OpenDisplay();
     if (!d) return nullptr;
     fcntl(ConnectionNumber(d), F_SETFD, FD_CLOEXEC);  // never leak into programs the host starts
     auto* c = new Connection;
@@ -605,7 +620,7 @@ bool ScreenSize(int& width, int& height)
         cachedW = DisplayWidth(d, DefaultScreen(d));
         cachedH = DisplayHeight(d, DefaultScreen(d));
     } else if (cachedW == 0) {
-        if (Display* d = XOpenDisplay(nullptr)) {
+        if (Display* d = OpenDisplay()) {
             cachedW = DisplayWidth(d, DefaultScreen(d));
             cachedH = DisplayHeight(d, DefaultScreen(d));
             XCloseDisplay(d);
