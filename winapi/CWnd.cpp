@@ -831,8 +831,8 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         g_eventChar = ch;
         MSG msg{m_hWnd, WM_KEYDOWN, code, lp, 0, POINT{ev.x, ev.y}};
         if (!PreTranslateMessage(&msg)) {
-            // The handlers may destroy this window; ask the ring-free path
-            // through a local copy of the handle only.
+            // A key handler may destroy the window (not delete the object);
+            // the character then has nowhere to go.
             HWND self = m_hWnd;
             SendMessage(WM_KEYDOWN, code, lp);
             if (ch && m_hWnd == self) SendMessage(WM_CHAR, ch, lp);

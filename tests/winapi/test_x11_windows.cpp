@@ -366,7 +366,23 @@ TEST_F(X11Windows, KeysReachATypingWindowOnlyWhileItHasTheFocus)
     Tap(XK_b);
     PumpFor(50);
     EXPECT_EQ(edit.Count(WM_KEYDOWN), 4) << "no keys once the focus is given back";
+
+    // The user clicks into the host while typing: the host's window takes
+    // the keyboard, and keys typed with the pointer resting over the entry
+    // stay with the host.
+    edit.SetFocus();
+    PumpFor(20);
+    XSetInputFocus(dpy, parent, RevertToParent, CurrentTime);
+    XSync(dpy, False);
+    PumpFor(30);
+    MoveTo(20 + 5, 20 + 5);
+    PumpFor(20);
+    Tap(XK_c);
+    PumpFor(50);
+    EXPECT_EQ(edit.Count(WM_KEYDOWN), 4);
     panel.DestroyWindow();
+    XGetInputFocus(dpy, &f, &revert);
+    EXPECT_EQ(f, parent) << "the host's choice of focus is not undone when the editor closes";
 }
 
 TEST_F(X11Windows, PaintsWhatItIsToldAndResizes)

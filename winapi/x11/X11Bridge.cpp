@@ -339,6 +339,8 @@ void Dispatch(Connection* c, XEvent& ev)
         if (c->focusView != v) return;
         c->focusView = nullptr;
         c->haveSavedFocus = false;
+        v->eventMask &= ~KeyPressMask;
+        XSelectInput(c->dpy, v->win, v->eventMask);
         out.type = ViewEvent::kFocusOut;
         break;
     default:
