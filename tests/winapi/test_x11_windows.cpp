@@ -33,6 +33,7 @@ public:
     std::vector<Msg> got;
     COLORREF fill = RGB(255, 0, 0);
     bool drawBitmap = true;
+    bool composeOffscreen = false;
     CBitmap bitmap;
     CProbeWnd() { bitmap.LoadBitmap(9000u); }
     LRESULT WindowProc(UINT message, WPARAM wp, LPARAM lp) override
@@ -46,6 +47,13 @@ public:
         CRect r;
         GetClientRect(&r);
         dc.FillSolidRect(r, fill);
+        if (composeOffscreen) {
+            // The editor's way: compose the whole client area off screen, copy it.
+            CDC off;
+            off.CreateBitmapDC(r.Width(), r.Height());
+            off.FillSolidRect(0, 0, r.Width(), r.Height(), fill);
+            dc.BitBlt(0, 0, r.Width(), r.Height(), &off, 0, 0, SRCCOPY);
+        }
         if (drawBitmap) {
             CDC mem;
             mem.CreateCompatibleDC(&dc);
@@ -444,10 +452,12 @@ TEST_F(X11Windows, HundredOpenCloseCyclesLeakNothing)
         auto entry = std::make_unique<CTypingWnd>();
         ASSERT_TRUE(entry->Create(nullptr, "", 0x44000000, CRect(10, 10, 60, 30), panel.get(), 2));
         panel->SetTimer(1024, 10);
+        panel->composeOffscreen = true;
         panel->PostMessage(WM_USER, (WPARAM)i, 0);
         entry->ShowWindow(SW_SHOW);
         entry->SetFocus();
         AfxPumpMessages(0);
+        panel->UpdateWindow();
         {
             CClientDC dc(panel.get());
             dc.FillSolidRect(0, 0, 10, 10, RGB(0, 0, 0));

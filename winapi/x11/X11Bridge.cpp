@@ -140,9 +140,9 @@ struct View {
     Visual* visual = nullptr;
     int depth = 0;
     long eventMask = 0;
-    cairo_surface_t* winSurface = nullptr;
-    cairo_surface_t* back = nullptr;
-    Pixmap backPixmap = None;
+    cairo_surface_t* winSurface = nullptr;  // only for visuals XPutImage cannot take
+    cairo_surface_t* back = nullptr;  // image surface, the double buffer
+    GC gc = nullptr;                  // for XPutImage of the back buffer
     bool damaged = false;
     Rect damage;
 };
@@ -155,13 +155,13 @@ void FreeSurfaces(View* v)
         cairo_surface_destroy(v->back);
         v->back = nullptr;
     }
-    if (v->backPixmap != None) {
-        XFreePixmap(v->conn->dpy, v->backPixmap);
-        v->backPixmap = None;
-    }
     if (v->winSurface) {
         cairo_surface_destroy(v->winSurface);
         v->winSurface = nullptr;
+    }
+    if (v->gc) {
+        XFreeGC(v->conn->dpy, v->gc);
+        v->gc = nullptr;
     }
 }
 
@@ -173,28 +173,51 @@ void NoteDevice(Connection* c, cairo_surface_t* s)
     }
 }
 
-// The window surface and a back buffer of the view's size; false when the
-// view has no area to draw.
+// True when the visual stores pixels exactly as a Cairo image surface does
+// (32 bits per pixel, 8-bit red, green, blue at 16, 8, 0): the usual depth-24
+// and depth-32 TrueColor visuals. The back buffer can then be put on the
+// screen with XPutImage as it is.
+bool MatchesImageLayout(Display* d, Visual* vis, int depth)
+{
+    if (!vis || vis->c_class != TrueColor || (depth != 24 && depth != 32)) return false;
+    if (vis->red_mask != 0xFF0000 || vis->green_mask != 0x00FF00 || vis->blue_mask != 0x0000FF) return false;
+    int n = 0;
+    bool ok = false;
+    if (XPixmapFormatValues* f = XListPixmapFormats(d, &n)) {
+        for (int i = 0; i < n; ++i)
+            if (f[i].depth == depth) ok = f[i].bits_per_pixel == 32;
+        XFree(f);
+    }
+    return ok;
+}
+
+// The back buffer (a Cairo image surface: everything draws in memory, the
+// same way for windows and off-screen contexts) and the means to put it on
+// the screen; false when the view has no area to draw.
 bool EnsureSurfaces(View* v)
 {
     if (v->adopted || v->w <= 0 || v->h <= 0) return false;
     Display* d = v->conn->dpy;
-    if (!v->winSurface) {
-        v->winSurface = cairo_xlib_surface_create(d, v->win, v->visual, v->w, v->h);
-        NoteDevice(v->conn, v->winSurface);
-    }
     if (!v->back) {
-        v->backPixmap = XCreatePixmap(d, v->win, v->w, v->h, v->depth);
-        v->back = cairo_xlib_surface_create(d, v->backPixmap, v->visual, v->w, v->h);
+        v->back = cairo_image_surface_create(v->depth == 32 ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24, v->w, v->h);
         // A fresh buffer starts white, so a window that paints nothing shows
-        // no leftover video memory.
+        // no leftover memory.
         cairo_t* cr = cairo_create(v->back);
         cairo_set_source_rgb(cr, 1, 1, 1);
         cairo_paint(cr);
         cairo_destroy(cr);
     }
+    if (!v->gc && !v->winSurface) {
+        if (MatchesImageLayout(d, v->visual, v->depth)) {
+            v->gc = XCreateGC(d, v->win, 0, nullptr);
+        } else {
+            // Other visuals: let Cairo's Xlib backend convert.
+            v->winSurface = cairo_xlib_surface_create(d, v->win, v->visual, v->w, v->h);
+            NoteDevice(v->conn, v->winSurface);
+        }
+    }
     return cairo_surface_status(v->back) == CAIRO_STATUS_SUCCESS &&
-           cairo_surface_status(v->winSurface) == CAIRO_STATUS_SUCCESS;
+           (v->gc || cairo_surface_status(v->winSurface) == CAIRO_STATUS_SUCCESS);
 }
 
 void AddDamage(View* v, const Rect& r)
@@ -214,10 +237,23 @@ void AddDamage(View* v, const Rect& r)
 
 void Present(View* v, const Rect& r)
 {
+    int w = r.right - r.left, h = r.bottom - r.top;
+    if (w <= 0 || h <= 0) return;
+    cairo_surface_flush(v->back);
+    if (v->gc) {
+        XImage* img = XCreateImage(v->conn->dpy, v->visual, v->depth, ZPixmap, 0,
+                                   reinterpret_cast<char*>(cairo_image_surface_get_data(v->back)), v->w, v->h, 32,
+                                   cairo_image_surface_get_stride(v->back));
+        if (!img) return;
+        XPutImage(v->conn->dpy, v->win, v->gc, img, r.left, r.top, r.left, r.top, w, h);
+        img->data = nullptr;  // the pixels belong to the Cairo surface
+        XDestroyImage(img);
+        return;
+    }
     cairo_t* cr = cairo_create(v->winSurface);
     cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
     cairo_set_source_surface(cr, v->back, 0, 0);
-    cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
+    cairo_rectangle(cr, r.left, r.top, w, h);
     cairo_fill(cr);
     cairo_destroy(cr);
     cairo_surface_flush(v->winSurface);
