@@ -96,6 +96,33 @@ BEGIN_MESSAGE_MAP(CTypingWnd, CProbeWnd)
     ON_WM_CHAR()
 END_MESSAGE_MAP()
 
+// Destroys or resizes itself from inside its own handlers.
+class CSelfDestructWnd : public CWnd {
+public:
+    enum Mode { kDestroyInPaint, kResizeInPaint, kDestroyOnClick } mode = kDestroyInPaint;
+    int paints = 0;
+    afx_msg void OnPaint()
+    {
+        ++paints;
+        {
+            CPaintDC dc(this);
+            dc.FillSolidRect(0, 0, 10, 10, RGB(0, 0, 0));
+        }
+        if (mode == kDestroyInPaint) DestroyWindow();
+        if (mode == kResizeInPaint && paints == 1) MoveWindow(0, 0, 30, 30);
+    }
+    afx_msg void OnLButtonDown(UINT, CPoint)
+    {
+        if (mode == kDestroyOnClick) DestroyWindow();
+    }
+    DECLARE_MESSAGE_MAP()
+};
+
+BEGIN_MESSAGE_MAP(CSelfDestructWnd, CWnd)
+    ON_WM_PAINT()
+    ON_WM_LBUTTONDOWN()
+END_MESSAGE_MAP()
+
 template <class Pred>
 bool PumpUntil(Pred pred, int ms = 3000)
 {
@@ -511,5 +538,40 @@ TEST_F(X11Windows, AVanishedParentIsNotFatal)
     }
     PumpFor(30);
     EXPECT_TRUE(panel.DestroyWindow());  // errors from the dead windows are caught, not fatal
+    EXPECT_EQ(x11::OpenConnectionCount(), 0);
+}
+
+TEST_F(X11Windows, HandlersMayDestroyOrResizeTheirOwnWindow)
+{
+    CWnd anchor;
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    CProbeWnd keeper;  // keeps the connection open between the cases
+    ASSERT_TRUE(keeper.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(300, 0, 310, 10), &anchor, 9));
+
+    CSelfDestructWnd painter;
+    ASSERT_TRUE(painter.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(0, 0, 50, 50), &anchor, 1));
+    ASSERT_TRUE(PumpUntil([&] { return painter.paints > 0; }));
+    EXPECT_FALSE(painter.m_bCreated);
+    PumpFor(30);
+
+    CSelfDestructWnd grower;
+    grower.mode = CSelfDestructWnd::kResizeInPaint;
+    ASSERT_TRUE(grower.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(0, 0, 20, 20), &anchor, 2));
+    ASSERT_TRUE(PumpUntil([&] { return grower.paints >= 2; })) << "repainted at the new size";
+    CRect r;
+    grower.GetClientRect(&r);
+    EXPECT_EQ(r, CRect(0, 0, 30, 30));
+
+    CSelfDestructWnd button;
+    button.mode = CSelfDestructWnd::kDestroyOnClick;
+    ASSERT_TRUE(button.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(100, 100, 140, 140), &anchor, 3));
+    PumpFor(30);
+    MoveTo(110, 110);
+    Button(true);
+    Button(false);
+    ASSERT_TRUE(PumpUntil([&] { return !button.m_bCreated; }));
+    PumpFor(30);  // the release (and anything else) for the dead window is dropped
+    grower.DestroyWindow();
+    keeper.DestroyWindow();
     EXPECT_EQ(x11::OpenConnectionCount(), 0);
 }

@@ -21,6 +21,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <unordered_set>
 #include <vector>
 
 namespace x11 {
@@ -52,6 +53,7 @@ struct Connection {
 };
 
 std::vector<Connection*> g_conns;
+std::unordered_set<const View*> g_liveViews;
 
 bool IsLive(Display* d)
 {
@@ -265,12 +267,15 @@ void Paint(View* v)
     v->damaged = false;
     // An unmapped window is painted when it is shown (Expose brings it back).
     if (!v->client || !v->shown || !EnsureSurfaces(v)) return;
-    cairo_t* cr = cairo_create(v->back);
+    cairo_surface_t* back = v->back;
+    cairo_t* cr = cairo_create(back);  // holds its own reference to the buffer
     cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
     cairo_clip(cr);
     v->client->OnViewPaint(cr, r);
     cairo_destroy(cr);
-    cairo_surface_flush(v->back);
+    // The handler may have destroyed the view, or resized it (a new buffer,
+    // already marked for a full repaint): then there is nothing to show.
+    if (!g_liveViews.count(v) || v->back != back) return;
     Present(v, r);
 }
 
@@ -427,6 +432,7 @@ View* AdoptHostWindow(unsigned long xid)
     v->depth = a.depth;
     v->shown = a.map_state != IsUnmapped;
     c->views = 1;
+    g_liveViews.insert(v);
     return v;
 }
 
@@ -460,6 +466,7 @@ View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int
     v->eventMask = a.event_mask;
     c->byWindow[win] = v;
     ++c->views;
+    g_liveViews.insert(v);
     if (visible) {
         XMapWindow(d, win);
         v->shown = true;
@@ -528,6 +535,7 @@ void DestroyView(View* v)
             c->byWindow.erase(v->win);
             XDestroyWindow(d, v->win);
         }
+        g_liveViews.erase(v);
         delete v;
         if (last) {
             for (auto& kv : c->cursors) XFreeCursor(d, kv.second);
