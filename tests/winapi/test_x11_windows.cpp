@@ -512,8 +512,20 @@ TEST_F(X11Windows, HundredOpenCloseCyclesLeakNothing)
     EXPECT_EQ(x11::OpenConnectionCount(), 0) << "display connections left";
 }
 
+int g_hostErrors = 0;
+int HostErrorHandler(Display*, XErrorEvent*)
+{
+    ++g_hostErrors;
+    return 0;
+}
+
 TEST_F(X11Windows, AVanishedParentIsNotFatal)
 {
+    // The host has its own error handler; the layer must leave it in place
+    // and never hand it errors of its own connection.
+    XErrorHandler previous = XSetErrorHandler(HostErrorHandler);
+    g_hostErrors = 0;
+
     CWnd bogus;
     EXPECT_FALSE(bogus.AdoptHostWindow(reinterpret_cast<void*>(0x7FFFFFF0ul)));
     EXPECT_EQ(x11::OpenConnectionCount(), 0);
@@ -537,8 +549,15 @@ TEST_F(X11Windows, AVanishedParentIsNotFatal)
         dc.FillSolidRect(0, 0, 10, 10, RGB(1, 2, 3));
     }
     PumpFor(30);
+    EXPECT_GT(x11::ErrorCount(reinterpret_cast<x11::View*>(panel.m_hWnd)), 0) << "errors were caught";
     EXPECT_TRUE(panel.DestroyWindow());  // errors from the dead windows are caught, not fatal
     EXPECT_EQ(x11::OpenConnectionCount(), 0);
+
+    EXPECT_EQ(g_hostErrors, 0);
+    XMapWindow(dpy, 0x7FFFFFF0ul);  // an error of the host's own
+    XSync(dpy, False);
+    EXPECT_EQ(g_hostErrors, 1) << "the host's errors still reach the host's handler";
+    EXPECT_EQ(XSetErrorHandler(previous), &HostErrorHandler);
 }
 
 TEST_F(X11Windows, HandlersMayDestroyOrResizeTheirOwnWindow)
