@@ -41,6 +41,7 @@ echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
 configure_build build-asan -DCMAKE_BUILD_TYPE=Debug -DGRAPHICEQ_SANITIZE=ON -DGRAPHICEQ_BENCH=OFF
 ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}" \
 UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}" \
+LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$ROOT/tests/lsan.supp}" \
   ctest --test-dir "$ROOT/build-asan" --output-on-failure -j "$JOBS"
 
 echo "== ThreadSanitizer: host-thread/audio-thread stress of the plug-in"

@@ -1,0 +1,596 @@
+// Window trees inside a foreign parent window on a real X server (Xvfb in
+// CI): input sent through XTest arrives as the right messages, painting
+// reaches the screen, and opening and closing leaks nothing. The test's own
+// Display plays the host; the layer opens its own connection.
+#include <gtest/gtest.h>
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "CDC.h"
+#include "CWnd.h"
+#include "test_support.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Msg {
+    UINT message;
+    WPARAM wp;
+    LPARAM lp;
+};
+
+class CProbeWnd : public CWnd {
+public:
+    std::vector<Msg> got;
+    COLORREF fill = RGB(255, 0, 0);
+    bool drawBitmap = true;
+    bool composeOffscreen = false;
+    CBitmap bitmap;
+    CProbeWnd() { bitmap.LoadBitmap(9000u); }
+    LRESULT WindowProc(UINT message, WPARAM wp, LPARAM lp) override
+    {
+        got.push_back({message, wp, lp});
+        return CWnd::WindowProc(message, wp, lp);
+    }
+    afx_msg void OnPaint()
+    {
+        CPaintDC dc(this);
+        CRect r;
+        GetClientRect(&r);
+        dc.FillSolidRect(r, fill);
+        if (composeOffscreen) {
+            // The editor's way: compose the whole client area off screen, copy it.
+            CDC off;
+            off.CreateBitmapDC(r.Width(), r.Height());
+            off.FillSolidRect(0, 0, r.Width(), r.Height(), fill);
+            dc.BitBlt(0, 0, r.Width(), r.Height(), &off, 0, 0, SRCCOPY);
+        }
+        if (drawBitmap) {
+            CDC mem;
+            mem.CreateCompatibleDC(&dc);
+            CBitmap* old = mem.SelectObject(&bitmap);
+            dc.BitBlt(10, 10, 20, 10, &mem, 0, 0, SRCCOPY);
+            mem.SelectObject(old);
+        }
+    }
+    std::vector<Msg> Of(std::initializer_list<UINT> kinds) const
+    {
+        std::vector<Msg> out;
+        for (const Msg& m : got)
+            for (UINT k : kinds)
+                if (m.message == k) out.push_back(m);
+        return out;
+    }
+    int Count(UINT message) const
+    {
+        int n = 0;
+        for (const Msg& m : got) n += m.message == message;
+        return n;
+    }
+    DECLARE_MESSAGE_MAP()
+};
+
+BEGIN_MESSAGE_MAP(CProbeWnd, CWnd)
+    ON_WM_PAINT()
+END_MESSAGE_MAP()
+
+// A window that needs typing: it maps WM_KEYDOWN and WM_CHAR.
+class CTypingWnd : public CProbeWnd {
+public:
+    afx_msg void OnKeyDown(UINT, UINT, UINT) {}
+    afx_msg void OnChar(UINT, UINT, UINT) {}
+    DECLARE_MESSAGE_MAP()
+};
+
+BEGIN_MESSAGE_MAP(CTypingWnd, CProbeWnd)
+    ON_WM_KEYDOWN()
+    ON_WM_CHAR()
+END_MESSAGE_MAP()
+
+// Destroys or resizes itself from inside its own handlers.
+class CSelfDestructWnd : public CWnd {
+public:
+    enum Mode { kDestroyInPaint, kResizeInPaint, kDestroyOnClick } mode = kDestroyInPaint;
+    int paints = 0;
+    afx_msg void OnPaint()
+    {
+        ++paints;
+        {
+            CPaintDC dc(this);
+            dc.FillSolidRect(0, 0, 10, 10, RGB(0, 0, 0));
+        }
+        if (mode == kDestroyInPaint) DestroyWindow();
+        if (mode == kResizeInPaint && paints == 1) MoveWindow(0, 0, 30, 30);
+    }
+    afx_msg void OnLButtonDown(UINT, CPoint)
+    {
+        if (mode == kDestroyOnClick) DestroyWindow();
+    }
+    DECLARE_MESSAGE_MAP()
+};
+
+BEGIN_MESSAGE_MAP(CSelfDestructWnd, CWnd)
+    ON_WM_PAINT()
+    ON_WM_LBUTTONDOWN()
+END_MESSAGE_MAP()
+
+template <class Pred>
+bool PumpUntil(Pred pred, int ms = 3000)
+{
+    auto end = Clock::now() + std::chrono::milliseconds(ms);
+    while (!pred()) {
+        if (Clock::now() > end) return false;
+        AfxPumpMessages(10);
+    }
+    return true;
+}
+
+void PumpFor(int ms)
+{
+    auto end = Clock::now() + std::chrono::milliseconds(ms);
+    while (Clock::now() < end) AfxPumpMessages(5);
+}
+
+class X11Windows : public ::testing::Test {
+protected:
+    Display* dpy = nullptr;
+    Window parent = 0;
+    static constexpr int kParentX = 50, kParentY = 60;
+
+    void SetUp() override
+    {
+        // A loaded server may refuse a connection for a moment (EAGAIN).
+        for (int i = 0; i < 20 && !dpy && getenv("DISPLAY"); ++i) {
+            dpy = XOpenDisplay(nullptr);
+            if (!dpy) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        if (!dpy) GTEST_SKIP() << "no X display (set DISPLAY or run scripts/test.sh)";
+        int ev, err, major, minor;
+        if (!XTestQueryExtension(dpy, &ev, &err, &major, &minor)) GTEST_SKIP() << "no XTest extension";
+        parent = MakeParent();
+    }
+    void TearDown() override
+    {
+        if (!dpy) return;
+        if (parent) XDestroyWindow(dpy, parent);
+        XCloseDisplay(dpy);
+    }
+
+    Window MakeParent()
+    {
+        XSetWindowAttributes a;
+        a.background_pixel = 0x404040;
+        a.override_redirect = True;  // placed exactly where asked, window manager or not
+        Window w = XCreateWindow(dpy, DefaultRootWindow(dpy), kParentX, kParentY, 400, 300, 0, CopyFromParent,
+                                 InputOutput, CopyFromParent, CWBackPixel | CWOverrideRedirect, &a);
+        XMapRaised(dpy, w);
+        XSync(dpy, False);
+        return w;
+    }
+
+    int ChildCount(Window w)
+    {
+        Window root, par, *kids = nullptr;
+        unsigned n = 0;
+        if (!XQueryTree(dpy, w, &root, &par, &kids, &n)) return -1;
+        if (kids) XFree(kids);
+        return (int)n;
+    }
+
+    // Pointer to a point inside the parent, then press and/or release.
+    void MoveTo(int x, int y)
+    {
+        XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kParentX + x, kParentY + y, 0);
+        XFlush(dpy);
+    }
+    void Button(bool down)
+    {
+        XTestFakeButtonEvent(dpy, 1, down, 0);
+        XFlush(dpy);
+    }
+    void Key(KeySym sym, bool down)
+    {
+        XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, sym), down, 0);
+        XFlush(dpy);
+    }
+    void Tap(KeySym sym)
+    {
+        Key(sym, true);
+        Key(sym, false);
+    }
+
+    // The colour of a point of a window as the server shows it.
+    unsigned long ScreenPixel(Window w, int x, int y)
+    {
+        XImage* img = XGetImage(dpy, w, x, y, 1, 1, AllPlanes, ZPixmap);
+        if (!img) return 0xDEADBEEF;
+        unsigned long p = XGetPixel(img, 0, 0) & 0xFFFFFF;
+        XDestroyImage(img);
+        return p;
+    }
+};
+
+}  // namespace
+
+TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveInIt)
+{
+    CWnd anchor;
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    EXPECT_TRUE(anchor.m_bBoundsKnown);
+    CRect r;
+    anchor.GetWindowRect(&r);
+    EXPECT_EQ(r, CRect(kParentX, kParentY, 400, 300)) << "width and height go into right and bottom";
+    EXPECT_GT(GetSystemMetrics(0), 0);
+
+    CProbeWnd panel;
+    ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(10, 20, 210, 170), &anchor, 100));
+    // Creation sends WM_CREATE, WM_MOVE, WM_SIZE in that order.
+    ASSERT_GE(panel.got.size(), 3u);
+    EXPECT_EQ(panel.got[0].message, (UINT)WM_CREATE);
+    EXPECT_EQ(panel.got[1].message, (UINT)WM_MOVE);
+    EXPECT_EQ(panel.got[1].lp, MAKELPARAM(10, 20));
+    EXPECT_EQ(panel.got[2].message, (UINT)WM_SIZE);
+    EXPECT_EQ(panel.got[2].lp, MAKELPARAM(200, 150));
+    EXPECT_EQ(panel.GetStyle() & WS_CHILD, WS_CHILD);
+    EXPECT_TRUE(panel.IsWindowVisible());
+    EXPECT_EQ(anchor.GetDlgItem(100), &panel);
+    EXPECT_EQ(ChildCount(parent), 1);
+
+    // A hidden child (the floating entry window's style) stays unmapped.
+    CProbeWnd hidden;
+    ASSERT_TRUE(hidden.Create(nullptr, "", 0x44000000, CRect(0, 0, 40, 20), &panel, 7));
+    EXPECT_FALSE(hidden.IsWindowVisible());
+    XWindowAttributes a;
+    XGetWindowAttributes(dpy, (Window)x11::WindowId(reinterpret_cast<x11::View*>(hidden.m_hWnd)), &a);
+    EXPECT_EQ(a.map_state, IsUnmapped);
+    EXPECT_EQ(panel.GetDlgItem(7), &hidden);
+
+    // Moved without resizing and shown, as the floating entry is.
+    hidden.SetWindowPos(nullptr, 5, 6, 0, 0, SWP_NOSIZE | SWP_SHOWWINDOW);
+    EXPECT_TRUE(hidden.IsWindowVisible());
+    hidden.GetWindowRect(&r);
+    EXPECT_EQ(r, CRect(5, 6, 45, 26));
+    XSync(dpy, False);
+    XGetWindowAttributes(dpy, (Window)x11::WindowId(reinterpret_cast<x11::View*>(hidden.m_hWnd)), &a);
+    EXPECT_EQ(a.map_state, IsViewable);
+    EXPECT_EQ(a.x, 5);
+    EXPECT_EQ(a.width, 40);
+
+    // Window text, read directly and through the parent.
+    char text[8];
+    EXPECT_EQ(anchor.GetDlgItemText(100, text, sizeof text), 7);
+    EXPECT_STREQ(text, "UIWindo") << "bounded by the buffer";
+    hidden.SetWindowText("12.5");
+    EXPECT_EQ(panel.GetDlgItemText(7, text, sizeof text), 4);
+    EXPECT_STREQ(text, "12.5");
+    EXPECT_EQ(panel.GetDlgItemText(99, text, sizeof text), 0);
+    EXPECT_STREQ(text, "");
+
+    // Nothing queued before destruction reaches a destroyed window.
+    panel.PostMessage(WM_USER + 5, 0, 0);
+    hidden.SetTimer(1, 10);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_TRUE(panel.DestroyWindow());
+    PumpFor(30);
+    EXPECT_EQ(panel.Count(WM_USER + 5), 0);
+    EXPECT_EQ(hidden.Count(WM_TIMER), 0);
+    EXPECT_FALSE(hidden.m_bCreated) << "children go with their parent";
+    EXPECT_EQ(hidden.Count(WM_DESTROY), 1);
+    EXPECT_EQ(panel.Count(WM_DESTROY), 1);
+    EXPECT_FALSE(panel.DestroyWindow());
+    XSync(dpy, False);
+    EXPECT_EQ(ChildCount(parent), 0);
+    EXPECT_EQ(x11::OpenConnectionCount(), 0) << "the last window closed the connection";
+    EXPECT_NE(ScreenPixel(parent, 1, 1), 0xDEADBEEFul) << "the host's window is untouched";
+}
+
+TEST_F(X11Windows, ClicksArriveAsMessagesAtTheirCoordinates)
+{
+    CWnd anchor;
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    CProbeWnd panel;
+    ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(10, 20, 210, 170), &anchor, 1));
+    ASSERT_TRUE(PumpUntil([&] { return panel.Count(WM_PAINT) > 0; }));
+    const UINT mouse[] = {WM_LBUTTONDOWN, WM_LBUTTONUP, WM_LBUTTONDBLCLK};
+
+    MoveTo(10 + 5, 20 + 7);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Count(WM_MOUSEMOVE) > 0; }));
+    EXPECT_EQ(panel.Of({WM_MOUSEMOVE}).back().lp, MAKELPARAM(5, 7));
+    EXPECT_EQ(panel.Of({WM_MOUSEMOVE}).back().wp, 0u);
+    EXPECT_GT(panel.Count(WM_SETCURSOR), 0) << "the default OnMouseMove asks for the cursor";
+
+    // A double click: down, up, double-click, up.
+    Button(true);
+    Button(false);
+    Button(true);
+    Button(false);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_LBUTTONUP}).size() == 2; }));
+    std::vector<Msg> clicks = panel.Of({mouse[0], mouse[1], mouse[2]});
+    ASSERT_EQ(clicks.size(), 4u);
+    EXPECT_EQ(clicks[0].message, (UINT)WM_LBUTTONDOWN);
+    EXPECT_EQ(clicks[1].message, (UINT)WM_LBUTTONUP);
+    EXPECT_EQ(clicks[2].message, (UINT)WM_LBUTTONDBLCLK);
+    EXPECT_EQ(clicks[3].message, (UINT)WM_LBUTTONUP);
+    for (const Msg& m : clicks) EXPECT_EQ(m.lp, MAKELPARAM(5, 7));
+
+    // A quick press far from the last one is a new single click.
+    MoveTo(10 + 60, 20 + 0);
+    Button(true);
+    Button(false);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_LBUTTONUP}).size() == 3; }));
+    clicks = panel.Of({mouse[0], mouse[1], mouse[2]});
+    ASSERT_EQ(clicks.size(), 6u);
+    EXPECT_EQ(clicks[4].message, (UINT)WM_LBUTTONDOWN);
+    EXPECT_EQ(clicks[4].lp, MAKELPARAM(60, 0)) << "the top edge is y = 0";
+
+    // Modifiers of the latest event feed GetKeyState; Control never shows.
+    Key(XK_Shift_L, true);
+    Key(XK_Control_L, true);
+    MoveTo(10 + 61, 20 + 1);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_MOUSEMOVE}).back().lp == MAKELPARAM(61, 1); }));
+    EXPECT_EQ(GetKeyState(VK_SHIFT), 0xFFFF8000u);
+    EXPECT_EQ(GetKeyState(VK_CONTROL), 0u);
+    Key(XK_Control_L, false);
+    Key(XK_Shift_L, false);
+    MoveTo(10 + 62, 20 + 1);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_MOUSEMOVE}).back().lp == MAKELPARAM(62, 1); }));
+    EXPECT_EQ(GetKeyState(VK_SHIFT), 0u);
+    panel.DestroyWindow();
+}
+
+TEST_F(X11Windows, KeysReachATypingWindowOnlyWhileItHasTheFocus)
+{
+    Window focusBefore;
+    int revert;
+    XGetInputFocus(dpy, &focusBefore, &revert);
+
+    CWnd anchor;
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    CProbeWnd panel;
+    ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 300, 200), &anchor, 1));
+    CTypingWnd edit;
+    ASSERT_TRUE(edit.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(20, 20, 120, 40), &panel, 2));
+    PumpFor(50);
+    Window editId = (Window)x11::WindowId(reinterpret_cast<x11::View*>(edit.m_hWnd));
+
+    // The panel takes no typing, so focusing it leaves the keyboard alone.
+    panel.SetFocus();
+    XSync(dpy, False);
+    Window f;
+    XGetInputFocus(dpy, &f, &revert);
+    EXPECT_EQ(f, focusBefore);
+
+    edit.SetFocus();
+    XSync(dpy, False);
+    XGetInputFocus(dpy, &f, &revert);
+    EXPECT_EQ(f, editId) << "a typing window borrows the keyboard";
+    Tap(XK_a);
+    Tap(XK_Return);
+    Tap(XK_Escape);
+    Tap(XK_Left);
+    ASSERT_TRUE(PumpUntil([&] { return edit.Count(WM_KEYDOWN) >= 4; }));
+    std::vector<Msg> keys = edit.Of({WM_KEYDOWN, WM_CHAR});
+    ASSERT_EQ(keys.size(), 8u);
+    EXPECT_EQ(keys[0].message, (UINT)WM_KEYDOWN);
+    EXPECT_EQ(keys[0].wp, 0u);  // the ANSI key code of A
+    EXPECT_EQ(keys[1].message, (UINT)WM_CHAR);
+    EXPECT_EQ(keys[1].wp, (WPARAM)'a');
+    EXPECT_EQ(keys[2].wp, 36u);
+    EXPECT_EQ(keys[3].wp, 13u);
+    EXPECT_EQ(keys[4].wp, 53u);
+    EXPECT_EQ(keys[5].wp, 27u);
+    EXPECT_EQ(keys[6].wp, 123u);
+    EXPECT_EQ(keys[7].wp, 28u);
+    EXPECT_EQ(LOWORD(keys[0].lp), 1) << "repeat count";
+
+    // Focus back on the panel: the keyboard goes back where it was.
+    panel.SetFocus();
+    XSync(dpy, False);
+    XGetInputFocus(dpy, &f, &revert);
+    EXPECT_EQ(f, focusBefore);
+    EXPECT_EQ(edit.Count(WM_KILLFOCUS), 1);
+    Tap(XK_b);
+    PumpFor(50);
+    EXPECT_EQ(edit.Count(WM_KEYDOWN), 4) << "no keys once the focus is given back";
+
+    // The user clicks into the host while typing: the host's window takes
+    // the keyboard, and keys typed with the pointer resting over the entry
+    // stay with the host.
+    edit.SetFocus();
+    PumpFor(20);
+    XSetInputFocus(dpy, parent, RevertToParent, CurrentTime);
+    XSync(dpy, False);
+    PumpFor(30);
+    MoveTo(20 + 5, 20 + 5);
+    PumpFor(20);
+    Tap(XK_c);
+    PumpFor(50);
+    EXPECT_EQ(edit.Count(WM_KEYDOWN), 4);
+    panel.DestroyWindow();
+    XGetInputFocus(dpy, &f, &revert);
+    EXPECT_EQ(f, parent) << "the host's choice of focus is not undone when the editor closes";
+}
+
+TEST_F(X11Windows, PaintsWhatItIsToldAndResizes)
+{
+    CWnd anchor;
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    CProbeWnd panel;
+    ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(30, 40, 130, 100), &anchor, 1));
+    ASSERT_TRUE(PumpUntil([&] { return panel.Count(WM_PAINT) > 0; }));
+    std::vector<Msg> paint = panel.Of({WM_ERASEBKGND, WM_PAINT});
+    ASSERT_GE(paint.size(), 2u);
+    EXPECT_EQ(paint[0].message, (UINT)WM_ERASEBKGND);
+    EXPECT_NE(paint[0].wp, 0u) << "the erase message carries the drawing context";
+    EXPECT_EQ(paint[1].message, (UINT)WM_PAINT);
+    XSync(dpy, False);
+
+    // Read back through the host's connection, in the parent's coordinates.
+    EXPECT_EQ(ScreenPixel(parent, 30 + 1, 40 + 1), 0xFF0000ul);
+    EXPECT_EQ(ScreenPixel(parent, 30 + 10 + 5, 40 + 10 + 3), (50ul << 16) | (60ul << 8) | 200ul)
+        << "bitmap column 5, row 3";
+    EXPECT_EQ(ScreenPixel(parent, 29, 39), 0x404040ul) << "nothing outside the child";
+
+    // Invalidate and pump: repainted in the new colour.
+    panel.fill = RGB(0, 255, 0);
+    panel.Invalidate();
+    int paints = panel.Count(WM_PAINT);
+    AfxPumpMessages(0);
+    EXPECT_EQ(panel.Count(WM_PAINT), paints + 1);
+    XSync(dpy, False);
+    EXPECT_EQ(ScreenPixel(parent, 31, 41), 0x00FF00ul);
+
+    // A client context draws at once, outside any paint.
+    {
+        CClientDC dc(&panel);
+        dc.FillSolidRect(0, 0, 5, 5, RGB(0, 0, 255));
+    }
+    XSync(dpy, False);
+    EXPECT_EQ(ScreenPixel(parent, 31, 41), 0x0000FFul);
+
+    // Resized by us and by someone else: WM_SIZE either way.
+    panel.MoveWindow(30, 40, 150, 80);
+    EXPECT_EQ(panel.Of({WM_SIZE}).back().lp, MAKELPARAM(150, 80));
+    XResizeWindow(dpy, (Window)x11::WindowId(reinterpret_cast<x11::View*>(panel.m_hWnd)), 90, 50);
+    XFlush(dpy);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_SIZE}).back().lp == MAKELPARAM(90, 50); }));
+    CRect client;
+    panel.GetClientRect(&client);
+    EXPECT_EQ(client, CRect(0, 0, 90, 50));
+    panel.DestroyWindow();
+}
+
+TEST_F(X11Windows, HundredOpenCloseCyclesLeakNothing)
+{
+    auto cycle = [&](int i) {
+        auto anchor = std::make_unique<CWnd>();
+        ASSERT_TRUE(anchor->AdoptHostWindow(reinterpret_cast<void*>(parent)));
+        auto panel = std::make_unique<CProbeWnd>();
+        ASSERT_TRUE(panel->Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 200, 100), anchor.get(), 1));
+        auto entry = std::make_unique<CTypingWnd>();
+        ASSERT_TRUE(entry->Create(nullptr, "", 0x44000000, CRect(10, 10, 60, 30), panel.get(), 2));
+        panel->SetTimer(1024, 10);
+        panel->composeOffscreen = true;
+        panel->PostMessage(WM_USER, (WPARAM)i, 0);
+        entry->ShowWindow(SW_SHOW);
+        entry->SetFocus();
+        AfxPumpMessages(0);
+        panel->UpdateWindow();
+        {
+            CClientDC dc(panel.get());
+            dc.FillSolidRect(0, 0, 10, 10, RGB(0, 0, 0));
+        }
+        panel->PostMessage(WM_USER, (WPARAM)i, 0);  // left undelivered on purpose
+        // Close as the editor does: destroy the panel, delete it.
+        EXPECT_TRUE(panel->DestroyWindow());
+        panel.reset();
+        entry.reset();
+        anchor.reset();
+        AfxPumpMessages(0);
+    };
+    cycle(-1);  // warm-up: one-time caches (fonts, the wake-up descriptor) settle here
+    XSync(dpy, False);
+    int threads = CountEntries("/proc/self/task");
+    int fds = CountEntries("/proc/self/fd");
+    for (int i = 0; i < 100; ++i) {
+        cycle(i);
+        if (HasFatalFailure()) return;
+    }
+    XSync(dpy, False);
+    EXPECT_EQ(ChildCount(parent), 0) << "X windows left in the host's window";
+    EXPECT_EQ(CountEntries("/proc/self/task"), threads) << "threads left";
+    EXPECT_EQ(CountEntries("/proc/self/fd"), fds) << "file descriptors left";
+    EXPECT_EQ(x11::OpenConnectionCount(), 0) << "display connections left";
+}
+
+int g_hostErrors = 0;
+int HostErrorHandler(Display*, XErrorEvent*)
+{
+    ++g_hostErrors;
+    return 0;
+}
+
+TEST_F(X11Windows, AVanishedParentIsNotFatal)
+{
+    // The host has its own error handler; the layer must leave it in place
+    // and never hand it errors of its own connection.
+    XErrorHandler previous = XSetErrorHandler(HostErrorHandler);
+    g_hostErrors = 0;
+
+    CWnd bogus;
+    EXPECT_FALSE(bogus.AdoptHostWindow(reinterpret_cast<void*>(0x7FFFFFF0ul)));
+    EXPECT_EQ(x11::OpenConnectionCount(), 0);
+
+    CWnd anchor;
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    CTypingWnd panel;
+    ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 100, 100), &anchor, 1));
+    panel.SetTimer(1, 10);
+    panel.SetFocus();
+    PumpFor(30);
+
+    // The host destroys its window before closing the editor (some do).
+    XDestroyWindow(dpy, parent);
+    XSync(dpy, False);
+    parent = 0;
+    PumpFor(30);
+    panel.Invalidate();
+    {
+        CClientDC dc(&panel);
+        dc.FillSolidRect(0, 0, 10, 10, RGB(1, 2, 3));
+    }
+    PumpFor(30);
+    EXPECT_GT(x11::ErrorCount(reinterpret_cast<x11::View*>(panel.m_hWnd)), 0) << "errors were caught";
+    EXPECT_TRUE(panel.DestroyWindow());  // errors from the dead windows are caught, not fatal
+    EXPECT_EQ(x11::OpenConnectionCount(), 0);
+
+    EXPECT_EQ(g_hostErrors, 0);
+    XMapWindow(dpy, 0x7FFFFFF0ul);  // an error of the host's own
+    XSync(dpy, False);
+    EXPECT_EQ(g_hostErrors, 1) << "the host's errors still reach the host's handler";
+    EXPECT_EQ(XSetErrorHandler(previous), &HostErrorHandler);
+}
+
+TEST_F(X11Windows, HandlersMayDestroyOrResizeTheirOwnWindow)
+{
+    CWnd anchor;
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    CProbeWnd keeper;  // keeps the connection open between the cases
+    ASSERT_TRUE(keeper.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(300, 0, 310, 10), &anchor, 9));
+
+    CSelfDestructWnd painter;
+    ASSERT_TRUE(painter.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(0, 0, 50, 50), &anchor, 1));
+    ASSERT_TRUE(PumpUntil([&] { return painter.paints > 0; }));
+    EXPECT_FALSE(painter.m_bCreated);
+    PumpFor(30);
+
+    CSelfDestructWnd grower;
+    grower.mode = CSelfDestructWnd::kResizeInPaint;
+    ASSERT_TRUE(grower.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(0, 0, 20, 20), &anchor, 2));
+    ASSERT_TRUE(PumpUntil([&] { return grower.paints >= 2; })) << "repainted at the new size";
+    CRect r;
+    grower.GetClientRect(&r);
+    EXPECT_EQ(r, CRect(0, 0, 30, 30));
+
+    CSelfDestructWnd button;
+    button.mode = CSelfDestructWnd::kDestroyOnClick;
+    ASSERT_TRUE(button.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(100, 100, 140, 140), &anchor, 3));
+    PumpFor(30);
+    MoveTo(110, 110);
+    Button(true);
+    Button(false);
+    ASSERT_TRUE(PumpUntil([&] { return !button.m_bCreated; }));
+    PumpFor(30);  // the release (and anything else) for the dead window is dropped
+    grower.DestroyWindow();
+    keeper.DestroyWindow();
+    EXPECT_EQ(x11::OpenConnectionCount(), 0);
+}

@@ -1,0 +1,818 @@
+// X11 side of the window layer. See X11Bridge.h for the threading rules.
+#include "X11Bridge.h"
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+#include <cairo-xlib.h>
+#include <cairo.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <unordered_set>
+#include <vector>
+
+namespace x11 {
+
+namespace {
+
+// Two presses count as one multi-click when they are this close in server
+// time and in position (the usual desktop defaults).
+constexpr unsigned kMultiClickMs = 400;
+constexpr int kMultiClickDistance = 4;
+
+struct Connection {
+    Display* dpy = nullptr;
+    int views = 0;
+    cairo_device_t* device = nullptr;
+    std::map<Window, View*> byWindow;
+    int errors = 0;
+    // Click counting, from server timestamps.
+    View* clickView = nullptr;
+    int clickButton = 0;
+    Time clickTime = 0;
+    int clickX = 0, clickY = 0, clickCount = 0;
+    // Keyboard focus borrowed from the host, to be given back.
+    View* focusView = nullptr;
+    bool haveSavedFocus = false;
+    Window savedFocus = None;
+    int savedRevert = RevertToParent;
+    std::map<unsigned, Cursor> cursors;
+};
+
+std::vector<Connection*> g_conns;
+std::unordered_set<const View*> g_liveViews;
+
+bool IsLive(Display* d)
+{
+    for (Connection* c : g_conns)
+        if (c->dpy == d) return true;
+    return false;
+}
+
+Connection* FindConn(Display* d)
+{
+    for (Connection* c : g_conns)
+        if (c->dpy == d) return c;
+    return nullptr;
+}
+
+// --- X error handling -------------------------------------------------------
+// Xlib's error handler is process-wide and its default ends the process. We
+// install ours only while the layer talks to the server (and until the
+// requests have been synced), count errors on our own connections, and hand
+// every other display's errors to whatever handler the host had.
+XErrorHandler g_prevHandler = nullptr;
+int g_trapDepth = 0;
+
+int TrapHandler(Display* d, XErrorEvent* e)
+{
+    if (Connection* c = FindConn(d)) {
+        ++c->errors;
+        return 0;
+    }
+    if (g_prevHandler && g_prevHandler != TrapHandler) return g_prevHandler(d, e);
+    return 0;
+}
+
+class ErrorTrap {
+public:
+    explicit ErrorTrap(Display* d) : m_dpy(d)
+    {
+        if (g_trapDepth++ == 0) g_prevHandler = XSetErrorHandler(TrapHandler);
+    }
+    ~ErrorTrap()
+    {
+        if (m_dpy && IsLive(m_dpy)) XSync(m_dpy, False);
+        if (--g_trapDepth == 0) XSetErrorHandler(g_prevHandler);
+    }
+    ErrorTrap(const ErrorTrap&) = delete;
+    ErrorTrap& operator=(const ErrorTrap&) = delete;
+
+private:
+    Display* m_dpy;
+};
+
+// --- the queue to the user-interface thread --------------------------------
+std::mutex g_queueMutex;
+std::deque<std::function<void()>> g_queue;
+int g_wakeFd = -1;
+bool g_wakePending = false;
+
+void EnsureWakeFdLocked()
+{
+    if (g_wakeFd < 0) g_wakeFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+}
+
+// A busy X server can leave its listening socket's queue full for a moment,
+// and the connect then fails with EAGAIN; an editor should not fail to open
+// for that, so such failures are retried briefly.
+Display* OpenDisplay()
+{
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        errno = 0;
+        if (Display* d = XOpenDisplay(nullptr)) return d;
+        if (errno != EAGAIN) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5 + 5 * attempt));
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+struct View {
+    Connection* conn = nullptr;
+    Window win = None;
+    bool adopted = false;
+    ViewClient* client = nullptr;
+    int w = 0, h = 0;
+    bool shown = false;
+    Visual* visual = nullptr;
+    int depth = 0;
+    long eventMask = 0;
+    cairo_surface_t* winSurface = nullptr;  // only for visuals XPutImage cannot take
+    cairo_surface_t* back = nullptr;  // image surface, the double buffer
+    GC gc = nullptr;                  // for XPutImage of the back buffer
+    bool damaged = false;
+    Rect damage;
+};
+
+namespace {
+
+void FreeSurfaces(View* v)
+{
+    if (v->back) {
+        cairo_surface_destroy(v->back);
+        v->back = nullptr;
+    }
+    if (v->winSurface) {
+        cairo_surface_destroy(v->winSurface);
+        v->winSurface = nullptr;
+    }
+    if (v->gc) {
+        XFreeGC(v->conn->dpy, v->gc);
+        v->gc = nullptr;
+    }
+}
+
+void NoteDevice(Connection* c, cairo_surface_t* s)
+{
+    if (!c->device && s) {
+        cairo_device_t* d = cairo_surface_get_device(s);
+        if (d) c->device = cairo_device_reference(d);
+    }
+}
+
+// True when the visual stores pixels exactly as a Cairo image surface does
+// (32 bits per pixel, 8-bit red, green, blue at 16, 8, 0): the usual depth-24
+// and depth-32 TrueColor visuals. The back buffer can then be put on the
+// screen with XPutImage as it is.
+bool MatchesImageLayout(Display* d, Visual* vis, int depth)
+{
+    if (!vis || vis->c_class != TrueColor || (depth != 24 && depth != 32)) return false;
+    if (vis->red_mask != 0xFF0000 || vis->green_mask != 0x00FF00 || vis->blue_mask != 0x0000FF) return false;
+    int n = 0;
+    bool ok = false;
+    if (XPixmapFormatValues* f = XListPixmapFormats(d, &n)) {
+        for (int i = 0; i < n; ++i)
+            if (f[i].depth == depth) ok = f[i].bits_per_pixel == 32;
+        XFree(f);
+    }
+    return ok;
+}
+
+// The back buffer (a Cairo image surface: everything draws in memory, the
+// same way for windows and off-screen contexts) and the means to put it on
+// the screen; false when the view has no area to draw.
+bool EnsureSurfaces(View* v)
+{
+    if (v->adopted || v->w <= 0 || v->h <= 0) return false;
+    Display* d = v->conn->dpy;
+    if (!v->back) {
+        v->back = cairo_image_surface_create(v->depth == 32 ? CAIRO_FORMAT_ARGB32 : CAIRO_FORMAT_RGB24, v->w, v->h);
+        // A fresh buffer starts white, so a window that paints nothing shows
+        // no leftover memory.
+        cairo_t* cr = cairo_create(v->back);
+        cairo_set_source_rgb(cr, 1, 1, 1);
+        cairo_paint(cr);
+        cairo_destroy(cr);
+    }
+    if (!v->gc && !v->winSurface) {
+        if (MatchesImageLayout(d, v->visual, v->depth)) {
+            v->gc = XCreateGC(d, v->win, 0, nullptr);
+        } else {
+            // Other visuals: let Cairo's Xlib backend convert.
+            v->winSurface = cairo_xlib_surface_create(d, v->win, v->visual, v->w, v->h);
+            NoteDevice(v->conn, v->winSurface);
+        }
+    }
+    return cairo_surface_status(v->back) == CAIRO_STATUS_SUCCESS &&
+           (v->gc || cairo_surface_status(v->winSurface) == CAIRO_STATUS_SUCCESS);
+}
+
+void AddDamage(View* v, const Rect& r)
+{
+    Rect c{std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, v->w), std::min(r.bottom, v->h)};
+    if (c.empty()) return;
+    if (!v->damaged) {
+        v->damage = c;
+        v->damaged = true;
+    } else {
+        v->damage.left = std::min(v->damage.left, c.left);
+        v->damage.top = std::min(v->damage.top, c.top);
+        v->damage.right = std::max(v->damage.right, c.right);
+        v->damage.bottom = std::max(v->damage.bottom, c.bottom);
+    }
+}
+
+void Present(View* v, const Rect& r)
+{
+    int w = r.right - r.left, h = r.bottom - r.top;
+    if (w <= 0 || h <= 0) return;
+    cairo_surface_flush(v->back);
+    if (v->gc) {
+        XImage* img = XCreateImage(v->conn->dpy, v->visual, v->depth, ZPixmap, 0,
+                                   reinterpret_cast<char*>(cairo_image_surface_get_data(v->back)), v->w, v->h, 32,
+                                   cairo_image_surface_get_stride(v->back));
+        if (!img) return;
+        XPutImage(v->conn->dpy, v->win, v->gc, img, r.left, r.top, r.left, r.top, w, h);
+        img->data = nullptr;  // the pixels belong to the Cairo surface
+        XDestroyImage(img);
+        return;
+    }
+    cairo_t* cr = cairo_create(v->winSurface);
+    cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+    cairo_set_source_surface(cr, v->back, 0, 0);
+    cairo_rectangle(cr, r.left, r.top, w, h);
+    cairo_fill(cr);
+    cairo_destroy(cr);
+    cairo_surface_flush(v->winSurface);
+}
+
+void Paint(View* v)
+{
+    Rect r = v->damage;
+    v->damaged = false;
+    // An unmapped window is painted when it is shown (Expose brings it back).
+    if (!v->client || !v->shown || !EnsureSurfaces(v)) return;
+    cairo_surface_t* back = v->back;
+    cairo_t* cr = cairo_create(back);  // holds its own reference to the buffer
+    cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
+    cairo_clip(cr);
+    v->client->OnViewPaint(cr, r);
+    cairo_destroy(cr);
+    // The handler may have destroyed the view, or resized it (a new buffer,
+    // already marked for a full repaint): then there is nothing to show.
+    if (!g_liveViews.count(v) || v->back != back) return;
+    Present(v, r);
+}
+
+unsigned Modifiers(unsigned state)
+{
+    unsigned m = 0;
+    if (state & ShiftMask) m |= kModShift;
+    if (state & ControlMask) m |= kModControl;
+    if (state & Mod1Mask) m |= kModAlt;
+    if (state & Mod4Mask) m |= kModSuper;
+    return m;
+}
+
+// Still the same view object on a live connection? Handlers may destroy
+// views (and whole trees) while events are being dispatched.
+View* Lookup(Connection* c, Window w)
+{
+    auto it = c->byWindow.find(w);
+    return it == c->byWindow.end() ? nullptr : it->second;
+}
+
+void Dispatch(Connection* c, XEvent& ev)
+{
+    View* v = Lookup(c, ev.xany.window);
+    if (!v) return;
+    ViewEvent out;
+    switch (ev.type) {
+    case Expose:
+        AddDamage(v, Rect{ev.xexpose.x, ev.xexpose.y, ev.xexpose.x + ev.xexpose.width,
+                          ev.xexpose.y + ev.xexpose.height});
+        return;
+    case ConfigureNotify:
+        if (ev.xconfigure.width == v->w && ev.xconfigure.height == v->h) return;
+        v->w = ev.xconfigure.width;
+        v->h = ev.xconfigure.height;
+        FreeSurfaces(v);
+        AddDamage(v, Rect{0, 0, v->w, v->h});
+        out.type = ViewEvent::kSize;
+        out.width = v->w;
+        out.height = v->h;
+        break;
+    case ButtonPress: {
+        int b = ev.xbutton.button;
+        if (b < 1 || b > 3) return;  // wheel and extra buttons are not reported
+        int x = ev.xbutton.x, y = ev.xbutton.y;
+        uint32_t dt = (uint32_t)ev.xbutton.time - (uint32_t)c->clickTime;
+        if (c->clickView == v && c->clickButton == b && dt <= kMultiClickMs &&
+            std::abs(x - c->clickX) <= kMultiClickDistance && std::abs(y - c->clickY) <= kMultiClickDistance)
+            ++c->clickCount;
+        else
+            c->clickCount = 1;
+        c->clickView = v;
+        c->clickButton = b;
+        c->clickTime = ev.xbutton.time;
+        c->clickX = x;
+        c->clickY = y;
+        out.type = ViewEvent::kButtonDown;
+        out.x = x;
+        out.y = y;
+        out.button = b;
+        out.clickCount = c->clickCount;
+        out.modifiers = Modifiers(ev.xbutton.state);
+        break;
+    }
+    case ButtonRelease:
+        if (ev.xbutton.button < 1 || ev.xbutton.button > 3) return;
+        out.type = ViewEvent::kButtonUp;
+        out.x = ev.xbutton.x;
+        out.y = ev.xbutton.y;
+        out.button = ev.xbutton.button;
+        out.modifiers = Modifiers(ev.xbutton.state);
+        break;
+    case MotionNotify:
+        // Only the latest position of a burst matters; a burst ends at the
+        // first other event, so presses and releases keep their order.
+        while (XPending(c->dpy)) {
+            XEvent next;
+            XPeekEvent(c->dpy, &next);
+            if (next.type != MotionNotify || next.xany.window != v->win) break;
+            XNextEvent(c->dpy, &ev);
+        }
+        out.type = ViewEvent::kMotion;
+        out.x = ev.xmotion.x;
+        out.y = ev.xmotion.y;
+        out.modifiers = Modifiers(ev.xmotion.state);
+        break;
+    case KeyPress: {
+        KeySym sym = NoSymbol;
+        int n = XLookupString(&ev.xkey, out.text, sizeof(out.text) - 1, &sym, nullptr);
+        out.text[std::max(0, std::min(n, (int)sizeof(out.text) - 1))] = 0;
+        out.type = ViewEvent::kKey;
+        out.keysym = sym;
+        out.x = ev.xkey.x;
+        out.y = ev.xkey.y;
+        out.modifiers = Modifiers(ev.xkey.state);
+        break;
+    }
+    case FocusOut:
+        // Someone else took the keyboard (the user clicked into the host):
+        // nothing is ours to give back any more.
+        if (ev.xfocus.mode != NotifyNormal || ev.xfocus.detail == NotifyInferior) return;
+        if (c->focusView != v) return;
+        c->focusView = nullptr;
+        c->haveSavedFocus = false;
+        v->eventMask &= ~KeyPressMask;
+        XSelectInput(c->dpy, v->win, v->eventMask);
+        out.type = ViewEvent::kFocusOut;
+        break;
+    default:
+        return;
+    }
+    if (v->client) v->client->OnViewEvent(out);  // may destroy v
+}
+
+long BaseEventMask()
+{
+    return ExposureMask | ButtonPressMask | ButtonReleaseMask | PointerMotionMask | StructureNotifyMask |
+           FocusChangeMask;
+}
+
+}  // namespace
+
+// --- views -------------------------------------------------------------------
+
+View* AdoptHostWindow(unsigned long xid)
+{
+    if (xid == 0) return nullptr;
+    Display* d = OpenDisplay();
+    if (!d) return nullptr;
+    fcntl(ConnectionNumber(d), F_SETFD, FD_CLOEXEC);  // never leak into programs the host starts
+    auto* c = new Connection;
+    c->dpy = d;
+    g_conns.push_back(c);
+    XWindowAttributes a;
+    Status ok;
+    int before = c->errors;
+    {
+        ErrorTrap trap(d);
+        ok = XGetWindowAttributes(d, (Window)xid, &a);
+    }
+    if (!ok || c->errors != before) {
+        g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+        XCloseDisplay(d);
+        delete c;
+        return nullptr;
+    }
+    auto* v = new View;
+    v->conn = c;
+    v->win = (Window)xid;
+    v->adopted = true;
+    v->w = a.width;
+    v->h = a.height;
+    v->visual = a.visual;
+    v->depth = a.depth;
+    v->shown = a.map_state != IsUnmapped;
+    c->views = 1;
+    g_liveViews.insert(v);
+    return v;
+}
+
+View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible)
+{
+    if (!parent) return nullptr;
+    Connection* c = parent->conn;
+    Display* d = c->dpy;
+    ErrorTrap trap(d);
+    int before = c->errors;
+    XSetWindowAttributes a;
+    std::memset(&a, 0, sizeof a);
+    a.background_pixmap = None;  // no server-side clearing: we paint every pixel, so nothing flickers
+    a.bit_gravity = NorthWestGravity;
+    a.event_mask = BaseEventMask();
+    Window win = XCreateWindow(d, parent->win, x, y, std::max(w, 1), std::max(h, 1), 0, CopyFromParent,
+                               InputOutput, CopyFromParent, CWBackPixmap | CWBitGravity | CWEventMask, &a);
+    XSync(d, False);
+    if (win == None || c->errors != before) {
+        if (win != None) XDestroyWindow(d, win);
+        return nullptr;
+    }
+    auto* v = new View;
+    v->conn = c;
+    v->win = win;
+    v->client = client;
+    v->w = w;
+    v->h = h;
+    v->visual = parent->visual;
+    v->depth = parent->depth;
+    v->eventMask = a.event_mask;
+    c->byWindow[win] = v;
+    ++c->views;
+    g_liveViews.insert(v);
+    if (visible) {
+        XMapWindow(d, win);
+        v->shown = true;
+    }
+    return v;
+}
+
+void GiveBackKeyboardFocus(View* v)
+{
+    if (!v) return;
+    Connection* c = v->conn;
+    if (c->focusView != v) return;
+    ErrorTrap trap(c->dpy);
+    c->focusView = nullptr;
+    v->eventMask &= ~KeyPressMask;
+    XSelectInput(c->dpy, v->win, v->eventMask);
+    if (c->haveSavedFocus) {
+        // The host's window may be gone by now; the trap swallows BadWindow.
+        XSetInputFocus(c->dpy, c->savedFocus, c->savedRevert, CurrentTime);
+        c->haveSavedFocus = false;
+    }
+}
+
+void TakeKeyboardFocus(View* v)
+{
+    if (!v || v->adopted) return;
+    Connection* c = v->conn;
+    ErrorTrap trap(c->dpy);
+    if (!c->haveSavedFocus) {
+        XGetInputFocus(c->dpy, &c->savedFocus, &c->savedRevert);
+        c->haveSavedFocus = true;
+    }
+    if (c->focusView && c->focusView != v) {
+        c->focusView->eventMask &= ~KeyPressMask;
+        XSelectInput(c->dpy, c->focusView->win, c->focusView->eventMask);
+    }
+    c->focusView = v;
+    // Key events are selected only while we hold the focus, so keys typed
+    // into the host while the pointer rests on the panel stay with the host.
+    v->eventMask |= KeyPressMask;
+    XSelectInput(c->dpy, v->win, v->eventMask);
+    XSetInputFocus(c->dpy, v->win, RevertToParent, CurrentTime);
+}
+
+void DestroyView(View* v)
+{
+    if (!v) return;
+    Connection* c = v->conn;
+    Display* d = c->dpy;
+    bool last;
+    {
+        ErrorTrap trap(d);
+        if (c->focusView == v) GiveBackKeyboardFocus(v);
+        if (c->clickView == v) c->clickView = nullptr;
+        v->client = nullptr;
+        // Order matters: Cairo surfaces first, then (for the last view) the
+        // Cairo device, then the X window, then the connection.
+        FreeSurfaces(v);
+        last = --c->views <= 0;
+        if (last && c->device) {
+            cairo_device_finish(c->device);
+            cairo_device_destroy(c->device);
+            c->device = nullptr;
+        }
+        if (!v->adopted) {
+            c->byWindow.erase(v->win);
+            XDestroyWindow(d, v->win);
+        }
+        g_liveViews.erase(v);
+        delete v;
+        if (last) {
+            for (auto& kv : c->cursors) XFreeCursor(d, kv.second);
+            c->cursors.clear();
+            XSync(d, False);
+            XCloseDisplay(d);
+            c->dpy = nullptr;
+        }
+    }
+    if (last) {
+        g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+        delete c;
+    }
+}
+
+void SetClient(View* v, ViewClient* client)
+{
+    if (v) v->client = client;
+}
+
+bool IsAdopted(const View* v) { return v && v->adopted; }
+
+unsigned long WindowId(const View* v) { return v ? v->win : 0; }
+
+bool GetGeometry(View* v, int& x, int& y, int& w, int& h)
+{
+    if (!v) return false;
+    Connection* c = v->conn;
+    ErrorTrap trap(c->dpy);
+    int before = c->errors;
+    Window root;
+    int gx = 0, gy = 0;
+    unsigned gw = 0, gh = 0, bw = 0, depth = 0;
+    Status ok = XGetGeometry(c->dpy, v->win, &root, &gx, &gy, &gw, &gh, &bw, &depth);
+    XSync(c->dpy, False);
+    if (!ok || c->errors != before) return false;
+    x = gx;
+    y = gy;
+    w = (int)gw;
+    h = (int)gh;
+    if (v->adopted) {
+        v->w = w;
+        v->h = h;
+    }
+    return true;
+}
+
+void MoveView(View* v, int x, int y, int w, int h)
+{
+    if (!v || v->adopted) return;
+    ErrorTrap trap(v->conn->dpy);
+    XMoveResizeWindow(v->conn->dpy, v->win, x, y, std::max(w, 1), std::max(h, 1));
+    if (w != v->w || h != v->h) {
+        v->w = w;
+        v->h = h;
+        FreeSurfaces(v);
+        AddDamage(v, Rect{0, 0, w, h});
+    }
+}
+
+void ShowView(View* v, bool show)
+{
+    if (!v || v->adopted || v->shown == show) return;
+    ErrorTrap trap(v->conn->dpy);
+    if (show) {
+        XMapWindow(v->conn->dpy, v->win);
+    } else {
+        if (v->conn->focusView == v) GiveBackKeyboardFocus(v);
+        XUnmapWindow(v->conn->dpy, v->win);
+    }
+    v->shown = show;
+}
+
+bool IsViewShown(const View* v) { return v && v->shown; }
+
+void InvalidateView(View* v, const Rect* r)
+{
+    if (!v || v->adopted) return;
+    AddDamage(v, r ? *r : Rect{0, 0, v->w, v->h});
+}
+
+void UpdateView(View* v)
+{
+    if (!v || !v->damaged) return;
+    ErrorTrap trap(v->conn->dpy);
+    Paint(v);
+}
+
+cairo_t* BeginDirectDraw(View* v)
+{
+    if (!v) return nullptr;
+    {
+        ErrorTrap trap(v->conn->dpy);
+        if (!EnsureSurfaces(v)) return nullptr;
+    }
+    return cairo_create(v->back);
+}
+
+void EndDirectDraw(View* v, cairo_t* cr)
+{
+    if (!cr) return;
+    cairo_destroy(cr);
+    if (!v || !v->back) return;
+    ErrorTrap trap(v->conn->dpy);
+    cairo_surface_flush(v->back);
+    Present(v, Rect{0, 0, v->w, v->h});
+}
+
+void SetViewCursor(View* v, unsigned shape)
+{
+    if (!v || v->adopted) return;
+    Connection* c = v->conn;
+    ErrorTrap trap(c->dpy);
+    if (shape == 0) {
+        XUndefineCursor(c->dpy, v->win);
+        return;
+    }
+    auto it = c->cursors.find(shape);
+    Cursor cur = it != c->cursors.end() ? it->second : (c->cursors[shape] = XCreateFontCursor(c->dpy, shape));
+    XDefineCursor(c->dpy, v->win, cur);
+}
+
+bool ScreenSize(int& width, int& height)
+{
+    static int cachedW = 0, cachedH = 0;
+    if (!g_conns.empty()) {
+        Display* d = g_conns.front()->dpy;
+        cachedW = DisplayWidth(d, DefaultScreen(d));
+        cachedH = DisplayHeight(d, DefaultScreen(d));
+    } else if (cachedW == 0) {
+        if (Display* d = OpenDisplay()) {
+            cachedW = DisplayWidth(d, DefaultScreen(d));
+            cachedH = DisplayHeight(d, DefaultScreen(d));
+            XCloseDisplay(d);
+        }
+    }
+    width = cachedW;
+    height = cachedH;
+    return cachedW > 0;
+}
+
+int ErrorCount(const View* v) { return v ? v->conn->errors : 0; }
+
+int OpenConnectionCount() { return (int)g_conns.size(); }
+
+// --- queue, pump and timers ----------------------------------------------------
+
+void PostToUiThread(std::function<void()> fn)
+{
+    std::lock_guard<std::mutex> lock(g_queueMutex);
+    EnsureWakeFdLocked();
+    g_queue.push_back(std::move(fn));
+    if (!g_wakePending && g_wakeFd >= 0) {
+        uint64_t one = 1;
+        if (write(g_wakeFd, &one, sizeof one) == (ssize_t)sizeof one) g_wakePending = true;
+    }
+}
+
+namespace {
+
+bool SomethingReady()
+{
+    {
+        std::lock_guard<std::mutex> lock(g_queueMutex);
+        if (!g_queue.empty()) return true;
+    }
+    for (Connection* c : g_conns) {
+        if (XPending(c->dpy)) return true;
+        for (auto& kv : c->byWindow)
+            if (kv.second->damaged) return true;
+    }
+    return false;
+}
+
+void WaitForSomething(int timeoutMs)
+{
+    std::vector<pollfd> fds;
+    {
+        std::lock_guard<std::mutex> lock(g_queueMutex);
+        EnsureWakeFdLocked();
+        if (g_wakeFd >= 0) fds.push_back(pollfd{g_wakeFd, POLLIN, 0});
+    }
+    for (Connection* c : g_conns) {
+        XFlush(c->dpy);
+        fds.push_back(pollfd{ConnectionNumber(c->dpy), POLLIN, 0});
+    }
+    poll(fds.data(), fds.size(), timeoutMs);
+}
+
+}  // namespace
+
+int PumpEvents(int timeoutMs)
+{
+    if (timeoutMs > 0 && !SomethingReady()) WaitForSomething(timeoutMs);
+    int handled = 0;
+
+    // X events, connection by connection. A handler may close any tree, so
+    // the connection is looked up again after every event.
+    std::vector<Display*> displays;
+    for (Connection* c : g_conns) displays.push_back(c->dpy);
+    for (Display* d : displays) {
+        ErrorTrap trap(d);
+        while (Connection* c = FindConn(d)) {
+            if (!XPending(d)) break;
+            XEvent ev;
+            XNextEvent(d, &ev);
+            ++handled;
+            Dispatch(c, ev);
+        }
+    }
+
+    // Work queued by timers and posts. Items queued while these run wait for
+    // the next pump, so a handler that posts to itself cannot starve the host.
+    std::deque<std::function<void()>> work;
+    {
+        std::lock_guard<std::mutex> lock(g_queueMutex);
+        work.swap(g_queue);
+        if (g_wakePending) {
+            uint64_t n;
+            while (read(g_wakeFd, &n, sizeof n) > 0) {
+            }
+            g_wakePending = false;
+        }
+    }
+    for (auto& fn : work) {
+        fn();
+        ++handled;
+    }
+
+    // Paint what became dirty, once per pump whatever the host's idle rate.
+    std::vector<std::pair<Display*, Window>> dirty;
+    for (Connection* c : g_conns)
+        for (auto& kv : c->byWindow)
+            if (kv.second->damaged) dirty.emplace_back(c->dpy, kv.first);
+    for (auto& dw : dirty) {
+        Connection* c = FindConn(dw.first);
+        View* v = c ? Lookup(c, dw.second) : nullptr;
+        if (v && v->damaged) {
+            ErrorTrap trap(c->dpy);
+            Paint(v);
+        }
+    }
+    return handled;
+}
+
+struct TimerThread::State {
+    std::mutex m;
+    std::condition_variable cv;
+    bool stop = false;
+    std::thread worker;
+};
+
+TimerThread::TimerThread(unsigned intervalMs, std::function<void()> onTick)
+    : m_state(std::make_shared<State>())
+{
+    // As on Windows, intervals below 10 ms are raised to 10 ms.
+    auto interval = std::chrono::milliseconds(std::max(intervalMs, 10u));
+    State* s = m_state.get();
+    s->worker = std::thread([s, interval, fn = std::move(onTick)] {
+        std::unique_lock<std::mutex> lock(s->m);
+        while (!s->stop) {
+            if (s->cv.wait_for(lock, interval, [s] { return s->stop; })) break;
+            lock.unlock();
+            fn();
+            lock.lock();
+        }
+    });
+}
+
+TimerThread::~TimerThread()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_state->m);
+        m_state->stop = true;
+    }
+    m_state->cv.notify_all();
+    if (m_state->worker.joinable()) m_state->worker.join();
+}
+
+}  // namespace x11

@@ -1,0 +1,124 @@
+#pragma once
+// The platform bridge under the window layer: X11 windows, double-buffered
+// Cairo painting, input translation, the queue that carries work from other
+// threads to the user-interface thread, window timers and the event pump.
+//
+// Threading: everything here except PostToUiThread() and the timer threads
+// runs on the user-interface thread (the thread that calls PumpEvents).
+// Timer threads and posting threads only enqueue work and wake the pump.
+//
+// This header knows nothing about window objects or message numbers; the
+// layer above implements ViewClient and turns the neutral events below into
+// window messages.
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+typedef struct _cairo cairo_t;
+typedef struct _cairo_surface cairo_surface_t;
+
+namespace x11 {
+
+struct Rect {
+    int left = 0, top = 0, right = 0, bottom = 0;
+    bool empty() const { return right <= left || bottom <= top; }
+};
+
+// Modifier bits of ViewEvent::modifiers (already independent of X masks).
+enum Modifier : unsigned {
+    kModShift = 1u << 0,
+    kModControl = 1u << 1,
+    kModAlt = 1u << 2,    // Mod1
+    kModSuper = 1u << 3,  // Mod4
+};
+
+struct ViewEvent {
+    enum Type { kButtonDown, kButtonUp, kMotion, kKey, kSize, kFocusOut } type = kMotion;
+    int x = 0, y = 0;        // top-left coordinates inside the view
+    int button = 0;          // 1 left, 2 middle, 3 right
+    int clickCount = 0;      // ButtonDown: 1, 2, 3 ... from server timestamps
+    unsigned modifiers = 0;  // Modifier bits at the time of the event
+    unsigned long keysym = 0;
+    char text[8] = {0};      // Key: the characters XLookupString produced
+    int width = 0, height = 0;  // Size
+};
+
+class ViewClient {
+public:
+    virtual void OnViewEvent(const ViewEvent& ev) = 0;
+    // Paint the update rectangle into cr (a back buffer, top-left origin,
+    // clipped to the rectangle). The bridge copies the result to the screen.
+    virtual void OnViewPaint(cairo_t* cr, const Rect& update) = 0;
+
+protected:
+    ~ViewClient() = default;
+};
+
+class View;
+
+// Wrap a window owned by the host (its X11 id) as the root of a window tree.
+// Opens a new Display connection for this tree; null when no display can be
+// opened or the id is not a window. The host's window is never changed.
+View* AdoptHostWindow(unsigned long xid);
+// A child X11 window inside parent, on parent's connection.
+View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible);
+// Destroys a view made by either call (for an adopted window only our wrapper
+// goes). Surfaces are released before the window; when the last view of a
+// connection goes, the Cairo device is finished and the display closed.
+void DestroyView(View* v);
+void SetClient(View* v, ViewClient* client);
+
+bool IsAdopted(const View* v);
+unsigned long WindowId(const View* v);
+// Geometry relative to the parent window; false when the server cannot say.
+bool GetGeometry(View* v, int& x, int& y, int& w, int& h);
+void MoveView(View* v, int x, int y, int w, int h);
+void ShowView(View* v, bool show);
+bool IsViewShown(const View* v);
+
+void InvalidateView(View* v, const Rect* r);  // null: the whole view
+void UpdateView(View* v);                     // paint pending damage now
+
+// Drawing outside a paint: a context on the view's back buffer, or null when
+// the view cannot draw. EndDirectDraw puts the result on the screen.
+cairo_t* BeginDirectDraw(View* v);
+void EndDirectDraw(View* v, cairo_t* cr);
+
+// Keyboard focus is borrowed from the host only while a view needs typing.
+void TakeKeyboardFocus(View* v);
+void GiveBackKeyboardFocus(View* v);
+
+// Cursor shapes of the X cursor font (XC_*); 0 leaves the parent's cursor.
+void SetViewCursor(View* v, unsigned shape);
+
+bool ScreenSize(int& width, int& height);
+// Number of X errors caught on v's connection since it was opened.
+int ErrorCount(const View* v);
+// Number of open Display connections (tests count leaks with it).
+int OpenConnectionCount();
+
+// Thread-safe: queue fn to run on the user-interface thread at the next pump
+// and wake a pump that is waiting.
+void PostToUiThread(std::function<void()> fn);
+
+// Handles pending X events, queued work and painting. Waits up to timeoutMs
+// for something to arrive when there is nothing yet (0: never waits).
+// Returns the number of events and queued items handled.
+int PumpEvents(int timeoutMs = 0);
+
+// A worker that calls onTick every intervalMs (measured from the end of the
+// previous wait) until destroyed. onTick runs on the worker thread and must
+// only enqueue. Destruction wakes the worker and joins it at once.
+class TimerThread {
+public:
+    TimerThread(unsigned intervalMs, std::function<void()> onTick);
+    ~TimerThread();
+    TimerThread(const TimerThread&) = delete;
+    TimerThread& operator=(const TimerThread&) = delete;
+
+private:
+    struct State;
+    std::shared_ptr<State> m_state;
+};
+
+}  // namespace x11
