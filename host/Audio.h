@@ -1,0 +1,67 @@
+#pragma once
+// Audio buffers, files (libsndfile), the generated test signal and the
+// three things the host does with a plug-in: render, measure, time.
+#include <complex>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace ghost {
+
+class VstPlugin;
+
+// Planar audio, one vector per channel, all of the same length.
+struct Audio {
+    double rate = 48000.0;
+    std::vector<std::vector<float>> channels;
+    size_t Frames() const { return channels.empty() ? 0 : channels[0].size(); }
+};
+
+// Reads any file libsndfile reads. `format` (optional) receives its
+// libsndfile format code. Throws HostError.
+Audio ReadAudioFile(const std::string& path, int* format = nullptr);
+
+// The libsndfile format for writing `path`: the container named by its
+// extension (else the input's, else WAV), the input's sample encoding where
+// that container takes it, else 32-bit float, else 24-bit, else 16-bit PCM.
+int ChooseOutputFormat(const std::string& path, int inputFormat, int channels, double rate);
+
+// Writes with the given format (see ChooseOutputFormat). Returns the number
+// of samples that had to be clipped for an integer format. Throws HostError.
+size_t WriteAudioFile(const std::string& path, const Audio& audio, int format);
+
+// The generated test signal: 2 s of pink noise at about -20 dBFS RMS
+// (independent in each channel), 0.25 s of silence, then a 2 s logarithmic
+// sine sweep from 20 Hz to 20 kHz (or 0.45 x rate) at -12 dBFS in every
+// channel. Deterministic.
+Audio TestSignal(double rate, int channels);
+
+// Runs `in` through the plug-in (which must be resumed) block by block and
+// returns its outputs. A mono input feeds every plug-in input; otherwise
+// input i takes channel i (silence where the file has fewer channels). The
+// plug-in's declared latency is compensated: output is aligned with the
+// input and has the same length. `progress` (optional) gets 0..1.
+Audio RenderThrough(VstPlugin& plugin, const Audio& in,
+                    const std::function<void(double)>& progress = nullptr);
+
+// The impulse response of every output to a unit impulse fed to all inputs,
+// after `settle` seconds of silence (parameter smoothing), `length` frames
+// long (plus the declared latency, which stays in the response).
+std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t length,
+                                                       double settle = 0.5);
+
+// Frequency response of an impulse response at frequency f (Hz), evaluated
+// exactly (a single DFT term, not an FFT bin).
+std::complex<double> ResponseAt(const std::vector<float>& h, double f, double rate);
+
+// |H(f)| in dB.
+double ResponseDb(const std::vector<float>& h, double f, double rate);
+
+// The band centres the equalizer is built around and their names.
+struct Band {
+    double freq;
+    const char* name;
+};
+extern const Band kBands[15];
+
+}  // namespace ghost
