@@ -64,6 +64,22 @@ size_t EditDistance(const std::string& a, const std::string& b)
     return row[b.size()];
 }
 
+// Longest common subsequence: among names at the same edit distance, the one
+// that keeps more of what was typed is the better suggestion.
+size_t CommonSubsequence(const std::string& a, const std::string& b)
+{
+    std::vector<size_t> row(b.size() + 1, 0);
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diag = 0;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t up = row[j];
+            row[j] = a[i - 1] == b[j - 1] ? diag + 1 : std::max(row[j], row[j - 1]);
+            diag = up;
+        }
+    }
+    return row[b.size()];
+}
+
 std::string Quote(const std::string& s) { return "\"" + s + "\""; }
 
 std::string FormatNumber(double v)
@@ -316,7 +332,12 @@ std::vector<std::string> CloseMatches(const std::vector<std::string>& names,
                                       const std::string& query, size_t max)
 {
     const std::string q = Fold(query);
-    std::vector<std::pair<size_t, std::string>> scored;
+    struct Scored {
+        size_t distance;
+        size_t common;
+        std::string name;
+    };
+    std::vector<Scored> scored;
     for (const std::string& name : names) {
         const std::string n = Fold(name);
         if (n.empty())
@@ -325,16 +346,17 @@ std::vector<std::string> CloseMatches(const std::vector<std::string>& names,
         const bool contains = !q.empty() && (n.find(q) != std::string::npos || q.find(n) != std::string::npos);
         const size_t limit = std::max<size_t>(2, std::max(q.size(), n.size()) / 3);
         if (d <= limit || contains)
-            scored.push_back({contains ? std::min(d, limit) : d, name});
+            scored.push_back({contains ? std::min(d, limit) : d, CommonSubsequence(q, n), name});
     }
-    std::stable_sort(scored.begin(), scored.end(),
-                     [](const auto& x, const auto& y) { return x.first < y.first; });
+    std::stable_sort(scored.begin(), scored.end(), [](const Scored& x, const Scored& y) {
+        return x.distance != y.distance ? x.distance < y.distance : x.common > y.common;
+    });
     std::vector<std::string> out;
     for (const auto& s : scored) {
         if (out.size() >= max)
             break;
-        if (std::find(out.begin(), out.end(), s.second) == out.end())
-            out.push_back(s.second);
+        if (std::find(out.begin(), out.end(), s.name) == out.end())
+            out.push_back(s.name);
     }
     return out;
 }

@@ -1,0 +1,141 @@
+// Audio through the host: rendering files, the test signal, and the
+// measured response compared with the test plug-in's known filter.
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+
+#include "Audio.h"
+#include "HostTestUtil.h"
+#include "ParamSet.h"
+#include "VstHost.h"
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+// The cookbook peaking filter, evaluated analytically at f.
+double PeakingDb(double gainDb, double q, double f0, double f, double rate)
+{
+    const double A = std::pow(10.0, gainDb / 40.0);
+    const double w0 = 2 * kPi * f0 / rate, alpha = std::sin(w0) / (2 * q);
+    const double b0 = 1 + alpha * A, b1 = -2 * std::cos(w0), b2 = 1 - alpha * A;
+    const double a0 = 1 + alpha / A, a1 = -2 * std::cos(w0), a2 = 1 - alpha / A;
+    const std::complex<double> z1 = std::polar(1.0, -2 * kPi * f / rate), z2 = z1 * z1;
+    return 20 * std::log10(std::abs((b0 + b1 * z1 + b2 * z2) / (a0 + a1 * z1 + a2 * z2)));
+}
+
+void WriteSine(const std::string& path, int channels, int format, double amplitude, double freq = 440.0)
+{
+    ghost::Audio a;
+    a.rate = 44100;
+    a.channels.assign(channels, std::vector<float>(44100));
+    for (int c = 0; c < channels; ++c)
+        for (size_t i = 0; i < 44100; ++i)
+            a.channels[c][i] = static_cast<float>(amplitude * (c + 1) * std::sin(2 * kPi * freq * i / 44100.0));
+    ghost::WriteAudioFile(path, a, format);
+}
+
+double Rms(const std::vector<float>& v, size_t from)
+{
+    double s = 0;
+    for (size_t i = from; i < v.size(); ++i)
+        s += double(v[i]) * v[i];
+    return std::sqrt(s / double(v.size() - from));
+}
+
+}  // namespace
+
+TEST(HostAudio, RendersAFileWithTheRequestedGain)
+{
+    hosttest::TempDir dir;
+    WriteSine(dir / "in.wav", 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0.1);
+    const auto r = hosttest::RunHost({"render", "--plugin", TEST_PLUGIN, "--set", "Gain=6.02", "--block", "100",
+                                      dir / "in.wav", dir / "out.wav"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("set 0 \"Gain\" = 6.02 dB"), std::string::npos) << r.err;
+    int format = 0;
+    const ghost::Audio in = ghost::ReadAudioFile(dir / "in.wav");
+    const ghost::Audio out = ghost::ReadAudioFile(dir / "out.wav", &format);
+    EXPECT_EQ(format, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    ASSERT_EQ(out.channels.size(), 2u);
+    ASSERT_EQ(out.Frames(), in.Frames());
+    EXPECT_EQ(out.rate, 44100);
+    // 440 Hz sits on the flat part of the 1 kHz peak (gain 0 dB by default).
+    for (int c = 0; c < 2; ++c)
+        EXPECT_NEAR(Rms(out.channels[c], 0) / Rms(in.channels[c], 0), std::pow(10.0, 6.02 / 20), 2e-4);
+}
+
+TEST(HostAudio, FeedsMonoToEveryInputAndKeepsTheEncoding)
+{
+    hosttest::TempDir dir;
+    WriteSine(dir / "mono.wav", 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0.25);
+    auto r = hosttest::RunHost({"render", "--plugin", TEST_PLUGIN, dir / "mono.wav", dir / "out.wav"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    int format = 0;
+    ghost::Audio out = ghost::ReadAudioFile(dir / "out.wav", &format);
+    EXPECT_EQ(format, SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    ASSERT_EQ(out.channels.size(), 2u);
+    EXPECT_EQ(out.channels[0], out.channels[1]);
+    EXPECT_GT(Rms(out.channels[0], 0), 0.17);
+
+    // A one-in, one-out plug-in makes a mono file from the first channel;
+    // the container follows the extension.
+    WriteSine(dir / "stereo.wav", 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0.1);
+    r = hosttest::RunHost({"render", "--plugin", TEST_PLUGIN_MONO, dir / "stereo.wav", dir / "out.flac"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    out = ghost::ReadAudioFile(dir / "out.flac", &format);
+    EXPECT_EQ(format & SF_FORMAT_TYPEMASK, SF_FORMAT_FLAC);
+    ASSERT_EQ(out.channels.size(), 1u);
+    EXPECT_NEAR(Rms(out.channels[0], 0), 0.1 / std::sqrt(2.0), 1e-3);
+}
+
+TEST(HostAudio, RendersTheTestSignalWithoutInput)
+{
+    hosttest::TempDir dir;
+    const auto r = hosttest::RunHost({"render", "--plugin", TEST_PLUGIN, "--program", "1", "--rate", "32000",
+                                      dir / "gen.wav"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const ghost::Audio out = ghost::ReadAudioFile(dir / "gen.wav");
+    EXPECT_EQ(out.rate, 32000);
+    EXPECT_EQ(out.Frames(), size_t(4.5 * 32000));
+    const ghost::Audio ref = ghost::TestSignal(32000, 2);
+    EXPECT_EQ(ref.Frames(), out.Frames());
+    EXPECT_GT(Rms(out.channels[0], 0), Rms(ref.channels[0], 0)) << "program 1 boosts 1 kHz by 6 dB";
+}
+
+TEST(HostAudio, MeasuresTheKnownFilterWithinAHundredthOfADecibel)
+{
+    for (double rate : {48000.0, 96000.0}) {
+        ghost::VstPlugin p(TEST_PLUGIN, rate, 512);
+        ghost::PluginParamAccess a(p);
+        ghost::ApplySetting(a, "Peak Gain=9");
+        const auto q = ghost::ApplySetting(a, "Peak Q=4");
+        ghost::ApplySetting(a, "Gain=-3");
+        const double qValue = 0.5 * std::pow(40.0, q.normalised);
+        p.Resume();
+        const auto h = ghost::MeasureImpulseResponse(p, size_t(rate));
+        ASSERT_EQ(h.size(), 2u);
+        for (const ghost::Band& b : ghost::kBands) {
+            const double expected = PeakingDb(9.0, qValue, 1000.0, b.freq, rate) - 3.0;
+            EXPECT_NEAR(ghost::ResponseDb(h[0], b.freq, rate), expected, 0.01) << b.name << " at " << rate;
+            EXPECT_NEAR(ghost::ResponseDb(h[1], b.freq, rate), expected, 0.01) << b.name << " at " << rate;
+        }
+    }
+}
+
+TEST(HostAudio, PrintsTheResponseAndDrawsIt)
+{
+    hosttest::TempDir dir;
+    const auto r = hosttest::RunHost({"response", "--plugin", TEST_PLUGIN, "--set", "Peak Gain=-6", "--png",
+                                      dir / "curve.png"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("band"), std::string::npos);
+    // The 1 kHz line carries the full cut in both channels.
+    const size_t at = r.out.find("\n1.0KHz");
+    ASSERT_NE(at, std::string::npos) << r.out;
+    const std::string line = r.out.substr(at + 1, r.out.find('\n', at + 1) - at - 1);
+    EXPECT_NE(line.find("-6.000    -6.000"), std::string::npos) << line;
+    EXPECT_NE(r.out.find("16.0KHz"), std::string::npos);
+    EXPECT_EQ(hosttest::ReadText(dir / "curve.png").substr(0, 4), "\x89PNG");
+}
