@@ -302,23 +302,27 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
             for (size_t i = 0; i < n; ++i)
                 h[c][pos + i] = ob[c][i] / kAmplitude;
     }
+    // Drop the negligible tail once, so each frequency evaluated later costs
+    // only the part of the response that matters.
+    for (auto& ch : h) {
+        double peak = 0;
+        for (float v : ch)
+            if (std::isfinite(v))
+                peak = std::max(peak, static_cast<double>(std::fabs(v)));
+        size_t end = ch.size();
+        while (end > 0 && std::fabs(ch[end - 1]) <= peak * 1e-10)
+            --end;
+        ch.resize(end);
+    }
     return h;
 }
 
 std::complex<double> ResponseAt(const std::vector<float>& h, double f, double rate)
 {
-    // Only the part of the response that is not negligible: the tail below
-    // 1e-10 of the peak contributes less than any figure printed.
-    double peak = 0;
-    for (float v : h)
-        peak = std::max(peak, static_cast<double>(std::fabs(v)));
-    size_t end = h.size();
-    while (end > 0 && std::fabs(h[end - 1]) <= peak * 1e-10)
-        --end;
     const double w = -2.0 * kPi * f / rate;
     const std::complex<double> step(std::cos(w), std::sin(w));
     std::complex<double> z(1.0, 0.0), acc(0.0, 0.0);
-    for (size_t n = 0; n < end; ++n) {
+    for (size_t n = 0; n < h.size(); ++n) {
         if (std::isfinite(h[n]))
             acc += static_cast<double>(h[n]) * z;
         z *= step;

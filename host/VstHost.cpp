@@ -163,10 +163,12 @@ VstPlugin::VstPlugin(const std::string& path, double sampleRate, int blockSize)
         throw HostError(path + ": the plug-in refused to start (its entry point returned null)");
     }
     if (effect->magic != kEffectMagic) {
+        // The record may live inside the library: read it before unloading.
+        const int32_t magic = effect->magic;
         dlclose(m_library);
         char buf[32];
-        std::snprintf(buf, sizeof buf, "0x%08x", static_cast<unsigned>(effect->magic));
-        throw HostError(path + ": bad magic " + buf + " ('" + FourCCToString(effect->magic) +
+        std::snprintf(buf, sizeof buf, "0x%08x", static_cast<unsigned>(magic));
+        throw HostError(path + ": bad magic " + buf + " ('" + FourCCToString(magic) +
                         "') in the effect record, expected 'VstP'");
     }
     if (!effect->dispatcher) {

@@ -280,14 +280,18 @@ AEffect* Create(audioMasterCallback host)
 #ifdef HT_NULL
     return nullptr;
 #endif
+#ifdef HT_BAD_MAGIC
+    // A host cannot close a record it does not recognise, so nothing is
+    // allocated for it.
+    static AEffect bad;
+    bad.magic = VstFourCC('N', 'o', 'p', 'e');
+    return &bad;
+#endif
     TestEffect* t = new TestEffect();
     std::memset(&t->effect, 0, sizeof t->effect);
     t->host = host;
     AEffect& e = t->effect;
     e.magic = kEffectMagic;
-#ifdef HT_BAD_MAGIC
-    e.magic = VstFourCC('N', 'o', 'p', 'e');
-#endif
     e.dispatcher = Dispatcher;
     e.setParameter = SetParameter;
     e.getParameter = GetParameter;
