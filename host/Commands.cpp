@@ -184,7 +184,7 @@ std::string UsageText()
 {
     return "usage: graphiceq-host COMMAND [options]\n"
            "\n"
-           "  info PLUGIN [--json] [--rate HZ] [--block N]\n"
+           "  info [PLUGIN] [--json] [--rate HZ] [--block N]\n"
            "      identity, flags, I/O, parameters (name, display, label, normalised) and programs\n"
            "  render [--plugin PLUGIN] [--program N] [--set NAME=VALUE]... [--rate HZ] [--block N]\n"
            "         [IN] OUT\n"
@@ -327,8 +327,10 @@ int RunInfo(const Options& o)
     std::string path = o.plugin;
     if (path.empty() && !o.positional.empty())
         path = o.positional[0];
-    if (path.empty() || o.positional.size() > 1)
+    if (o.positional.size() > 1 || (!o.plugin.empty() && !o.positional.empty()))
         throw UsageError("info expects one PLUGIN");
+    if (path.empty())
+        path = DefaultPluginPath();
     auto p = Load(path, o.rate > 0 ? o.rate : 48000.0, o.block);
     AEffect* e = p->Effect();
 
