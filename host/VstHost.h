@@ -138,7 +138,7 @@ private:
 
 // Largest channel, parameter and program counts the host accepts from a
 // plug-in before calling it implausible.
-constexpr int kMaxChannels = 64;
+constexpr int kMaxChannels = 1024;
 constexpr int kMaxParams = 100000;
 constexpr int kMaxPrograms = 100000;
 constexpr int kMaxBlock = 1 << 16;
