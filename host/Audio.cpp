@@ -268,7 +268,8 @@ Audio RenderThrough(VstPlugin& plugin, const Audio& in, const std::function<void
     return out;
 }
 
-std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t length, double settle)
+std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t length,
+                                                       size_t maxLength, double settle)
 {
     const int ins = plugin.NumInputs(), outs = plugin.NumOutputs();
     if (outs <= 0)
@@ -276,7 +277,10 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
     constexpr float kAmplitude = 0.25f;  // headroom for boosts
     const size_t block = static_cast<size_t>(plugin.BlockSize());
     const size_t warm = static_cast<size_t>(settle * plugin.SampleRate());
-    const size_t total = length + static_cast<size_t>(plugin.InitialDelay());
+    const size_t delay = static_cast<size_t>(plugin.InitialDelay());
+    const size_t minimum = length + delay;
+    const size_t maximum = std::max(maxLength, length) + delay;
+    const size_t window = std::max<size_t>(block, static_cast<size_t>(0.25 * plugin.SampleRate()));
 
     std::vector<std::vector<float>> ib(std::max(ins, 1), std::vector<float>(block, 0.0f));
     std::vector<std::vector<float>> ob(outs, std::vector<float>(block));
@@ -289,9 +293,15 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
     for (size_t pos = 0; pos < warm; pos += block)
         plugin.Process(ip.data(), op.data(), static_cast<int>(std::min(block, warm - pos)));
 
-    std::vector<std::vector<float>> h(outs, std::vector<float>(total, 0.0f));
-    for (size_t pos = 0; pos < total; pos += block) {
-        const size_t n = std::min(block, total - pos);
+    // Record at least `length` frames, then go on while the last quarter
+    // second still holds more than 1e-9 of the peak (a narrow low band rings
+    // for seconds), up to `maxLength`.
+    std::vector<std::vector<float>> h(outs);
+    double peak = 0;
+    size_t lastLoud = 0;  // one past the last frame above the threshold
+    size_t pos = 0;
+    while (pos < maximum && (pos < minimum || pos < lastLoud + window)) {
+        const size_t n = std::min(block, maximum - pos);
         for (auto& ch : ib)
             std::fill(ch.begin(), ch.end(), 0.0f);
         if (pos == 0)
@@ -299,8 +309,15 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
                 ch[0] = kAmplitude;
         plugin.Process(ip.data(), op.data(), static_cast<int>(n));
         for (int c = 0; c < outs; ++c)
-            for (size_t i = 0; i < n; ++i)
-                h[c][pos + i] = ob[c][i] / kAmplitude;
+            for (size_t i = 0; i < n; ++i) {
+                const float v = ob[c][i] / kAmplitude;
+                h[c].push_back(v);
+                if (std::isfinite(v) && std::fabs(v) > peak)
+                    peak = std::fabs(v);
+                if (std::isfinite(v) && std::fabs(v) > peak * 1e-9)
+                    lastLoud = pos + i + 1;
+            }
+        pos += n;
     }
     // Drop the negligible tail once, so each frequency evaluated later costs
     // only the part of the response that matters.

@@ -45,12 +45,13 @@ Audio RenderThrough(VstPlugin& plugin, const Audio& in,
                     const std::function<void(double)>& progress = nullptr);
 
 // The impulse response of every output to a unit impulse fed to all inputs,
-// after `settle` seconds of silence (parameter smoothing), `length` frames
-// long (plus the declared latency, which stays in the response). The tail
-// below 1e-10 of each response's peak, which changes no printed figure, is
-// cut off.
+// after `settle` seconds of silence (parameter smoothing). At least `length`
+// frames are recorded, more while the response still rings, at most
+// `maxLength` (the declared latency comes on top and stays in the response).
+// The tail below 1e-10 of each response's peak, which changes no printed
+// figure, is cut off.
 std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t length,
-                                                       double settle = 0.5);
+                                                       size_t maxLength, double settle = 0.5);
 
 // Frequency response of an impulse response at frequency f (Hz), evaluated
 // exactly (a single DFT term, not an FFT bin).

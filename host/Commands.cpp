@@ -473,13 +473,15 @@ int RunResponse(const Options& o)
     ApplySettings(*p, o);
     p->Resume();
     const double rate = p->SampleRate();
-    const size_t length = static_cast<size_t>(5.0 * rate);
-    const auto h = MeasureImpulseResponse(*p, length);
+    const auto h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), static_cast<size_t>(20.0 * rate));
+    size_t length = 0;
+    for (const auto& ch : h)
+        length = std::max(length, ch.size());
     p->Suspend();
     const int outs = static_cast<int>(h.size());
     const std::string name = p->EffectName();
 
-    std::printf("Magnitude response of %s at %g Hz (impulse response, %zu samples)\n",
+    std::printf("Magnitude response of %s at %g Hz (impulse response, %zu significant samples)\n",
                 name.empty() ? p->Path().c_str() : name.c_str(), rate, length);
     if (p->InitialDelay() > 0)
         std::printf("Latency %d samples\n", p->InitialDelay());

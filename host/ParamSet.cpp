@@ -223,6 +223,10 @@ bool ScanFor(ParamAccess& params, int index, const std::string& request, ParamSe
     const float lo = static_cast<float>(bestStart) / (kSamples - 1);
     const float hi = static_cast<float>(bestStart + bestLen - 1) / (kSamples - 1);
     out->normalised = lo + (hi - lo) * 0.5f;
+    if (bestStart + bestLen == kSamples && bestStart > 0)
+        out->normalised = 1.0f;  // a run cut off by the end of the range
+    else if (bestStart == 0 && bestLen < kSamples)
+        out->normalised = 0.0f;
     return true;
 }
 
@@ -278,7 +282,14 @@ bool BisectFor(ParamAccess& params, int index, double target, const std::string&
         last = a;
         first = reached(0.0f, v) ? 0.0f : s.First(0.0f, a, [&](float n) { return reached(n, v); });
     }
-    const float mid = first + (last - first) * 0.5f;
+    // The middle of the plateau, unless the plateau runs into an end of the
+    // range: there the end itself is the value (a range ends on a round
+    // figure, and the plateau's true middle lies outside).
+    float mid = first + (last - first) * 0.5f;
+    if (last >= 1.0f)
+        mid = 1.0f;
+    else if (first <= 0.0f)
+        mid = 0.0f;
     const Probe check = s.At(mid);
     if (!check.numeric || check.value != v)
         return false;  // not monotonic after all

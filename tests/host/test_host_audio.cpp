@@ -114,7 +114,7 @@ TEST(HostAudio, MeasuresTheKnownFilterWithinAHundredthOfADecibel)
         ghost::ApplySetting(a, "Gain=-3");
         const double qValue = 0.5 * std::pow(40.0, q.normalised);
         p.Resume();
-        const auto h = ghost::MeasureImpulseResponse(p, size_t(rate));
+        const auto h = ghost::MeasureImpulseResponse(p, size_t(rate / 10), size_t(rate * 10));
         ASSERT_EQ(h.size(), 2u);
         for (const ghost::Band& b : ghost::kBands) {
             const double expected = PeakingDb(9.0, qValue, 1000.0, b.freq, rate) - 3.0;
@@ -122,6 +122,21 @@ TEST(HostAudio, MeasuresTheKnownFilterWithinAHundredthOfADecibel)
             EXPECT_NEAR(ghost::ResponseDb(h[1], b.freq, rate), expected, 0.01) << b.name << " at " << rate;
         }
     }
+}
+
+TEST(HostAudio, KeepsMeasuringWhileTheFilterRings)
+{
+    // Q 20 with +12 dB rings for thousands of samples: far longer than the
+    // minimum length asked for, which alone would miss the peak.
+    ghost::VstPlugin p(TEST_PLUGIN, 48000.0, 256);
+    ghost::PluginParamAccess a(p);
+    ghost::ApplySetting(a, "Peak Gain=12");
+    const auto q = ghost::ApplySetting(a, "Peak Q=20");
+    ASSERT_EQ(q.display, "20.00");
+    p.Resume();
+    const auto h = ghost::MeasureImpulseResponse(p, 64, 48000 * 10);
+    EXPECT_GT(h[0].size(), 4800u);
+    EXPECT_NEAR(ghost::ResponseDb(h[0], 1000.0, 48000.0), PeakingDb(12.0, 20.0, 1000.0, 1000.0, 48000.0), 0.01);
 }
 
 TEST(HostAudio, PrintsTheResponseAndDrawsIt)

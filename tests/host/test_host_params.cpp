@@ -101,6 +101,12 @@ TEST(HostParams, ResolvesNamesAndDisplayValuesThroughThePlugin)
     EXPECT_EQ(s.display, "-3.0");
     EXPECT_NEAR(6.0 - 12.0 * s.normalised, -3.0, 1e-4);
 
+    // The ends of the range are reached exactly, not half a display step in.
+    EXPECT_EQ(ApplySetting(a, "Peak Gain=12").normalised, 1.0f);
+    EXPECT_EQ(ApplySetting(a, "Peak Gain=-12").normalised, 0.0f);
+    EXPECT_EQ(ApplySetting(a, "Trim=-6").normalised, 1.0f);
+    EXPECT_EQ(ApplySetting(a, "Peak Q=20").normalised, 1.0f);
+
     // Words, case-insensitively.
     s = ApplySetting(a, "Bypass=on");
     EXPECT_EQ(s.display, "On");
