@@ -8,6 +8,7 @@
 //   HT_BAD_MAGIC   the effect record carries a wrong magic number
 //   HT_ODD         strange strings: control bytes, invalid UTF-8, empty and
 //                  over-long names, no indexed program names
+//   HT_LATENCY     output delayed by kLatency samples, declared as initialDelay
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -25,6 +26,13 @@ constexpr int kNumPrograms = 3;
 constexpr double kPeakFreq = 1000.0;
 
 enum { kGain, kPeakGain, kPeakQ, kBypass, kTrim };
+
+#ifdef HT_LATENCY
+constexpr int kLatency = 100;
+#else
+constexpr int kLatency = 0;
+#endif
+constexpr int kDelayLength = kLatency > 0 ? kLatency : 1;
 
 #ifdef HT_MONO
 constexpr int kChannels = 1;
@@ -51,6 +59,8 @@ struct TestEffect {
     std::string dirAtCreate;
     double b0 = 1, b1 = 0, b2 = 0, a1 = 0, a2 = 0;
     double z1[kChannels] = {}, z2[kChannels] = {};
+    float delay[kChannels][kDelayLength] = {};
+    int delayPos = 0;
 };
 
 double GainDb(float n) { return -24.0 + 48.0 * n; }
@@ -271,6 +281,17 @@ void ProcessReplacing(AEffect* e, float** in, float** out, VstInt32 frames)
             t->z2[c] = t->b2 * x - t->a2 * y;
             out[c][i] = static_cast<float>(g * y);
         }
+    if (kLatency > 0) {
+        for (VstInt32 i = 0; i < frames; ++i) {
+            const int at = (t->delayPos + i) % kDelayLength;
+            for (int c = 0; c < kChannels; ++c) {
+                const float v = out[c][i];
+                out[c][i] = t->delay[c][at];
+                t->delay[c][at] = v;
+            }
+        }
+        t->delayPos = (t->delayPos + frames) % kDelayLength;
+    }
 }
 
 AEffect* Create(audioMasterCallback host)
@@ -301,6 +322,7 @@ AEffect* Create(audioMasterCallback host)
     e.numInputs = kChannels;
     e.numOutputs = kChannels;
     e.flags = effFlagsCanReplacing;
+    e.initialDelay = kLatency;
     e.ioRatio = 1.0f;
     e.object = t;
     e.uniqueID = VstFourCC('H', 't', 'E', 'q');

@@ -90,6 +90,32 @@ TEST(HostAudio, FeedsMonoToEveryInputAndKeepsTheEncoding)
     EXPECT_NEAR(Rms(out.channels[0], 0), 0.1 / std::sqrt(2.0), 1e-3);
 }
 
+TEST(HostAudio, CompensatesTheDeclaredLatency)
+{
+    hosttest::TempDir dir;
+    WriteSine(dir / "in.wav", 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0.1, 100.0);
+    const auto r = hosttest::RunHost({"render", "--plugin", TEST_PLUGIN_LATENCY, "--set", "Bypass=On",
+                                      "--block", "64", dir / "in.wav", dir / "out.wav"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    const ghost::Audio in = ghost::ReadAudioFile(dir / "in.wav");
+    const ghost::Audio out = ghost::ReadAudioFile(dir / "out.wav");
+    ASSERT_EQ(out.Frames(), in.Frames());
+    EXPECT_EQ(out.channels, in.channels) << "sample for sample, to the last frame";
+}
+
+TEST(HostAudio, PicksAnOutputFormatTheContainerTakes)
+{
+    const int floatWav = SF_FORMAT_WAV | SF_FORMAT_FLOAT, pcm16Wav = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    EXPECT_EQ(ghost::ChooseOutputFormat("o.wav", 0, 2, 48000), floatWav);
+    EXPECT_EQ(ghost::ChooseOutputFormat("o.WAV", pcm16Wav, 2, 48000), pcm16Wav);
+    EXPECT_EQ(ghost::ChooseOutputFormat("o.flac", floatWav, 2, 48000), SF_FORMAT_FLAC | SF_FORMAT_PCM_24);
+    EXPECT_EQ(ghost::ChooseOutputFormat("o.aiff", floatWav, 2, 48000), SF_FORMAT_AIFF | SF_FORMAT_FLOAT);
+    EXPECT_EQ(ghost::ChooseOutputFormat("o.ogg", pcm16Wav, 2, 48000), SF_FORMAT_OGG | SF_FORMAT_VORBIS);
+    EXPECT_EQ(ghost::ChooseOutputFormat("o.data", SF_FORMAT_AIFF | SF_FORMAT_PCM_24, 2, 48000),
+              SF_FORMAT_AIFF | SF_FORMAT_PCM_24) << "unknown extension: the input's container";
+    EXPECT_EQ(ghost::ChooseOutputFormat("dir.v2/out", 0, 1, 44100), floatWav);
+}
+
 TEST(HostAudio, RendersTheTestSignalWithoutInput)
 {
     hosttest::TempDir dir;
