@@ -334,6 +334,91 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
     return h;
 }
 
+void PlaySilence(VstPlugin& plugin, double seconds)
+{
+    const size_t block = static_cast<size_t>(plugin.BlockSize());
+    std::vector<std::vector<float>> ib(std::max(plugin.NumInputs(), 1), std::vector<float>(block, 0.0f));
+    std::vector<std::vector<float>> ob(std::max(plugin.NumOutputs(), 1), std::vector<float>(block));
+    std::vector<float*> ip, op;
+    for (auto& c : ib)
+        ip.push_back(c.data());
+    for (auto& c : ob)
+        op.push_back(c.data());
+    const size_t total = static_cast<size_t>(seconds * plugin.SampleRate());
+    for (size_t pos = 0; pos < total; pos += block)
+        plugin.Process(ip.data(), op.data(), static_cast<int>(std::min(block, total - pos)));
+}
+
+std::vector<std::complex<double>> MeasureSineGain(VstPlugin& plugin, double f, double maxSeconds)
+{
+    const int ins = plugin.NumInputs(), outs = plugin.NumOutputs();
+    if (outs <= 0)
+        throw HostError(plugin.Path() + ": the plug-in has no audio outputs");
+    const double rate = plugin.SampleRate();
+    if (!(f > 0 && f < rate / 2))
+        throw HostError("measurement frequency " + std::to_string(f) + " Hz is not below Nyquist");
+    constexpr double kAmplitude = 0.25;  // headroom for boosts
+    const size_t block = static_cast<size_t>(plugin.BlockSize());
+    const size_t window = std::max<size_t>(4096, static_cast<size_t>(std::ceil(20.0 * rate / f)));
+    const size_t maxWindows = std::max<size_t>(3, static_cast<size_t>(maxSeconds * rate / window));
+
+    std::vector<double> taper(window);
+    for (size_t n = 0; n < window; ++n) {
+        const double x = 2.0 * kPi * static_cast<double>(n) / static_cast<double>(window - 1);
+        taper[n] = 0.35875 - 0.48829 * std::cos(x) + 0.14128 * std::cos(2 * x) - 0.01168 * std::cos(3 * x);
+    }
+
+    std::vector<std::vector<float>> ib(std::max(ins, 1), std::vector<float>(block));
+    std::vector<std::vector<float>> ob(outs, std::vector<float>(block));
+    std::vector<float*> ip, op;
+    for (auto& c : ib)
+        ip.push_back(c.data());
+    for (auto& c : ob)
+        op.push_back(c.data());
+
+    const double w = 2.0 * kPi * f / rate;
+    std::vector<std::complex<double>> previous(outs), gain(outs), accY(outs);
+    std::complex<double> accX;
+    size_t inWindow = 0;  // position inside the current window
+    uint64_t t = 0;       // sample clock of the sine
+    for (size_t k = 0; k < maxWindows;) {
+        const size_t n = std::min(block, window - inWindow);
+        for (size_t i = 0; i < n; ++i) {
+            const float x = static_cast<float>(kAmplitude * std::sin(w * static_cast<double>(t + i)));
+            for (auto& c : ib)
+                c[i] = x;
+        }
+        plugin.Process(ip.data(), op.data(), static_cast<int>(n));
+        for (size_t i = 0; i < n; ++i) {
+            // Phase reference: the window's own sample index, the same for
+            // input and output, so their ratio is the gain.
+            const std::complex<double> e = std::polar(taper[inWindow + i], -w * static_cast<double>(inWindow + i));
+            accX += static_cast<double>(ib[0][i]) * e;
+            for (int c = 0; c < outs; ++c)
+                if (std::isfinite(ob[c][i]))
+                    accY[c] += static_cast<double>(ob[c][i]) * e;
+        }
+        t += n;
+        inWindow += n;
+        if (inWindow < window)
+            continue;
+        bool settled = k > 0;
+        for (int c = 0; c < outs; ++c) {
+            gain[c] = std::abs(accX) > 0 ? accY[c] / accX : 0.0;
+            if (std::abs(gain[c] - previous[c]) > 1e-5 * std::abs(gain[c]) + 1e-9)
+                settled = false;
+            previous[c] = gain[c];
+            accY[c] = 0.0;
+        }
+        accX = 0.0;
+        inWindow = 0;
+        ++k;
+        if (settled)
+            break;
+    }
+    return gain;
+}
+
 std::complex<double> ResponseAt(const std::vector<float>& h, double f, double rate)
 {
     const double w = -2.0 * kPi * f / rate;

@@ -60,6 +60,18 @@ std::complex<double> ResponseAt(const std::vector<float>& h, double f, double ra
 // |H(f)| in dB.
 double ResponseDb(const std::vector<float>& h, double f, double rate);
 
+// The complex gain of every output at frequency f, measured with a steady
+// sine fed to all inputs (a stepped-sine measurement): the output is
+// compared with the input over successive windows of at least 20 periods
+// (4-term Blackman-Harris, so neither the sine's mirror image nor noise
+// leaks in) until two windows in a row agree to 1e-5, or `maxSeconds` have
+// been played. Insensitive to latency and to small noise or limit cycles
+// that would spoil an impulse response. The plug-in must be resumed.
+std::vector<std::complex<double>> MeasureSineGain(VstPlugin& plugin, double f, double maxSeconds = 30.0);
+
+// Plays `seconds` of silence (lets parameter smoothing and old state settle).
+void PlaySilence(VstPlugin& plugin, double seconds);
+
 // The band centres the equalizer is built around and their names.
 struct Band {
     double freq;

@@ -193,8 +193,9 @@ std::string UsageText()
            "      Without IN a test signal is generated: 2 s pink noise, 0.25 s silence, 2 s log\n"
            "      sweep 20 Hz..20 kHz at -12 dBFS, 0.25 s silence (--rate, default 48000 Hz).\n"
            "  response [--plugin PLUGIN] [--program N] [--set NAME=VALUE]... [--rate HZ] [--png FILE]\n"
-           "      measures the magnitude response (impulse response, exact DFT at each frequency)\n"
-           "      and prints the gain at each GraphicEQ band centre; --png draws the curve\n"
+           "      measures the magnitude response with a stepped sine at each GraphicEQ band centre\n"
+           "      and prints the gains; --png draws the curve (from the impulse response, or from\n"
+           "      stepped sines when the plug-in keeps ringing or humming after an impulse)\n"
            "  bench PLUGIN... [--rate HZ] [--block N] [--seconds S]\n"
            "      throughput of each plug-in in its default state, measured in the same run:\n"
            "      ns per frame (one sample in every channel) and real-time factor\n"
@@ -472,48 +473,73 @@ int RunResponse(const Options& o)
     auto p = Load(PluginPathFor(o), o.rate > 0 ? o.rate : 48000.0, o.block);
     ApplySettings(*p, o);
     p->Resume();
+    PlaySilence(*p, 0.5);  // parameter smoothing, if the plug-in has any
     const double rate = p->SampleRate();
-    const auto h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), static_cast<size_t>(20.0 * rate));
-    size_t length = 0;
-    for (const auto& ch : h)
-        length = std::max(length, ch.size());
-    p->Suspend();
-    const int outs = static_cast<int>(h.size());
+    const int outs = p->NumOutputs();
+    if (outs <= 0)
+        throw HostError(p->Path() + ": the plug-in has no audio outputs");
     const std::string name = p->EffectName();
 
-    std::printf("Magnitude response of %s at %g Hz (impulse response, %zu significant samples)\n",
-                name.empty() ? p->Path().c_str() : name.c_str(), rate, length);
+    // The band centres: stepped sines, the accurate figures.
+    std::printf("Magnitude response of %s at %g Hz (stepped sines)\n",
+                name.empty() ? p->Path().c_str() : name.c_str(), rate);
     if (p->InitialDelay() > 0)
         std::printf("Latency %d samples\n", p->InitialDelay());
     std::printf("%-8s %10s", "band", "freq/Hz");
     for (int c = 0; c < outs; ++c)
         std::printf(" %9s", (ChannelName(c, outs) + "/dB").c_str());
     std::printf("\n");
+    auto Db = [](std::complex<double> g) { return std::abs(g) > 0 ? 20.0 * std::log10(std::abs(g)) : -INFINITY; };
     std::vector<Marker> markers;
     for (const Band& b : kBands) {
         std::printf("%-8s %10.1f", b.name, b.freq);
-        for (int c = 0; c < outs; ++c) {
-            if (b.freq >= rate / 2) {
+        if (b.freq >= rate / 2) {
+            for (int c = 0; c < outs; ++c)
                 std::printf(" %9s", "n/a");
-                continue;
-            }
-            const double db = ResponseDb(h[c], b.freq, rate);
-            std::printf(" %+9.3f", db);
-            if (c == 0)
-                markers.push_back({b.freq, db, b.name});
+            std::printf("\n");
+            continue;
         }
+        const auto g = MeasureSineGain(*p, b.freq);
+        for (int c = 0; c < outs; ++c)
+            std::printf(" %+9.3f", Db(g[c]));
         std::printf("\n");
+        std::fflush(stdout);
+        markers.push_back({b.freq, Db(g[0]), b.name});
     }
+
     if (!o.png.empty()) {
-        std::vector<Curve> curves(outs);
+        // The curve: from the impulse response when it dies away (dense and
+        // quick); a plug-in that keeps ringing or hums after an impulse gets
+        // stepped sines instead.
         const double fHi = std::min(rate / 2 * 0.999, 24000.0);
-        constexpr int kPoints = 480;
-        for (int c = 0; c < outs; ++c) {
+        const size_t maxLength = static_cast<size_t>(10.0 * rate);
+        PlaySilence(*p, 0.5);
+        const auto h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), maxLength, 0.0);
+        bool decayed = true;
+        for (const auto& ch : h)
+            decayed = decayed && ch.size() < maxLength;
+        std::vector<Curve> curves(outs);
+        for (int c = 0; c < outs; ++c)
             curves[c].label = ChannelName(c, outs);
-            for (int k = 0; k < kPoints; ++k) {
-                const double f = 10.0 * std::pow(fHi / 10.0, k / double(kPoints - 1));
+        // A logarithmic grid, plus the band centres so no peak is missed.
+        const int points = decayed ? 480 : 120;
+        std::vector<double> freqs;
+        for (int k = 0; k < points; ++k)
+            freqs.push_back(10.0 * std::pow(fHi / 10.0, k / double(points - 1)));
+        for (const Band& b : kBands)
+            if (b.freq < fHi)
+                freqs.push_back(b.freq);
+        std::sort(freqs.begin(), freqs.end());
+        for (double f : freqs) {
+            std::vector<std::complex<double>> g(outs);
+            if (decayed)
+                for (int c = 0; c < outs; ++c)
+                    g[c] = ResponseAt(h[c], f, rate);
+            else
+                g = MeasureSineGain(*p, f, 5.0);
+            for (int c = 0; c < outs; ++c) {
                 curves[c].freq.push_back(f);
-                curves[c].db.push_back(ResponseDb(h[c], f, rate));
+                curves[c].db.push_back(Db(g[c]));
             }
         }
         std::string title = (name.empty() ? std::string("plug-in") : name) + " at " +
@@ -521,8 +547,10 @@ int RunResponse(const Options& o)
         for (const auto& s : o.sets)
             title += ", " + s;
         PlotResponse(o.png, title, curves, markers, fHi);
-        std::fprintf(stderr, "wrote %s\n", o.png.c_str());
+        std::fprintf(stderr, "wrote %s%s\n", o.png.c_str(),
+                     decayed ? "" : " (the impulse response does not die away: curve from stepped sines)");
     }
+    p->Suspend();
     return 0;
 }
 

@@ -9,7 +9,9 @@
 //   HT_ODD         strange strings: control bytes, invalid UTF-8, empty and
 //                  over-long names, no indexed program names
 //   HT_LATENCY     output delayed by kLatency samples, declared as initialDelay
+//   HT_HUM         adds a 50 Hz hum at -60 dBFS: not a linear, decaying system
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -61,6 +63,7 @@ struct TestEffect {
     double z1[kChannels] = {}, z2[kChannels] = {};
     float delay[kChannels][kDelayLength] = {};
     int delayPos = 0;
+    uint64_t clock = 0;  // samples processed, for the hum
 };
 
 double GainDb(float n) { return -24.0 + 48.0 * n; }
@@ -281,6 +284,14 @@ void ProcessReplacing(AEffect* e, float** in, float** out, VstInt32 frames)
             t->z2[c] = t->b2 * x - t->a2 * y;
             out[c][i] = static_cast<float>(g * y);
         }
+#ifdef HT_HUM
+    for (VstInt32 i = 0; i < frames; ++i) {
+        const float hum = static_cast<float>(0.001 * std::sin(2.0 * kPi * 50.0 * double(t->clock + i) / t->rate));
+        for (int c = 0; c < kChannels; ++c)
+            out[c][i] += hum;
+    }
+#endif
+    t->clock += static_cast<uint64_t>(frames > 0 ? frames : 0);
     if (kLatency > 0) {
         for (VstInt32 i = 0; i < frames; ++i) {
             const int at = (t->delayPos + i) % kDelayLength;
