@@ -20,6 +20,32 @@
 #include "VstHost.h"
 
 namespace ghost {
+
+static FILE* g_results = nullptr;
+
+FILE* Results()
+{
+    return g_results ? g_results : stdout;
+}
+
+void SeparatePluginOutput()
+{
+    std::fflush(stdout);
+    const int fd = dup(STDOUT_FILENO);
+    if (fd < 0)
+        return;
+    FILE* f = fdopen(fd, "w");
+    if (!f) {
+        close(fd);
+        return;
+    }
+    if (dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+        std::fclose(f);
+        return;
+    }
+    g_results = f;
+}
+
 namespace {
 
 bool Exists(const std::string& path)
@@ -394,37 +420,37 @@ int RunInfo(const Options& o)
               << "}";
         }
         j << (params.empty() ? "" : "\n  ") << "]\n}\n";
-        std::fputs(j.str().c_str(), stdout);
+        std::fputs(j.str().c_str(), Results());
         return 0;
     }
 
-    std::printf("Plug-in      %s\n", p->Path().c_str());
-    std::printf("Entry        %s\n", p->UsedMainFallback() ? "main" : "VSTPluginMain");
-    std::printf("Name         %s\n", name.c_str());
-    std::printf("Vendor       %s\n", vendor.c_str());
-    std::printf("Product      %s\n", product.c_str());
-    std::printf("Version      vendor %d, effect %d, VST %d\n", vendorVersion, e->version, vstVersion);
-    std::printf("Unique ID    '%s' %s (%d)\n", id.c_str(), Hex(static_cast<uint32_t>(e->uniqueID)).c_str(),
+    std::fprintf(Results(), "Plug-in      %s\n", p->Path().c_str());
+    std::fprintf(Results(), "Entry        %s\n", p->UsedMainFallback() ? "main" : "VSTPluginMain");
+    std::fprintf(Results(), "Name         %s\n", name.c_str());
+    std::fprintf(Results(), "Vendor       %s\n", vendor.c_str());
+    std::fprintf(Results(), "Product      %s\n", product.c_str());
+    std::fprintf(Results(), "Version      vendor %d, effect %d, VST %d\n", vendorVersion, e->version, vstVersion);
+    std::fprintf(Results(), "Unique ID    '%s' %s (%d)\n", id.c_str(), Hex(static_cast<uint32_t>(e->uniqueID)).c_str(),
                 e->uniqueID);
-    std::printf("Category     %s (%d)\n", CategoryName(category), category);
-    std::printf("Flags        %s %s\n", Hex(static_cast<uint32_t>(e->flags)).c_str(), FlagNames(e->flags).c_str());
-    std::printf("I/O          %d in, %d out\n", p->NumInputs(), p->NumOutputs());
-    std::printf("Latency      %d samples\n", e->initialDelay);
+    std::fprintf(Results(), "Category     %s (%d)\n", CategoryName(category), category);
+    std::fprintf(Results(), "Flags        %s %s\n", Hex(static_cast<uint32_t>(e->flags)).c_str(), FlagNames(e->flags).c_str());
+    std::fprintf(Results(), "I/O          %d in, %d out\n", p->NumInputs(), p->NumOutputs());
+    std::fprintf(Results(), "Latency      %d samples\n", e->initialDelay);
     if (bankChunk >= 0)
-        std::printf("Chunks       bank %ld bytes, program %ld bytes\n", static_cast<long>(bankChunk),
+        std::fprintf(Results(), "Chunks       bank %ld bytes, program %ld bytes\n", static_cast<long>(bankChunk),
                     static_cast<long>(programChunk));
-    std::printf("Programs     %d (current %d)\n", p->NumPrograms(), current);
+    std::fprintf(Results(), "Programs     %d (current %d)\n", p->NumPrograms(), current);
     for (size_t i = 0; i < programs.size(); ++i)
-        std::printf("  %3zu  %s\n", i, programs[i].c_str());
-    std::printf("Parameters   %d\n", p->NumParams());
+        std::fprintf(Results(), "  %3zu  %s\n", i, programs[i].c_str());
+    std::fprintf(Results(), "Parameters   %d\n", p->NumParams());
     size_t w = 4;
     for (const Param& q : params)
         w = std::max(w, q.name.size());
     w = std::min<size_t>(w, 40);
-    std::printf("  %3s  %-*s  %-12s %-6s %s\n", "#", static_cast<int>(w), "name", "display", "label",
+    std::fprintf(Results(), "  %3s  %-*s  %-12s %-6s %s\n", "#", static_cast<int>(w), "name", "display", "label",
                 "normalised");
     for (size_t i = 0; i < params.size(); ++i)
-        std::printf("  %3zu  %-*s  %-12s %-6s %.6f\n", i, static_cast<int>(w), params[i].name.c_str(),
+        std::fprintf(Results(), "  %3zu  %-*s  %-12s %-6s %.6f\n", i, static_cast<int>(w), params[i].name.c_str(),
                     params[i].display.c_str(), params[i].label.c_str(), params[i].value);
     return 0;
 }
@@ -481,29 +507,29 @@ int RunResponse(const Options& o)
     const std::string name = p->EffectName();
 
     // The band centres: stepped sines, the accurate figures.
-    std::printf("Magnitude response of %s at %g Hz (stepped sines)\n",
+    std::fprintf(Results(), "Magnitude response of %s at %g Hz (stepped sines)\n",
                 name.empty() ? p->Path().c_str() : name.c_str(), rate);
     if (p->InitialDelay() > 0)
-        std::printf("Latency %d samples\n", p->InitialDelay());
-    std::printf("%-8s %10s", "band", "freq/Hz");
+        std::fprintf(Results(), "Latency %d samples\n", p->InitialDelay());
+    std::fprintf(Results(), "%-8s %10s", "band", "freq/Hz");
     for (int c = 0; c < outs; ++c)
-        std::printf(" %9s", (ChannelName(c, outs) + "/dB").c_str());
-    std::printf("\n");
+        std::fprintf(Results(), " %9s", (ChannelName(c, outs) + "/dB").c_str());
+    std::fprintf(Results(), "\n");
     auto Db = [](std::complex<double> g) { return std::abs(g) > 0 ? 20.0 * std::log10(std::abs(g)) : -INFINITY; };
     std::vector<Marker> markers;
     for (const Band& b : kBands) {
-        std::printf("%-8s %10.1f", b.name, b.freq);
+        std::fprintf(Results(), "%-8s %10.1f", b.name, b.freq);
         if (b.freq >= rate / 2) {
             for (int c = 0; c < outs; ++c)
-                std::printf(" %9s", "n/a");
-            std::printf("\n");
+                std::fprintf(Results(), " %9s", "n/a");
+            std::fprintf(Results(), "\n");
             continue;
         }
         const auto g = MeasureSineGain(*p, b.freq);
         for (int c = 0; c < outs; ++c)
-            std::printf(" %+9.3f", Db(g[c]));
-        std::printf("\n");
-        std::fflush(stdout);
+            std::fprintf(Results(), " %+9.3f", Db(g[c]));
+        std::fprintf(Results(), "\n");
+        std::fflush(Results());
         markers.push_back({b.freq, Db(g[0]), b.name});
     }
 
@@ -616,13 +642,13 @@ int RunBench(const Options& o)
         for (auto& e : entries)
             e.nsPerFrame.push_back(run(e, framesPerRound) / static_cast<double>(std::max<size_t>(framesPerRound, 1)));
 
-    std::printf("Throughput at %g Hz, block %d, %g s of audio per plug-in (%d rounds; median and best)\n",
+    std::fprintf(Results(), "Throughput at %g Hz, block %d, %g s of audio per plug-in (%d rounds; median and best)\n",
                 rate, block, o.seconds, kRounds);
     size_t w = 7;
     for (const auto& e : entries)
         w = std::max(w, e.name.size());
     w = std::min<size_t>(w, 40);
-    std::printf("%-*s  %5s  %12s  %12s  %12s  %s\n", static_cast<int>(w), "plug-in", "I/O", "ns/frame",
+    std::fprintf(Results(), "%-*s  %5s  %12s  %12s  %12s  %s\n", static_cast<int>(w), "plug-in", "I/O", "ns/frame",
                 "best ns/fr", "x real time", "file");
     for (auto& e : entries) {
         std::vector<double> v = e.nsPerFrame;
@@ -631,7 +657,7 @@ int RunBench(const Options& o)
         const double rtf = median > 0 ? (1e9 / rate) / median : INFINITY;
         char io[16];
         std::snprintf(io, sizeof io, "%d/%d", e.plugin->NumInputs(), e.plugin->NumOutputs());
-        std::printf("%-*s  %5s  %12.1f  %12.1f  %12.1f  %s\n", static_cast<int>(w), e.name.c_str(), io,
+        std::fprintf(Results(), "%-*s  %5s  %12.1f  %12.1f  %12.1f  %s\n", static_cast<int>(w), e.name.c_str(), io,
                     median, v.front(), rtf, e.plugin->Path().c_str());
         e.plugin->Suspend();
     }

@@ -1,6 +1,7 @@
 #pragma once
 // The sub-commands of graphiceq-host. Each returns the process exit status
 // and throws HostError for failures the user should read.
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,13 @@ struct Options {
     std::string png;                    // --png (response)
     bool json = false;                  // --json (info)
 };
+
+// Plug-ins may print to standard output (trace lines, debugging). The host
+// keeps its own results apart: after this call they go to the original
+// standard output through Results(), and everything written to stdout by
+// anyone else lands on standard error.
+void SeparatePluginOutput();
+FILE* Results();
 
 // Parses argv; throws HostError on a malformed command line. `help` is set
 // when the user asked for the usage text.

@@ -7,11 +7,12 @@
 
 int main(int argc, char** argv)
 {
+    ghost::SeparatePluginOutput();
     try {
         bool help = false;
         const ghost::Options o = ghost::ParseCommandLine(argc, argv, &help);
         if (help) {
-            std::fputs(ghost::UsageText().c_str(), stdout);
+            std::fputs(ghost::UsageText().c_str(), ghost::Results());
             return 0;
         }
         if (o.command == "info")

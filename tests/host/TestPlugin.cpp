@@ -129,6 +129,9 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
     const bool validParam = index >= 0 && index < kNumParams;
     switch (opcode) {
     case effOpen:
+        // Chatter on standard output, as some plug-ins have.
+        std::printf("HostTestEQ: opened\n");
+        std::fflush(stdout);
         t->calls += "open,";
         return 0;
     case effClose:

@@ -19,6 +19,8 @@ TEST(HostCli, InfoListsIdentityParametersAndPrograms)
 
     r = RunHost({"info", TEST_PLUGIN, "--json"});
     ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out.substr(0, 2), "{\n") << "the plug-in's own printing stays out of the results";
+    EXPECT_NE(r.err.find("HostTestEQ: opened"), std::string::npos) << r.err;
     for (const char* want : {"\"uniqueID\": \"HtEq\"", "\"inputs\": 2", "\"programs\": [\"Flat\", \"Boost 1k\", \"Cut 1k\"]",
                              "{\"index\": 2, \"name\": \"Peak Q\", \"label\": \"\", \"display\": \"1.51\""})
         EXPECT_NE(r.out.find(want), std::string::npos) << want << "\n" << r.out;
