@@ -136,8 +136,8 @@ void ApplySettings(VstPlugin& p, const Options& o)
     if (o.program >= 0)
         p.SetProgram(o.program);
     PluginParamAccess access(p);
-    for (const std::string& spec : o.sets) {
-        const ParamSetting s = ApplySetting(access, spec);
+    for (const std::string& assignment : o.sets) {
+        const ParamSetting s = ApplySetting(access, assignment);
         std::fprintf(stderr, "set %d \"%s\" = %s%s%s (normalised %.6f)\n", s.index, s.name.c_str(),
                      s.display.c_str(), s.label.empty() ? "" : " ", s.label.c_str(), s.normalised);
         if (!s.note.empty())

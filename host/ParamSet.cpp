@@ -372,13 +372,13 @@ std::vector<std::string> CloseMatches(const std::vector<std::string>& names,
     return out;
 }
 
-ParamSetting ApplySetting(ParamAccess& params, const std::string& spec)
+ParamSetting ApplySetting(ParamAccess& params, const std::string& assignment)
 {
-    const size_t eq = spec.rfind('=');
-    if (eq == std::string::npos || eq == 0 || eq + 1 == spec.size())
-        throw HostError("--set expects NAME=VALUE or INDEX=NORMALISED, got " + Quote(spec));
-    const std::string key = Trim(spec.substr(0, eq));
-    const std::string request = Trim(spec.substr(eq + 1));
+    const size_t eq = assignment.rfind('=');
+    if (eq == std::string::npos || eq == 0 || eq + 1 == assignment.size())
+        throw HostError("--set expects NAME=VALUE or INDEX=NORMALISED, got " + Quote(assignment));
+    const std::string key = Trim(assignment.substr(0, eq));
+    const std::string request = Trim(assignment.substr(eq + 1));
     const int count = params.Count();
     if (count <= 0)
         throw HostError("the plug-in has no parameters to set");

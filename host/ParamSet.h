@@ -54,9 +54,9 @@ bool ParseDisplayNumber(const std::string& text, double* value, int* decimals = 
 std::vector<std::string> CloseMatches(const std::vector<std::string>& names,
                                       const std::string& query, size_t max = 5);
 
-// Finds the parameter `spec` names ("NAME=VALUE" or "INDEX=NORMALISED"), sets
+// Finds the parameter `assignment` names ("NAME=VALUE" or "INDEX=NORMALISED"), sets
 // it and returns what was set. Throws HostError with a readable message for
 // an unknown name, an unusable value or a value out of the displayed range.
-ParamSetting ApplySetting(ParamAccess& params, const std::string& spec);
+ParamSetting ApplySetting(ParamAccess& params, const std::string& assignment);
 
 }  // namespace ghost

@@ -13,10 +13,10 @@ using ghost::ParamSetting;
 
 namespace {
 
-std::string ErrorOf(ghost::ParamAccess& a, const std::string& spec)
+std::string ErrorOf(ghost::ParamAccess& a, const std::string& assignment)
 {
     try {
-        ApplySetting(a, spec);
+        ApplySetting(a, assignment);
     } catch (const HostError& e) {
         return e.what();
     }
