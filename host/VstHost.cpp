@@ -155,31 +155,29 @@ VstPlugin::VstPlugin(const std::string& path, double sampleRate, int blockSize)
     }
     VstPluginMainProc entry = reinterpret_cast<VstPluginMainProc>(sym);
 
-    t_loading = this;
-    AEffect* effect = entry(&VstPlugin::HostCallback);
-    t_loading = nullptr;
-    if (!effect) {
-        dlclose(m_library);
-        throw HostError(path + ": the plug-in refused to start (its entry point returned null)");
+    // From here on the library's code has run: it stays loaded (see Close).
+    AEffect* effect = nullptr;
+    {
+        struct Loading {
+            explicit Loading(VstPlugin* p) { t_loading = p; }
+            ~Loading() { t_loading = nullptr; }
+        } loading(this);
+        effect = entry(&VstPlugin::HostCallback);
     }
+    if (!effect)
+        throw HostError(path + ": the plug-in refused to start (its entry point returned null)");
     if (effect->magic != kEffectMagic) {
-        // The record may live inside the library: read it before unloading.
         const int32_t magic = effect->magic;
-        dlclose(m_library);
         char buf[32];
         std::snprintf(buf, sizeof buf, "0x%08x", static_cast<unsigned>(magic));
         throw HostError(path + ": bad magic " + buf + " ('" + FourCCToString(magic) +
                         "') in the effect record, expected 'VstP'");
     }
-    if (!effect->dispatcher) {
-        dlclose(m_library);
+    if (!effect->dispatcher)
         throw HostError(path + ": the effect record has no dispatcher");
-    }
     auto badCount = [&](const char* what, int v, int max) {
-        if (v < 0 || v > max) {
-            dlclose(m_library);
+        if (v < 0 || v > max)
             throw HostError(path + ": implausible " + what + " (" + std::to_string(v) + ")");
-        }
     };
     badCount("number of inputs", effect->numInputs, kMaxChannels);
     badCount("number of outputs", effect->numOutputs, kMaxChannels);
@@ -230,7 +228,6 @@ void VstPlugin::Close()
         m_effect = nullptr;
     }
     if (m_library) {
-        dlclose(m_library);
         m_library = nullptr;
     }
 }
