@@ -227,9 +227,11 @@ void VstPlugin::Close()
         g_registry.erase(m_effect);
         m_effect = nullptr;
     }
-    if (m_library) {
-        m_library = nullptr;
-    }
+    // The library stays loaded until the process ends, as in most hosts:
+    // once its code has run it may have left threads, thread-local
+    // destructors or exit handlers behind, and unloading it under them is a
+    // classic crash at exit.
+    m_library = nullptr;
 }
 
 int32_t VstPlugin::InitialDelay() const
