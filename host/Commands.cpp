@@ -1,0 +1,667 @@
+#include "Commands.h"
+
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <xmmintrin.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <sstream>
+
+#include "Audio.h"
+#include "ParamSet.h"
+#include "Plot.h"
+#include "VstHost.h"
+
+namespace ghost {
+
+static FILE* g_results = nullptr;
+
+FILE* Results()
+{
+    return g_results ? g_results : stdout;
+}
+
+void SeparatePluginOutput()
+{
+    std::fflush(stdout);
+    const int fd = dup(STDOUT_FILENO);
+    if (fd < 0)
+        return;
+    FILE* f = fdopen(fd, "w");
+    if (!f) {
+        close(fd);
+        return;
+    }
+    if (dup2(STDERR_FILENO, STDOUT_FILENO) < 0) {
+        std::fclose(f);
+        return;
+    }
+    g_results = f;
+}
+
+namespace {
+
+bool Exists(const std::string& path)
+{
+    struct stat st;
+    return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+// As a DAW's audio thread does: denormals flushed to zero, so plug-ins are
+// timed and heard the way they run in practice.
+void FlushDenormals()
+{
+    _mm_setcsr(_mm_getcsr() | 0x8040);  // FTZ | DAZ
+}
+
+double ParseDouble(const std::string& opt, const std::string& v)
+{
+    char* end = nullptr;
+    const double d = std::strtod(v.c_str(), &end);
+    if (v.empty() || *end != '\0' || !std::isfinite(d))
+        throw UsageError(opt + " expects a number, got \"" + v + "\"");
+    return d;
+}
+
+int ParseInt(const std::string& opt, const std::string& v)
+{
+    char* end = nullptr;
+    const long l = std::strtol(v.c_str(), &end, 10);
+    if (v.empty() || *end != '\0' || l < INT32_MIN || l > INT32_MAX)
+        throw UsageError(opt + " expects an integer, got \"" + v + "\"");
+    return static_cast<int>(l);
+}
+
+std::string Hex(uint32_t v)
+{
+    char b[16];
+    std::snprintf(b, sizeof b, "0x%08X", v);
+    return b;
+}
+
+std::string FlagNames(int32_t flags)
+{
+    static const struct {
+        int32_t bit;
+        const char* name;
+    } names[] = {{effFlagsHasEditor, "HasEditor"},         {effFlagsHasClip, "HasClip"},
+                 {effFlagsHasVu, "HasVu"},                 {effFlagsCanMono, "CanMono"},
+                 {effFlagsCanReplacing, "CanReplacing"},   {effFlagsProgramChunks, "ProgramChunks"},
+                 {effFlagsIsSynth, "IsSynth"},             {effFlagsNoSoundInStop, "NoSoundInStop"},
+                 {effFlagsCanDoubleReplacing, "CanDoubleReplacing"}};
+    std::string s;
+    int32_t known = 0;
+    for (const auto& n : names) {
+        known |= n.bit;
+        if (flags & n.bit)
+            s += (s.empty() ? "" : " ") + std::string(n.name);
+    }
+    if (flags & ~known)
+        s += (s.empty() ? "" : " ") + std::string("other:") + Hex(static_cast<uint32_t>(flags & ~known));
+    return s;
+}
+
+const char* CategoryName(int32_t c)
+{
+    static const char* const names[] = {"Unknown",     "Effect",      "Synth",       "Analysis",
+                                        "Mastering",   "Spacializer", "RoomFx",      "SurroundFx",
+                                        "Restoration", "OfflineProcess", "Shell",    "Generator"};
+    return c >= 0 && c < 12 ? names[c] : "?";
+}
+
+std::string ChannelName(int c, int outs)
+{
+    if (outs == 2)
+        return c == 0 ? "L" : "R";
+    if (outs == 1)
+        return "out";
+    return "out" + std::to_string(c + 1);
+}
+
+std::unique_ptr<VstPlugin> Load(const std::string& path, double rate, int block)
+{
+    return std::make_unique<VstPlugin>(path, rate, block);
+}
+
+// --program, then every --set in order; each setting is reported on stderr.
+void ApplySettings(VstPlugin& p, const Options& o)
+{
+    if (o.program >= 0)
+        p.SetProgram(o.program);
+    PluginParamAccess access(p);
+    for (const std::string& assignment : o.sets) {
+        const ParamSetting s = ApplySetting(access, assignment);
+        std::fprintf(stderr, "set %d \"%s\" = %s%s%s (normalised %.6f)\n", s.index, s.name.c_str(),
+                     s.display.c_str(), s.label.empty() ? "" : " ", s.label.c_str(), s.normalised);
+        if (!s.note.empty())
+            std::fprintf(stderr, "  note: %s\n", s.note.c_str());
+    }
+}
+
+std::string PluginPathFor(const Options& o)
+{
+    const std::string path = o.plugin.empty() ? DefaultPluginPath() : o.plugin;
+    return path;
+}
+
+double Peak(const Audio& a)
+{
+    double p = 0;
+    for (const auto& ch : a.channels)
+        for (float v : ch)
+            if (std::isfinite(v))
+                p = std::max(p, static_cast<double>(std::fabs(v)));
+    return p;
+}
+
+double Dbfs(double v) { return v > 0 ? 20.0 * std::log10(v) : -INFINITY; }
+
+// A progress bar on stderr, drawn only on a terminal, at most ten times a second.
+class Progress {
+public:
+    explicit Progress(bool enabled) : m_on(enabled && isatty(STDERR_FILENO)) {}
+    ~Progress()
+    {
+        if (m_on && m_drawn)
+            std::fputs("\r\033[K", stderr);
+    }
+    void operator()(double f)
+    {
+        if (!m_on)
+            return;
+        const auto now = std::chrono::steady_clock::now();
+        if (m_drawn && now - m_last < std::chrono::milliseconds(100) && f < 1.0)
+            return;
+        m_last = now;
+        m_drawn = true;
+        const int width = 40, filled = static_cast<int>(f * width);
+        std::string bar(static_cast<size_t>(filled), '#');
+        bar.resize(width, '-');
+        std::fprintf(stderr, "\r[%s] %3d%%", bar.c_str(), static_cast<int>(f * 100));
+        std::fflush(stderr);
+    }
+
+private:
+    bool m_on;
+    bool m_drawn = false;
+    std::chrono::steady_clock::time_point m_last;
+};
+
+std::string FormatName(int format)
+{
+    SF_FORMAT_INFO major{}, sub{};
+    major.format = format & SF_FORMAT_TYPEMASK;
+    sub.format = format & SF_FORMAT_SUBMASK;
+    sf_command(nullptr, SFC_GET_FORMAT_INFO, &major, sizeof major);
+    sf_command(nullptr, SFC_GET_FORMAT_INFO, &sub, sizeof sub);
+    return std::string(major.name ? major.name : "?") + ", " + (sub.name ? sub.name : "?");
+}
+
+}  // namespace
+
+std::string UsageText()
+{
+    return "usage: graphiceq-host COMMAND [options]\n"
+           "\n"
+           "  info [PLUGIN] [--json] [--rate HZ] [--block N]\n"
+           "      identity, flags, I/O, parameters (name, display, label, normalised) and programs\n"
+           "  render [--plugin PLUGIN] [--program N] [--set NAME=VALUE]... [--rate HZ] [--block N]\n"
+           "         [IN] OUT\n"
+           "      runs IN (any file libsndfile reads; mono feeds every input) through the plug-in\n"
+           "      into OUT (container from OUT's extension, encoding from IN, else float WAV).\n"
+           "      Without IN a test signal is generated: 2 s pink noise, 0.25 s silence, 2 s log\n"
+           "      sweep 20 Hz..20 kHz at -12 dBFS, 0.25 s silence (--rate, default 48000 Hz).\n"
+           "  response [--plugin PLUGIN] [--program N] [--set NAME=VALUE]... [--rate HZ] [--png FILE]\n"
+           "      measures the magnitude response with a stepped sine at each GraphicEQ band centre\n"
+           "      and prints the gains; --png draws the curve (from the impulse response, or from\n"
+           "      stepped sines when the plug-in keeps ringing or humming after an impulse)\n"
+           "  bench PLUGIN... [--rate HZ] [--block N] [--seconds S]\n"
+           "      throughput of each plug-in in its default state, measured in the same run:\n"
+           "      ns per frame (one sample in every channel) and real-time factor\n"
+           "\n"
+           "  --set NAME=VALUE   the plug-in's parameter name and a value in its display unit,\n"
+           "                     e.g. --set \"Gain 1.0KHz=6\" or --set ON/OFF=OFF;\n"
+           "                     or INDEX=NORMALISED, e.g. --set 3=0.75\n"
+           "  Without --plugin: the GraphicEQ.so of this build, else ~/.vst/GraphicEQ/GraphicEQ.so.\n";
+}
+
+Options ParseCommandLine(int argc, char** argv, bool* help)
+{
+    Options o;
+    *help = false;
+    if (argc < 2) {
+        *help = true;
+        return o;
+    }
+    o.command = argv[1];
+    if (o.command == "help" || o.command == "--help" || o.command == "-h") {
+        *help = true;
+        return o;
+    }
+    for (int i = 2; i < argc; ++i) {
+        const std::string a = argv[i];
+        auto value = [&]() -> std::string {
+            if (i + 1 >= argc)
+                throw UsageError(a + " needs a value");
+            return argv[++i];
+        };
+        if (a == "--help" || a == "-h") {
+            *help = true;
+        } else if (a == "--plugin") {
+            o.plugin = value();
+        } else if (a == "--set") {
+            o.sets.push_back(value());
+        } else if (a == "--program") {
+            o.program = ParseInt(a, value());
+            if (o.program < 0)
+                throw UsageError("--program expects a program number from 0");
+        } else if (a == "--rate") {
+            o.rate = ParseDouble(a, value());
+            if (o.rate < 1000 || o.rate > 768000)
+                throw UsageError("--rate must be between 1000 and 768000 Hz");
+        } else if (a == "--block") {
+            o.block = ParseInt(a, value());
+            if (o.block < 1 || o.block > kMaxBlock)
+                throw UsageError("--block must be between 1 and " + std::to_string(kMaxBlock));
+        } else if (a == "--seconds") {
+            o.seconds = ParseDouble(a, value());
+            if (o.seconds <= 0 || o.seconds > 3600)
+                throw UsageError("--seconds must be between 0 and 3600");
+        } else if (a == "--png") {
+            o.png = value();
+        } else if (a == "--json") {
+            o.json = true;
+        } else if (a.size() > 1 && a[0] == '-' && a != "-") {
+            throw UsageError("unknown option " + a);
+        } else {
+            o.positional.push_back(a);
+        }
+    }
+    return o;
+}
+
+std::string DefaultPluginPath()
+{
+    std::vector<std::string> tried;
+#ifdef GRAPHICEQ_BUILD_PLUGIN
+    tried.push_back(GRAPHICEQ_BUILD_PLUGIN);
+#endif
+    if (const char* home = std::getenv("HOME"))
+        tried.push_back(std::string(home) + "/.vst/GraphicEQ/GraphicEQ.so");
+    for (const auto& p : tried)
+        if (Exists(p))
+            return p;
+    std::string msg = "no --plugin given and no GraphicEQ.so found (looked at";
+    for (const auto& p : tried)
+        msg += " " + p;
+    throw HostError(msg + ")");
+}
+
+std::string JsonString(const std::string& s)
+{
+    std::string out = "\"";
+    const unsigned char* p = reinterpret_cast<const unsigned char*>(s.data());
+    const size_t n = s.size();
+    for (size_t i = 0; i < n;) {
+        const unsigned char c = p[i];
+        if (c < 0x80) {
+            if (c == '"' || c == '\\') {
+                out += '\\';
+                out += static_cast<char>(c);
+            } else if (c < 0x20 || c == 0x7F) {
+                char b[8];
+                std::snprintf(b, sizeof b, "\\u%04x", c);
+                out += b;
+            } else {
+                out += static_cast<char>(c);
+            }
+            ++i;
+            continue;
+        }
+        // A well-formed UTF-8 sequence passes through; anything else is U+FFFD.
+        size_t len = c >= 0xF0 && c <= 0xF4 ? 4 : c >= 0xE0 ? 3 : c >= 0xC2 && c <= 0xDF ? 2 : 0;
+        bool ok = len > 0 && i + len <= n;
+        for (size_t k = 1; ok && k < len; ++k)
+            ok = (p[i + k] & 0xC0) == 0x80;
+        if (ok && len == 3) {
+            const unsigned cp = ((c & 0x0F) << 12) | ((p[i + 1] & 0x3F) << 6) | (p[i + 2] & 0x3F);
+            ok = cp >= 0x800 && !(cp >= 0xD800 && cp <= 0xDFFF);
+        }
+        if (ok && len == 4) {
+            const unsigned cp = ((c & 0x07) << 18) | ((p[i + 1] & 0x3F) << 12) | ((p[i + 2] & 0x3F) << 6);
+            ok = cp >= 0x10000 && cp <= 0x10FFFF;
+        }
+        if (ok) {
+            out.append(s, i, len);
+            i += len;
+        } else {
+            out += "\\ufffd";
+            ++i;
+        }
+    }
+    return out + "\"";
+}
+
+int RunInfo(const Options& o)
+{
+    std::string path = o.plugin;
+    if (path.empty() && !o.positional.empty())
+        path = o.positional[0];
+    if (o.positional.size() > 1 || (!o.plugin.empty() && !o.positional.empty()))
+        throw UsageError("info expects one PLUGIN");
+    if (path.empty())
+        path = DefaultPluginPath();
+    auto p = Load(path, o.rate > 0 ? o.rate : 48000.0, o.block);
+    AEffect* e = p->Effect();
+
+    const std::string name = p->EffectName(), vendor = p->VendorString(), product = p->ProductString();
+    const int32_t vendorVersion = p->VendorVersion(), vstVersion = p->VstVersion();
+    const int32_t category = p->Category();
+    const int current = p->NumPrograms() > 0 ? p->CurrentProgram() : -1;
+    std::vector<std::string> programs = p->ProgramNames();
+    struct Param {
+        std::string name, label, display;
+        float value;
+        bool automatable;
+    };
+    std::vector<Param> params;
+    for (int i = 0; i < p->NumParams(); ++i)
+        params.push_back({p->ParamName(i), p->ParamLabel(i), p->ParamDisplay(i), p->GetParam(i),
+                          p->Dispatch(effCanBeAutomated, i) != 0});
+    intptr_t bankChunk = -1, programChunk = -1;
+    if (e->flags & effFlagsProgramChunks) {
+        void* data = nullptr;
+        bankChunk = p->Dispatch(effGetChunk, 0, 0, &data);
+        data = nullptr;
+        programChunk = p->Dispatch(effGetChunk, 1, 0, &data);
+    }
+    const std::string id = FourCCToString(e->uniqueID);
+
+    if (o.json) {
+        std::ostringstream j;
+        j << "{\n";
+        j << "  \"path\": " << JsonString(p->Path()) << ",\n";
+        j << "  \"entry\": " << JsonString(p->UsedMainFallback() ? "main" : "VSTPluginMain") << ",\n";
+        j << "  \"name\": " << JsonString(name) << ",\n";
+        j << "  \"vendor\": " << JsonString(vendor) << ",\n";
+        j << "  \"product\": " << JsonString(product) << ",\n";
+        j << "  \"vendorVersion\": " << vendorVersion << ",\n";
+        j << "  \"version\": " << e->version << ",\n";
+        j << "  \"vstVersion\": " << vstVersion << ",\n";
+        j << "  \"uniqueID\": " << JsonString(id) << ",\n";
+        j << "  \"uniqueIDNumber\": " << e->uniqueID << ",\n";
+        j << "  \"category\": " << category << ",\n";
+        j << "  \"flags\": " << e->flags << ",\n";
+        j << "  \"flagNames\": " << JsonString(FlagNames(e->flags)) << ",\n";
+        j << "  \"inputs\": " << p->NumInputs() << ",\n";
+        j << "  \"outputs\": " << p->NumOutputs() << ",\n";
+        j << "  \"initialDelay\": " << e->initialDelay << ",\n";
+        if (bankChunk >= 0)
+            j << "  \"chunkBytes\": {\"bank\": " << bankChunk << ", \"program\": " << programChunk << "},\n";
+        j << "  \"currentProgram\": " << current << ",\n";
+        j << "  \"programs\": [";
+        for (size_t i = 0; i < programs.size(); ++i)
+            j << (i ? ", " : "") << JsonString(programs[i]);
+        j << "],\n  \"parameters\": [";
+        for (size_t i = 0; i < params.size(); ++i) {
+            const Param& q = params[i];
+            char v[32];
+            std::snprintf(v, sizeof v, "%.9g", std::isfinite(q.value) ? q.value : 0.0f);
+            j << (i ? "," : "") << "\n    {\"index\": " << i << ", \"name\": " << JsonString(q.name)
+              << ", \"label\": " << JsonString(q.label) << ", \"display\": " << JsonString(q.display)
+              << ", \"value\": " << v << ", \"automatable\": " << (q.automatable ? "true" : "false")
+              << "}";
+        }
+        j << (params.empty() ? "" : "\n  ") << "]\n}\n";
+        std::fputs(j.str().c_str(), Results());
+        return 0;
+    }
+
+    std::fprintf(Results(), "Plug-in      %s\n", p->Path().c_str());
+    std::fprintf(Results(), "Entry        %s\n", p->UsedMainFallback() ? "main" : "VSTPluginMain");
+    std::fprintf(Results(), "Name         %s\n", name.c_str());
+    std::fprintf(Results(), "Vendor       %s\n", vendor.c_str());
+    std::fprintf(Results(), "Product      %s\n", product.c_str());
+    std::fprintf(Results(), "Version      vendor %d, effect %d, VST %d\n", vendorVersion, e->version, vstVersion);
+    std::fprintf(Results(), "Unique ID    '%s' %s (%d)\n", id.c_str(), Hex(static_cast<uint32_t>(e->uniqueID)).c_str(),
+                e->uniqueID);
+    std::fprintf(Results(), "Category     %s (%d)\n", CategoryName(category), category);
+    std::fprintf(Results(), "Flags        %s %s\n", Hex(static_cast<uint32_t>(e->flags)).c_str(), FlagNames(e->flags).c_str());
+    std::fprintf(Results(), "I/O          %d in, %d out\n", p->NumInputs(), p->NumOutputs());
+    std::fprintf(Results(), "Latency      %d samples\n", e->initialDelay);
+    if (bankChunk >= 0)
+        std::fprintf(Results(), "Chunks       bank %ld bytes, program %ld bytes\n", static_cast<long>(bankChunk),
+                    static_cast<long>(programChunk));
+    std::fprintf(Results(), "Programs     %d (current %d)\n", p->NumPrograms(), current);
+    for (size_t i = 0; i < programs.size(); ++i)
+        std::fprintf(Results(), "  %3zu  %s\n", i, programs[i].c_str());
+    std::fprintf(Results(), "Parameters   %d\n", p->NumParams());
+    size_t w = 4;
+    for (const Param& q : params)
+        w = std::max(w, q.name.size());
+    w = std::min<size_t>(w, 40);
+    std::fprintf(Results(), "  %3s  %-*s  %-12s %-6s %s\n", "#", static_cast<int>(w), "name", "display", "label",
+                "normalised");
+    for (size_t i = 0; i < params.size(); ++i)
+        std::fprintf(Results(), "  %3zu  %-*s  %-12s %-6s %.6f\n", i, static_cast<int>(w), params[i].name.c_str(),
+                    params[i].display.c_str(), params[i].label.c_str(), params[i].value);
+    return 0;
+}
+
+int RunRender(const Options& o)
+{
+    if (o.positional.empty() || o.positional.size() > 2)
+        throw UsageError("render expects [IN] OUT");
+    const std::string out = o.positional.back();
+    const bool haveIn = o.positional.size() == 2;
+    FlushDenormals();
+
+    Audio in;
+    int inFormat = 0;
+    if (haveIn) {
+        in = ReadAudioFile(o.positional[0], &inFormat);
+        if (o.rate > 0 && std::fabs(o.rate - in.rate) > 0.5)
+            std::fprintf(stderr, "note: --rate ignored, %s plays at %g Hz\n", o.positional[0].c_str(), in.rate);
+    }
+    auto p = Load(PluginPathFor(o), haveIn ? in.rate : (o.rate > 0 ? o.rate : 48000.0), o.block);
+    if (!haveIn)
+        in = TestSignal(p->SampleRate(), std::max(1, std::min(2, p->NumInputs())));
+    ApplySettings(*p, o);
+    p->Resume();
+    Audio result;
+    {
+        Progress bar(static_cast<double>(in.Frames()) > 10.0 * in.rate);
+        result = RenderThrough(*p, in, [&](double f) { bar(f); });
+    }
+    p->Suspend();
+    const int format = ChooseOutputFormat(out, inFormat, static_cast<int>(result.channels.size()), result.rate);
+    const size_t clipped = WriteAudioFile(out, result, format);
+    std::fprintf(stderr, "wrote %s: %zu frames, %zu channels, %g Hz, %s; peak in %.1f dBFS, out %.1f dBFS\n",
+                 out.c_str(), result.Frames(), result.channels.size(), result.rate, FormatName(format).c_str(),
+                 Dbfs(Peak(in)), Dbfs(Peak(result)));
+    if (clipped)
+        std::fprintf(stderr, "warning: %zu samples clipped in the integer output format\n", clipped);
+    return 0;
+}
+
+int RunResponse(const Options& o)
+{
+    if (!o.positional.empty())
+        throw UsageError("response takes no file arguments (use --plugin and --png)");
+    FlushDenormals();
+    auto p = Load(PluginPathFor(o), o.rate > 0 ? o.rate : 48000.0, o.block);
+    ApplySettings(*p, o);
+    p->Resume();
+    PlaySilence(*p, 0.5);  // parameter smoothing, if the plug-in has any
+    const double rate = p->SampleRate();
+    const int outs = p->NumOutputs();
+    if (outs <= 0)
+        throw HostError(p->Path() + ": the plug-in has no audio outputs");
+    const std::string name = p->EffectName();
+
+    // The band centres: stepped sines, the accurate figures.
+    std::fprintf(Results(), "Magnitude response of %s at %g Hz (stepped sines)\n",
+                name.empty() ? p->Path().c_str() : name.c_str(), rate);
+    if (p->InitialDelay() > 0)
+        std::fprintf(Results(), "Latency %d samples\n", p->InitialDelay());
+    std::fprintf(Results(), "%-8s %10s", "band", "freq/Hz");
+    for (int c = 0; c < outs; ++c)
+        std::fprintf(Results(), " %9s", (ChannelName(c, outs) + "/dB").c_str());
+    std::fprintf(Results(), "\n");
+    auto Db = [](std::complex<double> g) { return std::abs(g) > 0 ? 20.0 * std::log10(std::abs(g)) : -INFINITY; };
+    std::vector<Marker> markers;
+    for (const Band& b : kBands) {
+        std::fprintf(Results(), "%-8s %10.1f", b.name, b.freq);
+        if (b.freq >= rate / 2) {
+            for (int c = 0; c < outs; ++c)
+                std::fprintf(Results(), " %9s", "n/a");
+            std::fprintf(Results(), "\n");
+            continue;
+        }
+        const auto g = MeasureSineGain(*p, b.freq);
+        for (int c = 0; c < outs; ++c)
+            std::fprintf(Results(), " %+9.3f", Db(g[c]));
+        std::fprintf(Results(), "\n");
+        std::fflush(Results());
+        markers.push_back({b.freq, Db(g[0]), b.name});
+    }
+
+    if (!o.png.empty()) {
+        // The curve: from the impulse response when it dies away (dense and
+        // quick); a plug-in that keeps ringing or hums after an impulse gets
+        // stepped sines instead.
+        const double fHi = std::min(rate / 2 * 0.999, 24000.0);
+        const size_t maxLength = static_cast<size_t>(10.0 * rate);
+        PlaySilence(*p, 0.5);
+        const auto h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), maxLength, 0.0);
+        bool decayed = true;
+        for (const auto& ch : h)
+            decayed = decayed && ch.size() < maxLength;
+        std::vector<Curve> curves(outs);
+        for (int c = 0; c < outs; ++c)
+            curves[c].label = ChannelName(c, outs);
+        // A logarithmic grid, plus the band centres so no peak is missed.
+        const int points = decayed ? 480 : 120;
+        std::vector<double> freqs;
+        for (int k = 0; k < points; ++k)
+            freqs.push_back(10.0 * std::pow(fHi / 10.0, k / double(points - 1)));
+        for (const Band& b : kBands)
+            if (b.freq < fHi)
+                freqs.push_back(b.freq);
+        std::sort(freqs.begin(), freqs.end());
+        for (double f : freqs) {
+            std::vector<std::complex<double>> g(outs);
+            if (decayed)
+                for (int c = 0; c < outs; ++c)
+                    g[c] = ResponseAt(h[c], f, rate);
+            else
+                g = MeasureSineGain(*p, f, 5.0);
+            for (int c = 0; c < outs; ++c) {
+                curves[c].freq.push_back(f);
+                curves[c].db.push_back(Db(g[c]));
+            }
+        }
+        std::string title = (name.empty() ? std::string("plug-in") : name) + " at " +
+                            std::to_string(static_cast<int>(rate)) + " Hz";
+        for (const auto& s : o.sets)
+            title += ", " + s;
+        PlotResponse(o.png, title, curves, markers, fHi);
+        std::fprintf(stderr, "wrote %s%s\n", o.png.c_str(),
+                     decayed ? "" : " (the impulse response does not die away: curve from stepped sines)");
+    }
+    p->Suspend();
+    return 0;
+}
+
+int RunBench(const Options& o)
+{
+    std::vector<std::string> paths = o.positional;
+    if (!o.plugin.empty())
+        paths.insert(paths.begin(), o.plugin);
+    if (paths.empty())
+        paths.push_back(DefaultPluginPath());
+    if (!o.sets.empty() || o.program >= 0)
+        throw UsageError("bench measures every plug-in in its default state; --set and --program do not apply");
+    FlushDenormals();
+    const double rate = o.rate > 0 ? o.rate : 48000.0;
+    const int block = o.block;
+
+    struct Entry {
+        std::unique_ptr<VstPlugin> plugin;
+        std::string name;
+        std::vector<std::vector<float>> in, out;
+        std::vector<float*> ip, op;
+        std::vector<double> nsPerFrame;
+    };
+    std::vector<Entry> entries;
+    for (const auto& path : paths) {
+        Entry e;
+        e.plugin = Load(path, rate, block);
+        e.name = e.plugin->EffectName();
+        if (e.name.empty())
+            e.name = e.plugin->ProductString();
+        if (e.plugin->NumOutputs() <= 0)
+            throw HostError(path + ": the plug-in has no audio outputs");
+        e.in.assign(std::max(1, e.plugin->NumInputs()), std::vector<float>(block));
+        e.out.assign(e.plugin->NumOutputs(), std::vector<float>(block));
+        uint32_t seed = 1;
+        for (auto& ch : e.in)
+            for (float& v : ch) {
+                seed = seed * 1664525u + 1013904223u;
+                v = (static_cast<float>(seed >> 8) / 16777216.0f - 0.5f) * 0.5f;
+            }
+        for (auto& ch : e.in)
+            e.ip.push_back(ch.data());
+        for (auto& ch : e.out)
+            e.op.push_back(ch.data());
+        e.plugin->Resume();
+        entries.push_back(std::move(e));
+    }
+
+    // Rounds alternate between the plug-ins so drifting machine load hits
+    // all of them alike; each plug-in's figure is its median round.
+    constexpr int kRounds = 5;
+    const size_t framesPerRound = static_cast<size_t>(o.seconds * rate / kRounds);
+    auto run = [&](Entry& e, size_t frames) {
+        const auto t0 = std::chrono::steady_clock::now();
+        for (size_t pos = 0; pos < frames; pos += block)
+            e.plugin->Process(e.ip.data(), e.op.data(), static_cast<int>(std::min<size_t>(block, frames - pos)));
+        const auto t1 = std::chrono::steady_clock::now();
+        return std::chrono::duration<double, std::nano>(t1 - t0).count();
+    };
+    for (auto& e : entries)
+        run(e, std::min<size_t>(framesPerRound, static_cast<size_t>(rate / 4)));  // warm-up
+    for (int r = 0; r < kRounds; ++r)
+        for (auto& e : entries)
+            e.nsPerFrame.push_back(run(e, framesPerRound) / static_cast<double>(std::max<size_t>(framesPerRound, 1)));
+
+    std::fprintf(Results(), "Throughput at %g Hz, block %d, %g s of audio per plug-in (%d rounds; median and best)\n",
+                rate, block, o.seconds, kRounds);
+    size_t w = 7;
+    for (const auto& e : entries)
+        w = std::max(w, e.name.size());
+    w = std::min<size_t>(w, 40);
+    std::fprintf(Results(), "%-*s  %5s  %12s  %12s  %12s  %s\n", static_cast<int>(w), "plug-in", "I/O", "ns/frame",
+                "best ns/fr", "x real time", "file");
+    for (auto& e : entries) {
+        std::vector<double> v = e.nsPerFrame;
+        std::sort(v.begin(), v.end());
+        const double median = v[v.size() / 2];
+        const double rtf = median > 0 ? (1e9 / rate) / median : INFINITY;
+        char io[16];
+        std::snprintf(io, sizeof io, "%d/%d", e.plugin->NumInputs(), e.plugin->NumOutputs());
+        std::fprintf(Results(), "%-*s  %5s  %12.1f  %12.1f  %12.1f  %s\n", static_cast<int>(w), e.name.c_str(), io,
+                    median, v.front(), rtf, e.plugin->Path().c_str());
+        e.plugin->Suspend();
+    }
+    return 0;
+}
+
+}  // namespace ghost

@@ -1,0 +1,39 @@
+// graphiceq-host: a command-line VST 2.4 host for Linux. See UsageText().
+#include <cstdio>
+#include <exception>
+
+#include "Commands.h"
+#include "VstHost.h"
+
+int main(int argc, char** argv)
+{
+    ghost::SeparatePluginOutput();
+    try {
+        bool help = false;
+        const ghost::Options o = ghost::ParseCommandLine(argc, argv, &help);
+        if (help) {
+            std::fputs(ghost::UsageText().c_str(), ghost::Results());
+            return 0;
+        }
+        if (o.command == "info")
+            return ghost::RunInfo(o);
+        if (o.command == "render")
+            return ghost::RunRender(o);
+        if (o.command == "response")
+            return ghost::RunResponse(o);
+        if (o.command == "bench")
+            return ghost::RunBench(o);
+        std::fprintf(stderr, "graphiceq-host: unknown command \"%s\"\n\n%s", o.command.c_str(),
+                     ghost::UsageText().c_str());
+        return 2;
+    } catch (const ghost::UsageError& e) {
+        std::fprintf(stderr, "graphiceq-host: %s (see graphiceq-host --help)\n", e.what());
+        return 2;
+    } catch (const ghost::HostError& e) {
+        std::fprintf(stderr, "graphiceq-host: %s\n", e.what());
+        return 1;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "graphiceq-host: internal error: %s\n", e.what());
+        return 3;
+    }
+}
