@@ -4,6 +4,7 @@
 #include <complex>
 #include <cstring>
 #include <sstream>
+#include <vector>
 
 #include "CEqualizerUnit.h"
 #include "CGraphicEQ.h"
@@ -139,37 +140,68 @@ bool PresetToRecord(const PresetText& preset, AGraEQProgram& record, std::string
     return true;
 }
 
+namespace {
+
+// One record's chain at one sample rate: the summed level in dB and the
+// coefficients of each realised section, computed once and then evaluated
+// at as many frequencies as needed.
+struct Chain {
+    bool active = true;
+    double levelDB = 0.0;
+    struct Section {
+        double k, b1, b2, a1, a2;
+    };
+    std::vector<Section> sections;
+
+    Chain(const AGraEQProgram& record, double sampleRate)
+    {
+        active = NormalizeValToInternalVal(kParamActive, record.fValue[kParamActive]) >= 0.5f;
+        // The levels reach the engine as 16.16 dB figures.
+        levelDB = NormalizeValToDWValue(kParamInput, record.fValue[kParamInput]) / 65536.0 +
+                  NormalizeValToDWValue(kParamOutput, record.fValue[kParamOutput]) / 65536.0;
+        const float T = static_cast<float>(1.0 / sampleRate);
+        for (int b = 0; b < kNumBands; ++b) {
+            if (static_cast<double>(CGraphicEQ::kBandFreq[b]) > sampleRate * 0.5)
+                continue;  // the engine leaves such a band flat
+            const int32_t g = NormalizeValToDWValue(kParamGainFirst + b, record.fValue[kParamGainFirst + b]);
+            const int32_t q = NormalizeValToDWValue(kParamQFirst + b, record.fValue[kParamQFirst + b]);
+            CEqualizerUnit unit;
+            unit.SetParams(T, CGraphicEQ::kBandFreq[b], static_cast<float>(q) * 1.5258789e-5f,
+                           static_cast<float>(std::pow(10.0, static_cast<double>(static_cast<float>(g) * 1.5258789e-5f / 20.0f))));
+            sections.push_back({unit.GetK(), unit.GetB1(), unit.GetB2(), unit.GetA1(), unit.GetA2()});
+        }
+    }
+
+    double ResponseDB(double hz, double sampleRate) const
+    {
+        if (!active)
+            return 0.0;  // switched off: the engine copies the input through
+        const double w = 2.0 * M_PI * hz / sampleRate;
+        const std::complex<double> z1 = std::polar(1.0, -w), z2 = std::polar(1.0, -2.0 * w);
+        double db = levelDB;
+        for (const Section& s : sections) {
+            const std::complex<double> num = 1.0 + s.b1 * z1 + s.b2 * z2;
+            const std::complex<double> den = 1.0 + s.a1 * z1 + s.a2 * z2;
+            db += 20.0 * std::log10(std::abs(s.k * num / den));
+        }
+        return db;
+    }
+};
+
+}  // namespace
+
 double RecordResponseDB(const AGraEQProgram& record, double hz, double sampleRate)
 {
-    if (NormalizeValToInternalVal(kParamActive, record.fValue[kParamActive]) < 0.5f)
-        return 0.0;  // switched off: the engine copies the input through
-    const float T = static_cast<float>(1.0 / sampleRate);
-    const double w = 2.0 * M_PI * hz / sampleRate;
-    const std::complex<double> z1 = std::polar(1.0, -w), z2 = std::polar(1.0, -2.0 * w);
-    // The levels reach the engine as 16.16 dB figures.
-    double db = NormalizeValToDWValue(kParamInput, record.fValue[kParamInput]) / 65536.0 +
-                NormalizeValToDWValue(kParamOutput, record.fValue[kParamOutput]) / 65536.0;
-    for (int b = 0; b < kNumBands; ++b) {
-        if (static_cast<double>(CGraphicEQ::kBandFreq[b]) > sampleRate * 0.5)
-            continue;  // the engine leaves such a band flat
-        const int32_t g = NormalizeValToDWValue(kParamGainFirst + b, record.fValue[kParamGainFirst + b]);
-        const int32_t q = NormalizeValToDWValue(kParamQFirst + b, record.fValue[kParamQFirst + b]);
-        CEqualizerUnit unit;
-        unit.SetParams(T, CGraphicEQ::kBandFreq[b], static_cast<float>(q) * 1.5258789e-5f,
-                       static_cast<float>(std::pow(10.0, static_cast<double>(static_cast<float>(g) * 1.5258789e-5f / 20.0f))));
-        const std::complex<double> num = 1.0 + double(unit.GetB1()) * z1 + double(unit.GetB2()) * z2;
-        const std::complex<double> den = 1.0 + double(unit.GetA1()) * z1 + double(unit.GetA2()) * z2;
-        db += 20.0 * std::log10(std::abs(double(unit.GetK()) * num / den));
-    }
-    return db;
+    return Chain(record, sampleRate).ResponseDB(hz, sampleRate);
 }
 
 double RecordPeakDB(const AGraEQProgram& record, double sampleRate, double* atHz)
 {
+    const Chain chain(record, sampleRate);
     const double top = std::min(20000.0, sampleRate * 0.45);
     double best = -1e9, bestHz = 20.0;
     for (double hz = 20.0; hz <= top; hz *= 1.005) {
-        const double db = RecordResponseDB(record, hz, sampleRate);
+        const double db = chain.ResponseDB(hz, sampleRate);
         if (db > best) {
             best = db;
             bestHz = hz;

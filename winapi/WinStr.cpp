@@ -243,9 +243,13 @@ size_t TruncateSJIS(char* text, size_t maxBytes)
     const unsigned char* p = reinterpret_cast<const unsigned char*>(text);
     size_t n = 0;
     while (p[n] != '\0') {
-        // A lead byte followed by its trail is one character of two bytes;
-        // anything else (ASCII, half-width katakana, a stray byte) is one.
-        const size_t step = IsSJISLead(p[n]) && p[n + 1] != '\0' ? 2 : 1;
+        // A lead byte and its trail are one character of two bytes; anything
+        // else (ASCII, half-width katakana) is one. A lead byte without its
+        // trail is half a character, already cut: it goes.
+        const bool lead = IsSJISLead(p[n]);
+        if (lead && p[n + 1] == '\0')
+            break;
+        const size_t step = lead ? 2 : 1;
         if (n + step > maxBytes)
             break;
         n += step;
