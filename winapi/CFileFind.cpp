@@ -154,7 +154,7 @@ CString CFileFind::GetFilePath() const
     CString path = m_strRoot;
     const int n = path.GetLength();
     if (n > 0 && path[n - 1] != ':' && path[n - 1] != '/')
-        path += "/";
+        path += m_chDirSeparator;
     path += GetFileName();
     return path;
 }
