@@ -220,9 +220,9 @@ char* CheckSJISAndToUFT8(const char* src, char* dst, size_t dstSize)
 
 char* CheckSJISAndToUFT8(const char* src, char* dst)
 {
-    // The caller guarantees room for the longest result: one and a half
-    // times the source, plus the terminator.
-    const size_t room = src ? std::strlen(src) * 3 / 2 + 1 : 1;
+    // The caller guarantees room for the longest result: three bytes for
+    // every source byte, plus the terminator.
+    const size_t room = src ? std::strlen(src) * 3 + 1 : 1;
     return CheckSJISAndToUFT8(src, dst, room);
 }
 

@@ -27,7 +27,8 @@ bool IsDBCSLeadByte(unsigned char c);
 
 // src unchanged when it is valid UTF-8; otherwise its UTF-8 form when it is
 // valid Shift-JIS; otherwise unchanged. Returns dst. dst must hold
-// strlen(src) * 3 / 2 + 1 bytes (a two-byte character can become three).
+// strlen(src) * 3 + 1 bytes (a one-byte half-width katakana becomes three
+// bytes of UTF-8); prefer the sized form below.
 char* CheckSJISAndToUFT8(const char* src, char* dst);
 // The same with the destination's size: the result is cut (at a character
 // boundary) to fit dstSize - 1 bytes and always terminated.

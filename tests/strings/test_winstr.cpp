@@ -131,8 +131,10 @@ TEST(ShiftJIS, NamesAreCutToTheFieldWithoutHalfCharacters)
     EXPECT_EQ(TruncateSJIS(name, 23), 23u);
     EXPECT_STREQ(name, "abcdefghijklmnopqrstuvw");
 
-    // Half-width katakana are single bytes.
+    // Half-width katakana are single bytes, and three bytes each in UTF-8.
     std::strcpy(name, "\xB1\xB2\xB3");
+    char kana[16];
+    EXPECT_STREQ(CheckSJISAndToUFT8(name, kana), "\xEF\xBD\xB1\xEF\xBD\xB2\xEF\xBD\xB3");
     EXPECT_EQ(TruncateSJIS(name, 2), 2u);
 
     // The cut name still converts back to whole characters.
