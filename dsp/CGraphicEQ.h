@@ -74,6 +74,7 @@ public:
     int GetBufferLength() const { return m_bufferLength; }
     CEqualizerUnit* GetUnit(int index);
     int GetUnitCount() const { return m_unitCount; }
+    uint32_t GetBandCount() const { return m_bandCount; }
 
 private:
     void Bypass(float** in, int offset, int count, float** out);

@@ -46,6 +46,9 @@ public:
     virtual void UpdateControl(int /*index*/, float /*value*/) {}
     // The current program's modified state may have changed.
     virtual void UpdateModify() {}
+    // A message the user must see (the default bank could not be saved).
+    // Without a panel there is nowhere to show it but the host's log.
+    virtual void ShowMessage(const char* text);
 
 protected:
     AudioEffect* effect;

@@ -355,7 +355,7 @@ void AGraEQ::StoreParameter(VstInt32 index, float value)
     m_values[index] = value;
     if (index != kParamActive)
         SetDisplayValue(index, NormalizeValToInternalVal(index, value));
-    CurrentRecord().values[index] = value;
+    CurrentRecord().fValue[index] = value;
     ApplyToEngine(index, value);
 }
 
@@ -397,7 +397,7 @@ void AGraEQ::setParameterFromDiaplay(VstInt32 index, float value)
         m_values[index] = normalised;
         // The display keeps what was typed, unclamped.
         SetDisplayValue(index, value);
-        CurrentRecord().values[index] = normalised;
+        CurrentRecord().fValue[index] = normalised;
         ApplyToEngine(index, normalised);
     }
     PanelUpdateControl(index, normalised);

@@ -12,15 +12,11 @@
 #include <cstdint>
 
 #include "AGraEQProgram.h"
+#include "BankFile.h"
 #include "AudioEffectX.h"
 #include "CGraphicEQ.h"
 
 class AEffEditor;
-
-// The user's preferences folder with a trailing "/", filled by each effect
-// construction. Default bank files are named by appending to it.
-extern char szGlobalMyApplicationDataPathName[2048];
-void GetMy_SHFOLDER_PathName();
 
 class AGraEQ : public AudioEffectX {
 public:

@@ -1,50 +1,56 @@
-// The default bank file, the preferences folder and the import of old
-// program files. The in-memory side of the effect calls these at fixed
-// points (open, SaveProgram); until the file layer lands they read and
-// write nothing and say so in their results.
-#include "AGraEQ.h"
-
+// The effect's side of the default bank file and of the old program files:
+// where to look, what to load into which bank, and what to tell the user when
+// a save fails. The file formats themselves live in BankFile and ProgramFile.
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
-char szGlobalMyApplicationDataPathName[2048];
+#include "AEffEditor.h"
+#include "AGraEQ.h"
+#include "ProgramFile.h"
 
-// $XDG_CONFIG_HOME/GraphicEQ/, else ~/.config/GraphicEQ/. Without either
-// variable the path is left as it was.
-void GetMy_SHFOLDER_PathName()
+void AEffEditor::ShowMessage(const char* text)
 {
-    char path[sizeof(szGlobalMyApplicationDataPathName)];
-    const char* xdg = std::getenv("XDG_CONFIG_HOME");
-    const char* home = std::getenv("HOME");
-    int n;
-    if (xdg && *xdg == '/')
-        n = std::snprintf(path, sizeof(path), "%s/GraphicEQ/", xdg);
-    else if (home && *home)
-        n = std::snprintf(path, sizeof(path), "%s/.config/GraphicEQ/", home);
-    else
-        return;
-    if (n <= 0 || static_cast<size_t>(n) >= sizeof(path))
-        return;
-    std::memcpy(szGlobalMyApplicationDataPathName, path, static_cast<size_t>(n) + 1);
+    if (text)
+        std::fprintf(stderr, "GraphicEQ: %s\n", text);
 }
 
 bool AGraEQ::LoadDefaultBank()
 {
-    return false;
+    // Hosts answer the directory question with a folder, a file path or
+    // nothing at all; FindDefaultBankFile copes with each.
+    const char* hostDirectory = static_cast<const char*>(getDirectory());
+    CString file = FindDefaultBankFile(szGlobalMyApplicationDataPathName, hostDirectory, m_resourcePath,
+                                       sizeof m_resourcePath);
+    unsigned char chunk[kBankBytes];
+    const int bytes = LoadBankFile(file, cEffect.uniqueID, chunk, static_cast<int>(sizeof chunk));
+    if (bytes <= 0)
+        return false;
+    setChunk(chunk, bytes, false);
+    return true;
 }
 
 bool AGraEQ::SetFactoryProgram()
 {
-    return false;
+    getDirectory();  // asked as the host expects; the folder was settled at open
+    return ::SetFactoryProgram(m_resourcePath, cEffect.uniqueID, m_factoryPrograms);
 }
 
 bool AGraEQ::WriteDefaultBank()
 {
+    CString path;
+    if (SaveDefaultBankFile(szGlobalMyApplicationDataPathName, m_programs, curProgram, cEffect.uniqueID, &path))
+        return true;
+    const CString message = DefaultBankSaveFailedMessage(path);
+    if (m_editorObject)
+        m_editorObject->ShowMessage(message);
+    else
+        AEffEditor().ShowMessage(message);
     return false;
 }
 
+// A maintenance import into the current bank. Like the old tool it replaces,
+// it touches neither the current program's parameters nor the saved bank.
 bool AGraEQ::Convert()
 {
-    return false;
+    return ::Convert(m_programs, kNumPrograms) > 0;
 }

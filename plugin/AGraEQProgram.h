@@ -1,36 +1,36 @@
 #pragma once
-// One program (preset) of the equalizer: 160 bytes, copied and stored as raw
-// bytes. Host chunks and the default bank file carry it unchanged, in the
-// machine's little-endian byte order.
+// One program (preset): 160 bytes, stored and copied as raw bytes. Host
+// chunks and the default bank file carry it unchanged in the machine's
+// (little-endian) byte order.
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
 #include "ParamMap.h"
 
-enum {
-    kNumPrograms = 32,
-    kProgramNameSize = 24,
-};
+constexpr int kNumPrograms = 32;
+constexpr int kProgramNameSize = 24;  // terminator included
 
-struct AGraEQProgram {
-    // Flat: switched on, levels at amplitude 1.0, all gains 0 dB, all Q 5,
-    // named "Empty".
+class AGraEQProgram {
+public:
+    // Flat: switched on, both levels at amplitude 1.0, every gain 0 dB, every
+    // Q 5, named "Empty"; the trailing integer is 0.
     AGraEQProgram();
 
-    float values[kNumParams];    // normalised, by parameter index
-    char name[kProgramNameSize];  // NUL-terminated when written by this plug-in
-    // In record 0 of a bank: the program that was current when the bank was
-    // taken. Not meaningful elsewhere.
-    int32_t currentProgram;
+    float fValue[kNumParams];      // normalised 0..1, by parameter index
+    char szName[kProgramNameSize]; // NUL-terminated, Shift-JIS
+    int32_t nCurrentProgram;       // record 0 of a bank: the current program
 };
 
-static_assert(sizeof(AGraEQProgram) == 160, "AGraEQProgram is a 160-byte record");
-static_assert(offsetof(AGraEQProgram, name) == 132, "AGraEQProgram layout");
-static_assert(offsetof(AGraEQProgram, currentProgram) == 156, "AGraEQProgram layout");
+static_assert(sizeof(float) == 4, "IEEE single precision");
+static_assert(sizeof(AGraEQProgram) == 160, "program record is 160 bytes");
+static_assert(offsetof(AGraEQProgram, fValue) == 0, "values at 0");
+static_assert(offsetof(AGraEQProgram, szName) == 132, "name at 132");
+static_assert(offsetof(AGraEQProgram, nCurrentProgram) == 156, "trailing integer at 156");
 static_assert(std::is_trivially_copyable<AGraEQProgram>::value, "records are copied as bytes");
 
-constexpr int kProgramBytes = static_cast<int>(sizeof(AGraEQProgram));
-constexpr int kBankBytes = kProgramBytes * kNumPrograms;
+constexpr int kProgramBytes = static_cast<int>(sizeof(AGraEQProgram));  // 160
+constexpr int kBankBytes = kProgramBytes * kNumPrograms;                // 5120
+
 // The part of a record that IsProgramChanged compares: the values only.
 constexpr size_t kProgramValueBytes = sizeof(float) * kNumParams;

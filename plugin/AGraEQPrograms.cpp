@@ -11,13 +11,13 @@ namespace {
 // the rest cleared so the record's bytes stay defined.
 void SetRecordName(AGraEQProgram& p, const char* name)
 {
-    std::memset(p.name, 0, sizeof(p.name));
+    std::memset(p.szName, 0, sizeof(p.szName));
     if (!name)
         return;
     size_t n = 0;
-    while (n < sizeof(p.name) - 1 && name[n])
+    while (n < sizeof(p.szName) - 1 && name[n])
         ++n;
-    std::memcpy(p.name, name, n);
+    std::memcpy(p.szName, name, n);
 }
 
 // Writes a record's name for the host, even when the record came from a
@@ -27,26 +27,14 @@ void GetRecordName(const AGraEQProgram& p, char* text)
     if (!text)
         return;
     size_t n = 0;
-    while (n < sizeof(p.name) - 1 && p.name[n])
+    while (n < sizeof(p.szName) - 1 && p.szName[n])
         ++n;
-    std::memcpy(text, p.name, n);
+    std::memcpy(text, p.szName, n);
     text[n] = 0;
 }
 
 inline bool IsValidProgram(VstInt32 n) { return n >= 0 && n < kNumPrograms; }
 }  // namespace
-
-AGraEQProgram::AGraEQProgram() : values{}, name{}, currentProgram(0)
-{
-    values[kParamActive] = 1.0f;
-    values[kParamOutput] = ValToNormalizeValue(kParamOutput, 1.0f);
-    values[kParamInput] = ValToNormalizeValue(kParamInput, 1.0f);
-    for (int i = 0; i < kNumBands; ++i) {
-        values[kParamGainFirst + i] = ValToNormalizeValue(kParamGainFirst + i, 0.0f);
-        values[kParamQFirst + i] = ValToNormalizeValue(kParamQFirst + i, 5.0f);
-    }
-    SetRecordName(*this, "Empty");
-}
 
 const AGraEQProgram* AGraEQ::GetBank(Bank which) const
 {
@@ -80,7 +68,7 @@ void AGraEQ::setProgram(VstInt32 program)
     // setParameter writes each value back into this record; work from a copy
     // so the order of application cannot matter.
     float v[kNumParams];
-    std::memcpy(v, m_programs[program].values, sizeof(v));
+    std::memcpy(v, m_programs[program].fValue, sizeof(v));
     setParameter(kParamActive, v[kParamActive]);
     setParameter(kParamOutput, v[kParamOutput]);
     setParameter(kParamInput, v[kParamInput]);
@@ -114,7 +102,7 @@ bool AGraEQ::getProgramNameIndexed(VstInt32 /*category*/, VstInt32 index, char* 
 
 bool AGraEQ::IsProgramChanged()
 {
-    return std::memcmp(m_programs[curProgram].values, m_initialPrograms[curProgram].values,
+    return std::memcmp(m_programs[curProgram].fValue, m_initialPrograms[curProgram].fValue,
                        kProgramValueBytes) != 0;
 }
 
@@ -170,7 +158,7 @@ bool AGraEQ::SaveProgram(int destination, const char* name)
     if (destination != current)
         m_programs[current] = m_initialPrograms[current];
     setProgram(destination);
-    m_programs[0].currentProgram = curProgram;
+    m_programs[0].nCurrentProgram = curProgram;
     const bool written = WriteDefaultBank();
     updateDisplay();
     return written;
@@ -184,7 +172,7 @@ VstInt32 AGraEQ::getChunk(void** data, bool isPreset)
         *data = &m_programs[curProgram];
         return kProgramBytes;
     }
-    m_programs[0].currentProgram = curProgram;
+    m_programs[0].nCurrentProgram = curProgram;
     *data = m_programs;
     return kBankBytes;
 }
@@ -204,7 +192,7 @@ VstInt32 AGraEQ::setChunk(void* data, VstInt32 byteSize, bool isPreset)
         std::memcpy(static_cast<void*>(m_programs), data,
                     static_cast<size_t>(records) * kProgramBytes);
         // A current-program index the bank cannot hold is ignored.
-        const int32_t current = m_programs[0].currentProgram;
+        const int32_t current = m_programs[0].nCurrentProgram;
         if (IsValidProgram(current))
             curProgram = current;
     }

@@ -51,3 +51,26 @@ cmake -S "$ROOT" -B "$ROOT/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInf
 cmake --build "$ROOT/build-tsan" -j "$JOBS" --target plugin_thread_tests
 TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}" \
   ctest --test-dir "$ROOT/build-tsan" --output-on-failure -L tsan
+
+# ---- fuzzers ---------------------------------------------------------------
+# The readers of outside files (the bank file, the old program files) under
+# libFuzzer with AddressSanitizer + UndefinedBehaviorSanitizer, built with
+# clang into build-fuzz/, each for a bounded time (FUZZ_SECONDS, default 60).
+# New inputs go to build-fuzz/corpus/; the seeds in tests/fuzz/corpus/ stay
+# as committed.
+echo "== fuzzers (clang + libFuzzer, ${FUZZ_SECONDS:-60} s each)"
+CC=clang CXX=clang++ cmake -S "$ROOT" -B "$ROOT/build-fuzz" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DGRAPHICEQ_FUZZ=ON -DGRAPHICEQ_WITH_X11=OFF -DGRAPHICEQ_BENCH=OFF >/dev/null
+cmake --build "$ROOT/build-fuzz" -j "$JOBS" --target fuzz_bank_file fuzz_program_file
+for target in bank_file program_file; do
+  mkdir -p "$ROOT/build-fuzz/corpus/$target"
+  log="$ROOT/build-fuzz/fuzz_$target.log"
+  if ! "$ROOT/build-fuzz/tests/fuzz/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-60}" -print_final_stats=1 \
+      -artifact_prefix="$ROOT/build-fuzz/" \
+      "$ROOT/build-fuzz/corpus/$target" "$ROOT/tests/fuzz/corpus/$target" >"$log" 2>&1; then
+    cat "$log"
+    echo "fuzz_$target found a failure (reproducer in build-fuzz/)" >&2
+    exit 1
+  fi
+  echo "fuzz_$target: $(grep -E '^Done' "$log")"
+done

@@ -26,6 +26,7 @@ public:
         events.push_back({"control", index, value, fx->getParameter(index)});
     }
     void UpdateModify() override { events.push_back({"modify", -1, 0.0f, 0.0f}); }
+    void ShowMessage(const char* text) override { messages.push_back(text ? text : ""); }
 
     struct Event {
         std::string what;
@@ -36,5 +37,6 @@ public:
     AGraEQ* fx;
     bool panel = false;
     std::vector<Event> events;
+    std::vector<std::string> messages;
     static int destroyed;
 };

@@ -92,7 +92,7 @@ TEST_F(EffectCore, OnlyEditorSideSettersAutomate)
     EXPECT_EQ(g_sent[0].index, 6);
     EXPECT_EQ(g_sent[0].opt, 1.0f);
     EXPECT_EQ(fx->getParameter(6), 1.0f);
-    EXPECT_EQ(fx->GetBank(AGraEQ::kCurrentBank)[0].values[6], 1.0f);
+    EXPECT_EQ(fx->GetBank(AGraEQ::kCurrentBank)[0].fValue[6], 1.0f);
     EXPECT_EQ(EngineGain(3), 786432);
 
     // An entry field sends the automation and then endEdit, no beginEdit.
@@ -318,7 +318,7 @@ TEST_F(EffectCore, ProgramOperations)
     fx->setProgram(3);
     EXPECT_EQ(fx->getChunk(&data, false), 5120);
     EXPECT_EQ(data, cur);
-    EXPECT_EQ(cur[0].currentProgram, 3);
+    EXPECT_EQ(cur[0].nCurrentProgram, 3);
     fx->setProgram(0);
     EXPECT_FALSE(fx->IsProgramChanged());
 
@@ -337,7 +337,7 @@ TEST_F(EffectCore, ProgramOperations)
     fx->setProgram(1);
     fx->CopyPgFrom(3);
     EXPECT_EQ(fx->getParameter(12), 0.0f);
-    EXPECT_STREQ(cur[1].name, "Three");
+    EXPECT_STREQ(cur[1].szName, "Three");
     EXPECT_TRUE(fx->IsProgramChanged());
     fx->CopyPgFrom(-1);
     fx->CopyPgFrom(32);
@@ -354,7 +354,7 @@ TEST_F(EffectCore, ProgramOperations)
     EXPECT_EQ(fx->getParameter(12), 0.1f);
     fx->ProgramToFactory();
     EXPECT_EQ(fx->getParameter(12), 0.5f);
-    EXPECT_STREQ(cur[1].name, "Empty");
+    EXPECT_STREQ(cur[1].szName, "Empty");
 }
 
 TEST_F(EffectCore, SaveProgramMovesTheEditIntoTheChosenSlot)
@@ -364,21 +364,21 @@ TEST_F(EffectCore, SaveProgramMovesTheEditIntoTheChosenSlot)
     fx->setProgram(2);
     fx->setParameter(8, 0.8f);
     g_sent.clear();
-    EXPECT_FALSE(fx->SaveProgram(5, "Mine")) << "no bank file is written by this build";
+    EXPECT_TRUE(fx->SaveProgram(5, "Mine"));
     EXPECT_EQ(fx->getProgram(), 5);
     EXPECT_EQ(fx->getParameter(8), 0.8f);
-    EXPECT_STREQ(cur[5].name, "Mine");
+    EXPECT_STREQ(cur[5].szName, "Mine");
     EXPECT_EQ(std::memcmp(&cur[5], &init[5], 156), 0);
     EXPECT_FALSE(fx->IsProgramChanged());
-    EXPECT_EQ(cur[2].values[8], 0.5f) << "the slot left behind loses its edits";
-    EXPECT_EQ(cur[0].currentProgram, 5);
+    EXPECT_EQ(cur[2].fValue[8], 0.5f) << "the slot left behind loses its edits";
+    EXPECT_EQ(cur[0].nCurrentProgram, 5);
     EXPECT_EQ(SentOf(audioMasterUpdateDisplay).size(), 1u);
 
     EXPECT_FALSE(fx->SaveProgram(32, "No"));
     EXPECT_FALSE(fx->SaveProgram(-1, "No"));
     EXPECT_EQ(fx->getProgram(), 5);
     fx->SaveProgram(5, "A very long name that does not fit");
-    EXPECT_EQ(std::strlen(cur[5].name), 23u);
+    EXPECT_EQ(std::strlen(cur[5].szName), 23u);
 }
 
 }  // namespace
