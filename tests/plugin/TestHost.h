@@ -3,8 +3,10 @@
 // an instance through VSTPluginMain exactly as a DAW does, records every
 // callback the plug-in sends and offers the dispatcher calls by name.
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +20,7 @@
 // before the effect exists, so one log serves every instance).
 struct HostCall {
     AEffect* effect;
-    VstInt32 opcode, index;
+    VstInt32 opcode;
 };
 inline std::vector<HostCall> g_hostCalls;
 inline VstIntPtr g_hostVersion = 2400;
@@ -31,9 +33,9 @@ inline size_t HostCalls(VstInt32 opcode)
     return n;
 }
 
-inline VstIntPtr TestHostCallback(AEffect* effect, VstInt32 opcode, VstInt32 index, VstIntPtr, void*, float)
+inline VstIntPtr TestHostCallback(AEffect* effect, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 {
-    g_hostCalls.push_back({effect, opcode, index});
+    g_hostCalls.push_back({effect, opcode});
     return opcode == audioMasterVersion ? g_hostVersion : 0;  // and no directory, as hosts may answer
 }
 
@@ -109,4 +111,19 @@ struct TestEffect {
         return n > 0 && data ? std::vector<char>(static_cast<char*>(data), static_cast<char*>(data) + n)
                              : std::vector<char>();
     }
+};
+
+// Tests of the loaded library, each with one instance set up at 44.1 kHz.
+class Binary : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        g_hostVersion = 2400;
+        g_hostCalls.clear();
+        ASSERT_NE(lib.handle, nullptr) << dlerror();
+        e.emplace(lib);
+        ASSERT_NE(e->fx, nullptr);
+    }
+    PluginLibrary lib;
+    std::optional<TestEffect> e;
 };

@@ -29,13 +29,7 @@ double Rms(const std::vector<float>& s, size_t from)
     return std::sqrt(acc / static_cast<double>(s.size() - from));
 }
 
-class ChunksAndAudio : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_NE(lib.handle, nullptr) << dlerror(); }
-    PluginLibrary lib;
-};
-
-TEST_F(ChunksAndAudio, BankAndPresetRoundTripsRestoreTheCurrentProgram)
+TEST_F(Binary, BankAndPresetRoundTripsRestoreTheCurrentProgram)
 {
     std::vector<char> bank, preset;
     {
@@ -56,8 +50,7 @@ TEST_F(ChunksAndAudio, BankAndPresetRoundTripsRestoreTheCurrentProgram)
         std::memcpy(&current, bank.data() + 156, 4);
         EXPECT_EQ(current, 7);
     }
-    TestEffect b(lib);
-    ASSERT_NE(b.fx, nullptr);
+    TestEffect& b = *e;  // a fresh instance
     b.Dispatch(effSetChunk, 0, kBank, bank.data());
     EXPECT_EQ(b.Dispatch(effGetProgram), 7);
     EXPECT_FLOAT_EQ(b.Get(1), 0.25f);
@@ -82,52 +75,50 @@ TEST_F(ChunksAndAudio, BankAndPresetRoundTripsRestoreTheCurrentProgram)
     EXPECT_EQ(b.String(effGetProgramNameIndexed, 2), "Two");
 }
 
-TEST_F(ChunksAndAudio, MalformedChunksChangeNothingOrOnlyWholeRecords)
+TEST_F(Binary, MalformedChunksChangeNothingOrOnlyWholeRecords)
 {
-    TestEffect e(lib);
-    ASSERT_NE(e.fx, nullptr);
-    e.Dispatch(effSetProgram, 0, 4);
-    e.Set(3, 1.0f);
-    e.Name("Keep");
-    const std::vector<char> before = e.Chunk(false);
+    e->Dispatch(effSetProgram, 0, 4);
+    e->Set(3, 1.0f);
+    e->Name("Keep");
+    const std::vector<char> before = e->Chunk(false);
 
     // Too short, empty, negative, beyond 32 bits, or no data at all: ignored.
     std::vector<char> junk(kBank * 2, '\x7f');
     for (bool preset : {true, false}) {
         for (VstIntPtr size : {VstIntPtr(0), VstIntPtr(1), VstIntPtr(kRecord - 1), VstIntPtr(-1),
                                VstIntPtr(-kBank), VstIntPtr(1) << 40}) {
-            e.Dispatch(effSetChunk, preset, size, junk.data());
-            EXPECT_EQ(e.Chunk(false), before) << preset << " " << size;
+            e->Dispatch(effSetChunk, preset, size, junk.data());
+            EXPECT_EQ(e->Chunk(false), before) << preset << " " << size;
         }
-        e.Dispatch(effSetChunk, preset, kBank, nullptr);
-        EXPECT_EQ(e.Chunk(false), before);
+        e->Dispatch(effSetChunk, preset, kBank, nullptr);
+        EXPECT_EQ(e->Chunk(false), before);
     }
     // Oversized chunks are read up to the bank or record size only (ASan
     // would see an over-read of the exact-size copies).
     std::vector<char> big = before, bigPreset(before.begin() + 4 * kRecord, before.begin() + 7 * kRecord);
     big.resize(kBank + 777, '\x01');
-    e.Dispatch(effSetChunk, 0, static_cast<VstIntPtr>(big.size()), big.data());
-    e.Dispatch(effSetChunk, 1, static_cast<VstIntPtr>(bigPreset.size()), bigPreset.data());
-    EXPECT_EQ(e.Chunk(false), before);
+    e->Dispatch(effSetChunk, 0, static_cast<VstIntPtr>(big.size()), big.data());
+    e->Dispatch(effSetChunk, 1, static_cast<VstIntPtr>(bigPreset.size()), bigPreset.data());
+    EXPECT_EQ(e->Chunk(false), before);
 
     // A partial bank takes whole records only, and its current-program index.
     std::vector<char> partial(before.begin(), before.begin() + 2 * kRecord + 100);
     const int32_t one = 1;
     std::memcpy(partial.data() + 156, &one, 4);
     std::memcpy(partial.data() + kRecord + 132, "Second", 7);
-    e.Dispatch(effSetChunk, 0, static_cast<VstIntPtr>(partial.size()), partial.data());
-    EXPECT_EQ(e.Dispatch(effGetProgram), 1);
-    EXPECT_EQ(e.String(effGetProgramName), "Second");
-    EXPECT_EQ(e.String(effGetProgramNameIndexed, 4), "Keep");
+    e->Dispatch(effSetChunk, 0, static_cast<VstIntPtr>(partial.size()), partial.data());
+    EXPECT_EQ(e->Dispatch(effGetProgram), 1);
+    EXPECT_EQ(e->String(effGetProgramName), "Second");
+    EXPECT_EQ(e->String(effGetProgramNameIndexed, 4), "Keep");
 
     // A current-program index the bank cannot hold is ignored; garbage
     // values and unterminated names are survived.
     std::vector<char> bad = before;
     for (int32_t index : {32, -1, 0x7fffffff}) {
         std::memcpy(bad.data() + 156, &index, 4);
-        e.Dispatch(effSetProgram, 0, 6);
-        e.Dispatch(effSetChunk, 0, kBank, bad.data());
-        EXPECT_EQ(e.Dispatch(effGetProgram), 6) << index;
+        e->Dispatch(effSetProgram, 0, 6);
+        e->Dispatch(effSetChunk, 0, kBank, bad.data());
+        EXPECT_EQ(e->Dispatch(effGetProgram), 6) << index;
     }
     const float nan = std::numeric_limits<float>::quiet_NaN();
     for (int r = 0; r < 32; ++r) {
@@ -135,17 +126,17 @@ TEST_F(ChunksAndAudio, MalformedChunksChangeNothingOrOnlyWholeRecords)
             std::memcpy(bad.data() + r * kRecord + p * 4, &nan, 4);
         std::memset(bad.data() + r * kRecord + 132, 'N', 24);
     }
-    e.Dispatch(effSetChunk, 0, kBank, bad.data());
-    EXPECT_EQ(e.String(effGetProgramName), std::string(23, 'N'));
+    e->Dispatch(effSetChunk, 0, kBank, bad.data());
+    EXPECT_EQ(e->String(effGetProgramName), std::string(23, 'N'));
     for (int p = 0; p < 33; ++p)
-        EXPECT_LE(e.Display(p).size(), 7u);
+        EXPECT_LE(e->Display(p).size(), 7u);
     std::vector<float> l(256, 0.5f), r(256, -0.5f);
-    e.Process(l.data(), r.data(), 256);
+    e->Process(l.data(), r.data(), 256);
     for (int i = 0; i < 256; ++i)
         ASSERT_TRUE(std::isfinite(l[i]) && std::isfinite(r[i])) << i;
 }
 
-TEST_F(ChunksAndAudio, BoostedBandRaisesASineByItsGain)
+TEST_F(Binary, BoostedBandRaisesASineByItsGain)
 {
     const struct {
         VstInt32 band;
@@ -161,37 +152,35 @@ TEST_F(ChunksAndAudio, BoostedBandRaisesASineByItsGain)
     const double rate = 48000.0;
     const int frames = 48000;
     for (const auto& c : cases) {
-        TestEffect e(lib, c.startRate, 512);
-        ASSERT_NE(e.fx, nullptr);
-        e.Set(3 + c.band, c.normalised);
-        e.Dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
+        TestEffect t(lib, c.startRate, 512);
+        ASSERT_NE(t.fx, nullptr);
+        t.Set(3 + c.band, c.normalised);
+        t.Dispatch(effSetSampleRate, 0, 0, nullptr, static_cast<float>(rate));
         std::vector<float> l = Sine(c.freq, rate, frames), r = l;
         const std::vector<float> in = l;
         for (int done = 0; done < frames; done += 512)
-            e.Process(l.data() + done, r.data() + done, std::min(512, frames - done));
+            t.Process(l.data() + done, r.data() + done, std::min(512, frames - done));
         EXPECT_NEAR(20.0 * std::log10(Rms(l, 24000) / Rms(in, 24000)), c.expectDB, 0.3)
             << "band " << c.band << " at " << c.freq << " Hz";
         EXPECT_EQ(l, r) << "both channels alike";
     }
 }
 
-TEST_F(ChunksAndAudio, SwitchedOffOrSuspendedPassesAudioThrough)
+TEST_F(Binary, SwitchedOffOrSuspendedPassesAudioThrough)
 {
-    TestEffect e(lib);
-    ASSERT_NE(e.fx, nullptr);
-    e.Set(11, 1.0f);
-    e.Set(0, 0.7f);  // truncates to 0: off
+    e->Set(11, 1.0f);
+    e->Set(0, 0.7f);  // truncates to 0: off
     std::vector<float> l = Sine(1000.0, 44100.0, 512), r = l;
     const std::vector<float> in = l;
-    e.Process(l.data(), r.data(), 512);
+    e->Process(l.data(), r.data(), 512);
     EXPECT_EQ(l, in);
-    e.Set(0, 1.0f);
-    e.Dispatch(effMainsChanged, 0, 0);
-    e.Process(l.data(), r.data(), 512);
+    e->Set(0, 1.0f);
+    e->Dispatch(effMainsChanged, 0, 0);
+    e->Process(l.data(), r.data(), 512);
     EXPECT_EQ(l, in);
 }
 
-TEST_F(ChunksAndAudio, AnyBlockSizeGivesTheSameSignal)
+TEST_F(Binary, AnyBlockSizeGivesTheSameSignal)
 {
     const int frames = 9000;
     std::vector<float> src = Sine(997.0, 44100.0, frames, 0.4f);
@@ -199,15 +188,15 @@ TEST_F(ChunksAndAudio, AnyBlockSizeGivesTheSameSignal)
         src[static_cast<size_t>(i)] += 0.3f * static_cast<float>(std::sin(i * 0.37));
 
     auto run = [&](VstInt32 announced, const std::vector<int>& blocks, bool inPlace) {
-        TestEffect e(lib, 44100.0f, announced);
+        TestEffect t(lib, 44100.0f, announced);
         for (VstInt32 i = 3; i < 18; ++i)
-            e.Set(i, (i % 3) / 2.0f);
+            t.Set(i, (i % 3) / 2.0f);
         std::vector<float> l = src, r = src, ol(src.size()), orr(src.size());
         for (size_t k = 0, pos = 0; pos < src.size(); ++k) {
             const int n = std::min<int>(blocks[k % blocks.size()], frames - static_cast<int>(pos));
             float* in[2] = {l.data() + pos, r.data() + pos};
             float* out[2] = {ol.data() + pos, orr.data() + pos};
-            e.fx->processReplacing(e.fx, in, inPlace ? in : out, n);
+            t.fx->processReplacing(t.fx, in, inPlace ? in : out, n);
             pos += static_cast<size_t>(n);
         }
         return inPlace ? l : ol;
@@ -234,14 +223,14 @@ TEST_F(ChunksAndAudio, AnyBlockSizeGivesTheSameSignal)
     EXPECT_LT(worst(run(0x7fffffff, {8000}, false)), 2e-3);
 }
 
-TEST_F(ChunksAndAudio, DoublePrecisionMatchesSinglePrecision)
+TEST_F(Binary, DoublePrecisionMatchesSinglePrecision)
 {
     const int frames = 3000;  // more than one internal slice
     const std::vector<float> src = Sine(1000.0, 44100.0, frames);
-    TestEffect f(lib), d(lib);
-    for (TestEffect* e : {&f, &d}) {
-        e->Set(11, 0.9f);
-        e->Set(1, 0.8f);
+    TestEffect &f = *e, d(lib);
+    for (TestEffect* t : {&f, &d}) {
+        t->Set(11, 0.9f);
+        t->Set(1, 0.8f);
     }
     std::vector<float> l = src, r = src;
     f.Process(l.data(), r.data(), frames);
@@ -255,30 +244,28 @@ TEST_F(ChunksAndAudio, DoublePrecisionMatchesSinglePrecision)
         ASSERT_NEAR(dl[i], l[i], 1e-6) << i;
 }
 
-TEST_F(ChunksAndAudio, BadHostInputIsSurvived)
+TEST_F(Binary, BadHostInputIsSurvived)
 {
-    TestEffect e(lib);
-    ASSERT_NE(e.fx, nullptr);
     std::vector<float> l(128, 0.1f), r(128, 0.1f);
     float* half[2] = {l.data(), nullptr};
-    e.fx->processReplacing(e.fx, nullptr, nullptr, 128);
-    e.fx->processReplacing(e.fx, half, half, 128);
-    e.fx->process(e.fx, nullptr, nullptr, 64);
-    e.Process(l.data(), r.data(), -10);
+    e->fx->processReplacing(e->fx, nullptr, nullptr, 128);
+    e->fx->processReplacing(e->fx, half, half, 128);
+    e->fx->process(e->fx, nullptr, nullptr, 64);
+    e->Process(l.data(), r.data(), -10);
     for (float rate : {std::numeric_limits<float>::quiet_NaN(), 0.0f, -44100.0f, 1e30f, 0.5f})
-        e.Dispatch(effSetSampleRate, 0, 0, nullptr, rate);
-    e.Dispatch(effSetBlockSize, 0, -1);
-    e.Dispatch(effSetBlockSize, 0, VstIntPtr(1) << 40);
-    e.Dispatch(effSetBlockSizeAndSampleRate, 0, 128, nullptr, 96000.0f);
-    e.Dispatch(effMainsChanged, 0, 1);
-    e.Dispatch(effStartProcess);
-    e.Set(3, 1.0f);
-    e.Process(l.data(), r.data(), 128);
+        e->Dispatch(effSetSampleRate, 0, 0, nullptr, rate);
+    e->Dispatch(effSetBlockSize, 0, -1);
+    e->Dispatch(effSetBlockSize, 0, VstIntPtr(1) << 40);
+    e->Dispatch(effSetBlockSizeAndSampleRate, 0, 128, nullptr, 96000.0f);
+    e->Dispatch(effMainsChanged, 0, 1);
+    e->Dispatch(effStartProcess);
+    e->Set(3, 1.0f);
+    e->Process(l.data(), r.data(), 128);
     for (float v : l)
         ASSERT_TRUE(std::isfinite(v));
 
     // Callbacks on a record whose instance pointer was cleared.
-    AEffect copy = *e.fx;
+    AEffect copy = *e->fx;
     copy.object = nullptr;
     EXPECT_EQ(copy.dispatcher(&copy, effGetVendorVersion, 0, 0, nullptr, 0.0f), 0);
     copy.processReplacing(&copy, nullptr, nullptr, 10);

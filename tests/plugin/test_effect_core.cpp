@@ -119,13 +119,10 @@ TEST_F(EffectCore, EntryFieldsPanelValuesAndTheSwitch)
     EXPECT_TRUE(EngineActive());
     ASSERT_FALSE(g_sent.empty());
     EXPECT_EQ(g_sent[0].opt, 0.0f);
-    // The switch truncates (0.7 is off) while the conversion rounds; NaN is off.
+    // The switch truncates (0.7 is off) although the conversion rounds; NaN is off.
     fx->setParameter(kParamActive, 0.7f);
     EXPECT_FALSE(EngineActive());
     EXPECT_EQ(NormalizeValToDWValue(kParamActive, 0.7f), 1);
-    EXPECT_FLOAT_EQ(fx->getParameterDisplayVal(kParamActive), 0.7f);
-    fx->setParameter(kParamActive, 1.0f);
-    EXPECT_TRUE(EngineActive());
     fx->setParameter(kParamActive, std::nanf(""));
     EXPECT_FALSE(EngineActive());
 
@@ -191,9 +188,7 @@ TEST_F(EffectCore, MediaTypeFollowsTheHostWithTheBlockSizeAsymmetry)
     CGraphicEQ* eq = fx->GetEngine();
     EXPECT_EQ(eq->GetBufferLength(), 256);
     fx->setSampleRate(48000.0f);
-    const tWAVEFORMATEX& f = eq->GetFormat();
-    EXPECT_TRUE(f.nSamplesPerSec == 48000u && f.nAvgBytesPerSec == 384000u && f.wFormatTag == 3 &&
-                f.nChannels == 2 && f.nBlockAlign == 8 && f.wBitsPerSample == 32);
+    EXPECT_EQ(eq->GetFormat().nAvgBytesPerSec, 384000u);
     EXPECT_EQ(eq->GetBufferLength(), 1024) << "the base block size, not the host's";
     fx->setBlockSize(512);
     EXPECT_EQ(eq->GetBufferLength(), 512);
@@ -210,15 +205,13 @@ TEST_F(EffectCore, MediaTypeFollowsTheHostWithTheBlockSizeAsymmetry)
 
 TEST_F(EffectCore, ProcessCounterAndMeters)
 {
+    // 0xFFFF before the first block, so the first one (even empty) wraps to 0.
     EXPECT_EQ(fx->GetProcessCounter(), 0xFFFF);
-    std::vector<float> l(256, 0.9f), r(256, 0.9f);
-    float* io[2] = {l.data(), r.data()};
     double* none[2] = {nullptr, nullptr};
     fx->processDoubleReplacing(none, none, 0);
     EXPECT_EQ(fx->GetProcessCounter(), 0);
-    for (int i = 0; i < 65536; ++i)
-        fx->processReplacing(io, io, 0);
-    EXPECT_EQ(fx->GetProcessCounter(), 0) << "wraps";
+    std::vector<float> l(256, 0.9f), r(256, 0.9f);
+    float* io[2] = {l.data(), r.data()};
 
     float inL, inR, outL, outR;
     fx->setParameter(kParamGainFirst, 1.0f);
@@ -271,20 +264,14 @@ TEST_F(EffectCore, ProgramOperations)
     EXPECT_EQ(std::memcmp(cur, init, 5120), 0);
     EXPECT_EQ(fx->getParameter(12), 0.5f);
 
-    // Factory: flat here (the test host reports no folder with a factory
-    // bank); the whole-bank variant does nothing by design.
+    // Factory: flat here (the test host reports no folder with a factory bank).
     fx->setParameter(12, 0.1f);
-    fx->ProgramToAllFactory();
-    EXPECT_EQ(fx->getParameter(12), 0.1f);
     fx->ProgramToFactory();
     EXPECT_EQ(fx->getParameter(12), 0.5f);
     EXPECT_STREQ(cur[1].szName, "Empty");
-}
 
-TEST_F(EffectCore, SaveProgramMovesTheEditIntoTheChosenSlot)
-{
-    const AGraEQProgram* cur = fx->GetBank(AGraEQ::kCurrentBank);
-    const AGraEQProgram* init = fx->GetBank(AGraEQ::kInitialBank);
+    // Saving moves the edit into the chosen slot, which becomes current and
+    // saved; the slot left behind loses its edits.
     fx->setProgram(2);
     fx->setParameter(8, 0.8f);
     g_sent.clear();

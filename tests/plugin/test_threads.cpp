@@ -24,10 +24,13 @@ VstIntPtr Host(AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 TEST(Threads, HostEditsWhileAudioRuns)
 {
     AEffect* fx = (new AGraEQ(Host))->getAeffect();  // effClose deletes it
-    fx->dispatcher(fx, effOpen, 0, 0, nullptr, 0.0f);
-    fx->dispatcher(fx, effSetSampleRate, 0, 0, nullptr, 48000.0f);
-    fx->dispatcher(fx, effSetBlockSize, 0, 256, nullptr, 0.0f);
-    fx->dispatcher(fx, effMainsChanged, 0, 1, nullptr, 0.0f);
+    auto call = [fx](VstInt32 op, VstIntPtr value = 0, void* ptr = nullptr, float opt = 0.0f, VstInt32 index = 0) {
+        return fx->dispatcher(fx, op, index, value, ptr, opt);
+    };
+    call(effOpen);
+    call(effSetSampleRate, 0, nullptr, 48000.0f);
+    call(effSetBlockSize, 256);
+    call(effMainsChanged, 1);
 
     std::atomic<bool> stop{false};
     std::atomic<long> blocks{0};
@@ -68,34 +71,31 @@ TEST(Threads, HostEditsWhileAudioRuns)
     });
 
     // The host's parameter thread: this one.
-    std::vector<char> bank(5120), preset(160);
+    std::vector<char> copy(5120);
     char text[64];
     // At least a few thousand edits, and at least a few hundred blocks
     // processed meanwhile, however the two threads get scheduled.
     for (int i = 0; i < 3000 || (blocks.load() < 400 && i < 400000); ++i) {
         const VstInt32 index = i % 33;
         fx->setParameter(fx, index, static_cast<float>((i * 7919) % 1001) / 1000.0f);
-        fx->dispatcher(fx, effGetParamDisplay, index, 0, text, 0.0f);
+        call(effGetParamDisplay, 0, text, 0.0f, index);
         (void)fx->getParameter(fx, index);
         if (i % 50 == 0)
-            fx->dispatcher(fx, effSetProgram, 0, (i / 50) % 32, nullptr, 0.0f);
-        if (i % 97 == 0) {
+            call(effSetProgram, (i / 50) % 32);
+        for (VstInt32 preset = 0; preset < 2 && i % 97 == 0; ++preset) {  // bank, then preset
             void* data = nullptr;
-            const VstIntPtr n = fx->dispatcher(fx, effGetChunk, 0, 0, &data, 0.0f);
-            std::memcpy(bank.data(), data, static_cast<size_t>(n));
-            fx->dispatcher(fx, effSetChunk, 0, n, bank.data(), 0.0f);
-            const VstIntPtr m = fx->dispatcher(fx, effGetChunk, 1, 0, &data, 0.0f);
-            std::memcpy(preset.data(), data, static_cast<size_t>(m));
-            fx->dispatcher(fx, effSetChunk, 1, m, preset.data(), 0.0f);
+            const VstIntPtr n = call(effGetChunk, 0, &data, 0.0f, preset);
+            std::memcpy(copy.data(), data, static_cast<size_t>(n));
+            call(effSetChunk, n, copy.data(), 0.0f, preset);
         }
         if (i % 401 == 0)
-            fx->dispatcher(fx, effSetSampleRate, 0, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
+            call(effSetSampleRate, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
         if (i % 503 == 0)
-            fx->dispatcher(fx, effSetBlockSize, 0, 64 + i % 1000, nullptr, 0.0f);
+            call(effSetBlockSize, 64 + i % 1000);
         if (i % 701 == 0) {
-            fx->dispatcher(fx, effMainsChanged, 0, 0, nullptr, 0.0f);
-            fx->dispatcher(fx, effMainsChanged, 0, 1, nullptr, 0.0f);
-            fx->dispatcher(fx, effStartProcess, 0, 0, nullptr, 0.0f);
+            call(effMainsChanged, 0);
+            call(effMainsChanged, 1);
+            call(effStartProcess);
         }
     }
     // Let the audio thread see the final state for a few blocks.
@@ -107,7 +107,7 @@ TEST(Threads, HostEditsWhileAudioRuns)
     meters.join();
     EXPECT_TRUE(finite.load());
     EXPECT_GT(blocks.load(), 10);
-    fx->dispatcher(fx, effClose, 0, 0, nullptr, 0.0f);
+    call(effClose);
 }
 
 }  // namespace
