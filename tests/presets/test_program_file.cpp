@@ -29,7 +29,7 @@ const std::string kPrgHeader = "ZNT5.0 EFFECT PRG FILE\r\n", kListHeader = "ZNT5
 
 }  // namespace
 
-TEST(ProgramFile, FieldsLinesAndWords)
+TEST(ProgramFile, FieldsAndLines)
 {
     // StrTerminateTab: the field, and the offset after its tab (-1 at the end).
     char field[kFieldBufferSize], small[4];
@@ -64,19 +64,6 @@ TEST(ProgramFile, FieldsLinesAndWords)
     EXPECT_TRUE(f.eof());
     EXPECT_FALSE(f.getline(buf, 10, '\n'));
     EXPECT_STREQ(buf, "");
-    Myifstream missing;
-    EXPECT_FALSE(missing.open((dir / "none").c_str(), 33));
-    EXPECT_TRUE(missing.fail() && missing.eof());
-
-    // Myistrstream: blank-separated words, cut to the destination, the rest
-    // of the word skipped; an embedded NUL ends the text.
-    char word[8];
-    Myistrstream s("  abcdefghijkl\tx ab\0cd", 22);
-    s >> small >> word;
-    EXPECT_EQ(std::string(small) + word, "abcx");
-    s >> small >> word[0];
-    EXPECT_EQ(std::string(small) + word[0], std::string("ab") + '\0');
-    EXPECT_TRUE(s.eof());
 }
 
 TEST(ProgramFile, BodyLineOfValidFilesFirstLineOfOthers)
