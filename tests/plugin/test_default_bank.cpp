@@ -70,6 +70,8 @@ TEST_F(DefaultBank, ASavedBankIsWhatTheNextInstanceLoads)
         fx->setParameter(kParamQFirst + 2, 0.3f);
         ASSERT_TRUE(fx->SaveProgram(7, "My Vocal"));
         ASSERT_TRUE(fs::exists(BankPath()));
+        fx->ProgramToFactory();  // back to the factory preset, not the saved one (in memory only)
+        EXPECT_EQ(std::memcmp(&Current(fx)[7], &fx->GetBank(AGraEQ::kFactoryBank)[7], kProgramBytes), 0);
     }
     auto next = Open();
     EXPECT_STREQ(Current(next)[7].szName, "My Vocal");

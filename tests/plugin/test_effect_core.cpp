@@ -264,12 +264,6 @@ TEST_F(EffectCore, ProgramOperations)
     EXPECT_EQ(std::memcmp(cur, init, 5120), 0);
     EXPECT_EQ(fx->getParameter(12), 0.5f);
 
-    // Factory: flat here (the test host reports no folder with a factory bank).
-    fx->setParameter(12, 0.1f);
-    fx->ProgramToFactory();
-    EXPECT_EQ(fx->getParameter(12), 0.5f);
-    EXPECT_STREQ(cur[1].szName, "Empty");
-
     // Saving moves the edit into the chosen slot, which becomes current and
     // saved; the slot left behind loses its edits.
     fx->setProgram(2);
