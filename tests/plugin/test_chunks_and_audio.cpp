@@ -174,10 +174,16 @@ TEST_F(Binary, SwitchedOffOrSuspendedPassesAudioThrough)
     const std::vector<float> in = l;
     e->Process(l.data(), r.data(), 512);
     EXPECT_EQ(l, in);
+    // Suspended, even after a new format and startProcess; on again only at resume.
     e->Set(0, 1.0f);
     e->Dispatch(effMainsChanged, 0, 0);
+    e->Dispatch(effSetBlockSizeAndSampleRate, 0, 128, nullptr, 48000.0f);
+    e->Dispatch(effStartProcess);
     e->Process(l.data(), r.data(), 512);
     EXPECT_EQ(l, in);
+    e->Dispatch(effMainsChanged, 0, 1);
+    e->Process(l.data(), r.data(), 512);
+    EXPECT_NE(l, in);
 }
 
 TEST_F(Binary, AnyBlockSizeGivesTheSameSignal)

@@ -1,6 +1,6 @@
 // The effect object called directly, as the editor calls it: the
-// editor-side setters and their automation, the panel hooks, media-type
-// handling, metering and the program operations the panel offers.
+// editor-side setters and their automation, the panel hooks, metering and
+// the program operations the panel offers.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -181,26 +181,6 @@ TEST_F(EffectCore, AnEditorThatRegistersIsAnnouncedAndDeletedOnce)
     EXPECT_EQ(withEditor->getEditor(), withEditor->GetEditorObject());
     withEditor.reset();
     EXPECT_EQ(RecordingEditor::destroyed, before + 2);
-}
-
-TEST_F(EffectCore, MediaTypeFollowsTheHostWithTheBlockSizeAsymmetry)
-{
-    CGraphicEQ* eq = fx->GetEngine();
-    EXPECT_EQ(eq->GetBufferLength(), 256);
-    fx->setSampleRate(48000.0f);
-    EXPECT_EQ(eq->GetFormat().nAvgBytesPerSec, 384000u);
-    EXPECT_EQ(eq->GetBufferLength(), 1024) << "the base block size, not the host's";
-    fx->setBlockSize(512);
-    EXPECT_EQ(eq->GetBufferLength(), 512);
-    EXPECT_EQ(fx->getBlockSize(), 1024);
-    fx->startProcess();
-    EXPECT_EQ(eq->GetBufferLength(), 1024);
-    fx->getAeffect()->dispatcher(fx->getAeffect(), effSetBlockSizeAndSampleRate, 0, 128, nullptr, 96000.0f);
-    fx->suspend();
-    EXPECT_EQ(eq->GetBufferLength(), 128);
-    EXPECT_EQ(eq->GetFormat().nSamplesPerSec, 48000u);
-    fx->startProcess();
-    EXPECT_FALSE(EngineActive()) << "suspended stays off until resume";
 }
 
 TEST_F(EffectCore, ProcessCounterAndMeters)
