@@ -80,13 +80,13 @@ TEST_F(Binary, DispatcherAnswers)
 
     // Opcodes the effect has nothing to say to, ones outside the table, and
     // null pointers where the host should have given a buffer.
-    for (VstInt32 op : std::initializer_list<VstInt32>{effProcessEvents, effString2Parameter, effGetNumProgramCategories, effCopyProgram,
-                        effOfflineNotify, effProcessVarIo, effSetSpeakerArrangement, effGetMidiKeyName,
-                        effShellGetNextPlugin, effSetPanLaw, effSetProcessPrecision, effBeginLoadBank,
-                        effStopProcess, 80, 1000, -1, effGetProgramName, effSetProgramName, effGetParamLabel,
-                        effGetParamDisplay, effGetParamName, effGetEffectName, effGetVendorString,
-                        effGetProductString, effCanDo, effGetProgramNameIndexed, effGetParameterProperties,
-                        effGetChunk, effSetChunk, effEditGetRect, effGetSpeakerArrangement})
+    for (VstInt32 op : std::initializer_list<VstInt32>{
+             effProcessEvents, effString2Parameter, effGetNumProgramCategories, effCopyProgram, effOfflineNotify,
+             effProcessVarIo, effSetSpeakerArrangement, effGetMidiKeyName, effShellGetNextPlugin, effSetPanLaw,
+             effSetProcessPrecision, effBeginLoadBank, effStopProcess, 80, 1000, -1, effGetProgramName,
+             effSetProgramName, effGetParamLabel, effGetParamDisplay, effGetParamName, effGetEffectName,
+             effGetVendorString, effGetProductString, effCanDo, effGetProgramNameIndexed, effGetParameterProperties,
+             effGetChunk, effSetChunk, effEditGetRect, effGetSpeakerArrangement})
         EXPECT_EQ(e->Dispatch(op, 0, 0, nullptr), 0) << op;
 }
 
@@ -98,8 +98,8 @@ TEST_F(Binary, ParameterStringsDefaultsAndProperties)
         // Names longer than the interface's 8 characters are delivered whole.
         const std::string band = i < 3 ? "" : bands[(i - 3) % 15];
         const bool isQ = i >= 18;
-        const std::string name = i == 0 ? "ON/OFF" : i == 1 ? "Output" : i == 2 ? "Input" : (isQ ? "Q " : "Gain ") + band;
-        EXPECT_EQ(e->String(effGetParamName, i), name);
+        const std::string name = (isQ ? "Q " : "Gain ") + band;
+        EXPECT_EQ(e->String(effGetParamName, i), i == 0 ? "ON/OFF" : i == 1 ? "Output" : i == 2 ? "Input" : name);
         EXPECT_EQ(e->String(effGetParamLabel, i), i == 0 || isQ ? "" : "dB") << i;
         EXPECT_EQ(e->Display(i), i == 0 ? "ON" : isQ ? "5.0" : "0.0") << i;
         EXPECT_NEAR(e->Get(i), i == 1 ? 0.49974990f : isQ ? 0.21052632f : i < 3 ? 1.0f : 0.5f, 1e-7f) << i;
