@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -24,14 +25,6 @@ struct HostCall {
 };
 inline std::vector<HostCall> g_hostCalls;
 inline VstIntPtr g_hostVersion = 2400;
-
-inline size_t HostCalls(VstInt32 opcode)
-{
-    size_t n = 0;
-    for (const HostCall& c : g_hostCalls)
-        n += c.opcode == opcode;
-    return n;
-}
 
 inline VstIntPtr TestHostCallback(AEffect* effect, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 {

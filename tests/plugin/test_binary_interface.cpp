@@ -213,7 +213,8 @@ TEST_F(Binary, ProgramsAndNamesWithoutAutomation)
     for (VstInt32 i = 0; i < 33; ++i)
         e->Set(i, 0.25f);
     e->Dispatch(effSetProgram, 0, 3);
-    EXPECT_EQ(HostCalls(audioMasterAutomate) + HostCalls(audioMasterEndEdit), 0u);
+    for (const HostCall& c : g_hostCalls)
+        EXPECT_TRUE(c.opcode != audioMasterAutomate && c.opcode != audioMasterEndEdit) << c.opcode;
 }
 
 TEST_F(Binary, SuspendResumeMovesTheSwitchNotTheProgram)
