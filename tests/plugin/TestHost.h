@@ -3,9 +3,11 @@
 // an instance through VSTPluginMain exactly as a DAW does, records every
 // callback the plug-in sends and offers the dispatcher calls by name.
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,84 +17,42 @@
 #error "GRAPHICEQ_SO_PATH must name the built plug-in"
 #endif
 
+// What the host callback answers and remembers (it has no user pointer
+// before the effect exists, so one log serves every instance).
 struct HostCall {
     AEffect* effect;
     VstInt32 opcode;
-    VstInt32 index;
-    VstIntPtr value;
-    float opt;
 };
+inline std::vector<HostCall> g_hostCalls;
+inline VstIntPtr g_hostVersion = 2400;
 
-// What the host callback answers and remembers. Shared by all instances of
-// one test (the callback has no user pointer before the effect exists).
-struct HostLog {
-    static HostLog& Get()
-    {
-        static HostLog log;
-        return log;
-    }
-    void Clear()
-    {
-        std::lock_guard<std::mutex> hold(mutex);
-        calls.clear();
-    }
-    std::vector<HostCall> Calls(VstInt32 opcode)
-    {
-        std::lock_guard<std::mutex> hold(mutex);
-        std::vector<HostCall> out;
-        for (const HostCall& c : calls)
-            if (c.opcode == opcode)
-                out.push_back(c);
-        return out;
-    }
-    std::mutex mutex;
-    std::vector<HostCall> calls;
-    VstIntPtr versionAnswer = 2400;
-};
-
-inline VstIntPtr TestHostCallback(AEffect* effect, VstInt32 opcode, VstInt32 index,
-                                  VstIntPtr value, void* /*ptr*/, float opt)
+inline VstIntPtr TestHostCallback(AEffect* effect, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 {
-    HostLog& log = HostLog::Get();
-    {
-        std::lock_guard<std::mutex> hold(log.mutex);
-        log.calls.push_back({effect, opcode, index, value, opt});
-    }
-    switch (opcode) {
-    case audioMasterVersion:
-        return log.versionAnswer;
-    case audioMasterGetDirectory:
-        return 0;  // hosts may answer null
-    default:
-        return 0;
-    }
+    g_hostCalls.push_back({effect, opcode});
+    return opcode == audioMasterVersion ? g_hostVersion : 0;  // and no directory, as hosts may answer
 }
 
-class PluginLibrary {
-public:
-    PluginLibrary() { handle = dlopen(GRAPHICEQ_SO_PATH, RTLD_NOW | RTLD_LOCAL); }
+struct PluginLibrary {
+    void* handle = dlopen(GRAPHICEQ_SO_PATH, RTLD_NOW | RTLD_LOCAL);
     ~PluginLibrary()
     {
         if (handle)
             dlclose(handle);
     }
-    PluginLibrary(const PluginLibrary&) = delete;
-    PluginLibrary& operator=(const PluginLibrary&) = delete;
-
     VstPluginMainProc Entry(const char* name = "VSTPluginMain") const
     {
         return handle ? reinterpret_cast<VstPluginMainProc>(dlsym(handle, name)) : nullptr;
     }
-    void* handle = nullptr;
 };
 
 // One effect instance, opened and set up the way hosts usually do it.
-class TestEffect {
-public:
+struct TestEffect {
+    AEffect* fx = nullptr;
+
     explicit TestEffect(const PluginLibrary& lib, float rate = 44100.0f, VstInt32 block = 512)
     {
-        VstPluginMainProc entry = lib.Entry();
-        fx = entry ? entry(TestHostCallback) : nullptr;
+        if (VstPluginMainProc entry = lib.Entry())
+            fx = entry(TestHostCallback);
         if (!fx)
             return;
         Dispatch(effOpen);
@@ -112,16 +72,14 @@ public:
     TestEffect(const TestEffect&) = delete;
     TestEffect& operator=(const TestEffect&) = delete;
 
-    VstIntPtr Dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0,
-                       void* ptr = nullptr, float opt = 0.0f)
+    VstIntPtr Dispatch(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0, void* ptr = nullptr, float opt = 0)
     {
         return fx->dispatcher(fx, opcode, index, value, ptr, opt);
     }
-    // Host-side string query into a generous, pre-filled buffer.
+    // Host-side string query into a generous, zeroed buffer.
     std::string String(VstInt32 opcode, VstInt32 index = 0, VstIntPtr value = 0)
     {
-        char text[256];
-        std::memset(text, 0, sizeof(text));
+        char text[256] = {};
         Dispatch(opcode, index, value, text);
         return text;
     }
@@ -133,6 +91,32 @@ public:
         float* io[2] = {left, right};
         fx->processReplacing(fx, io, io, frames);
     }
+    void Name(const char* name)
+    {
+        char text[64];
+        std::snprintf(text, sizeof text, "%s", name);
+        Dispatch(effSetProgramName, 0, 0, text);
+    }
+    std::vector<char> Chunk(bool preset)
+    {
+        void* data = nullptr;
+        const VstIntPtr n = Dispatch(effGetChunk, preset, 0, &data);
+        return n > 0 && data ? std::vector<char>(static_cast<char*>(data), static_cast<char*>(data) + n)
+                             : std::vector<char>();
+    }
+};
 
-    AEffect* fx = nullptr;
+// Tests of the loaded library, each with one instance set up at 44.1 kHz.
+class Binary : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        g_hostVersion = 2400;
+        g_hostCalls.clear();
+        ASSERT_NE(lib.handle, nullptr) << dlerror();
+        e.emplace(lib);
+        ASSERT_NE(e->fx, nullptr);
+    }
+    PluginLibrary lib;
+    std::optional<TestEffect> e;
 };

@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <regex>
-#include <sstream>
+#include <iterator>
 #include <string>
 
 #ifndef GRAPHICEQ_SO_PATH
@@ -49,23 +49,16 @@ TEST(ArdourScanner, ListsGraphicEQ)
                             so.string() + "' 2>&1";
     FILE* p = popen(cmd.c_str(), "r");
     ASSERT_NE(p, nullptr);
-    std::string out;
+    std::string out, cache;
     char buf[4096];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof(buf), p)) > 0)
+    for (size_t n; (n = fread(buf, 1, sizeof(buf), p)) > 0;)
         out.append(buf, n);
-    const int status = pclose(p);
-    EXPECT_EQ(status, 0) << out;
+    EXPECT_EQ(pclose(p), 0) << out;
 
     // The cache file the scanner writes is what Ardour reads back.
-    std::string cache;
     for (const auto& entry : fs::recursive_directory_iterator(dir))
-        if (entry.path().extension() == ".v2i") {
-            std::ifstream f(entry.path());
-            std::stringstream s;
-            s << f.rdbuf();
-            cache = s.str();
-        }
+        if (entry.path().extension() == ".v2i")
+            cache.assign(std::istreambuf_iterator<char>(std::ifstream(entry.path()).rdbuf()), {});
     ASSERT_FALSE(cache.empty()) << "no .v2i cache file written\n" << out;
 
     for (const std::string& xml : {out, cache}) {

@@ -3,44 +3,16 @@
 // happens when the file cannot be written.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include "AGraEQ.h"
-#include "RecordingEditor.h"
+#include "CoreHarness.h"
 
 namespace {
-
-std::string g_hostDirectory;
-
-VstIntPtr DirectoryHost(AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
-{
-    if (opcode == audioMasterVersion)
-        return 2400;
-    if (opcode == audioMasterGetDirectory)
-        return g_hostDirectory.empty() ? 0 : reinterpret_cast<VstIntPtr>(g_hostDirectory.c_str());
-    return 0;
-}
-
-bool Exists(const std::string& path)
-{
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
-
-void CopyFile(const std::string& from, const std::string& to)
-{
-    std::ifstream in(from, std::ios::binary);
-    std::ofstream out(to, std::ios::binary);
-    out << in.rdbuf();
-}
+namespace fs = std::filesystem;
 
 class DefaultBank : public ::testing::Test {
 protected:
@@ -53,19 +25,23 @@ protected:
         // The host reports a folder that holds the factory bank, as an
         // installed plug-in's folder does.
         g_hostDirectory = root + "/plugin/";
-        mkdir(g_hostDirectory.c_str(), 0755);
-        CopyFile(GRAPHICEQ_FACTORY_BANK, g_hostDirectory + "GraEQDef.fxb");
+        fs::create_directory(g_hostDirectory);
+        fs::copy_file(GRAPHICEQ_FACTORY_BANK, g_hostDirectory + "GraEQDef.fxb");
     }
     void TearDown() override
     {
-        std::string cmd = "rm -rf '" + root + "'";
-        ASSERT_EQ(std::system(cmd.c_str()), 0);
+        g_hostDirectory.clear();
+        fs::remove_all(root);
     }
     std::unique_ptr<AGraEQ> Open()
     {
-        auto fx = std::make_unique<AGraEQ>(DirectoryHost);
+        auto fx = std::make_unique<AGraEQ>(CoreHost);
         fx->open();
         return fx;
+    }
+    static const AGraEQProgram* Current(const std::unique_ptr<AGraEQ>& fx)
+    {
+        return fx->GetBank(AGraEQ::kCurrentBank);
     }
     std::string BankPath() const { return prefs + "/GraphicEQ/GraEQDef.fxb"; }
 
@@ -75,15 +51,14 @@ protected:
 TEST_F(DefaultBank, FirstRunStartsFromTheFactoryBank)
 {
     auto fx = Open();
-    const AGraEQProgram* cur = fx->GetBank(AGraEQ::kCurrentBank);
     const AGraEQProgram* factory = fx->GetBank(AGraEQ::kFactoryBank);
-    EXPECT_STREQ(cur[0].szName, "Flat");
+    EXPECT_STREQ(Current(fx)[0].szName, "Flat");
     for (int i = 0; i < kNumPrograms; ++i) {
-        EXPECT_EQ(std::memcmp(&cur[i], &factory[i], kProgramValueBytes), 0) << i;
-        EXPECT_STRNE(cur[i].szName, "Empty") << "every factory slot is named: " << i;
+        EXPECT_EQ(std::memcmp(&Current(fx)[i], &factory[i], kProgramValueBytes), 0) << i;
+        EXPECT_STRNE(Current(fx)[i].szName, "Empty") << "every factory slot is named: " << i;
     }
     EXPECT_FALSE(fx->IsProgramChanged());
-    EXPECT_FALSE(Exists(BankPath())) << "opening alone writes nothing";
+    EXPECT_FALSE(fs::exists(BankPath())) << "opening alone writes nothing";
 }
 
 TEST_F(DefaultBank, ASavedBankIsWhatTheNextInstanceLoads)
@@ -94,17 +69,16 @@ TEST_F(DefaultBank, ASavedBankIsWhatTheNextInstanceLoads)
         fx->setParameter(kParamGainFirst + 8, 0.9f);
         fx->setParameter(kParamQFirst + 2, 0.3f);
         ASSERT_TRUE(fx->SaveProgram(7, "My Vocal"));
-        ASSERT_TRUE(Exists(BankPath()));
+        ASSERT_TRUE(fs::exists(BankPath()));
+        fx->ProgramToFactory();  // back to the factory preset, not the saved one (in memory only)
+        EXPECT_EQ(std::memcmp(&Current(fx)[7], &fx->GetBank(AGraEQ::kFactoryBank)[7], kProgramBytes), 0);
     }
     auto next = Open();
-    const AGraEQProgram* cur = next->GetBank(AGraEQ::kCurrentBank);
-    EXPECT_STREQ(cur[7].szName, "My Vocal");
-    EXPECT_EQ(cur[7].fValue[kParamGainFirst + 8], 0.9f);
-    EXPECT_EQ(cur[7].fValue[kParamQFirst + 2], 0.3f);
+    EXPECT_STREQ(Current(next)[7].szName, "My Vocal");
+    EXPECT_EQ(Current(next)[7].fValue[kParamQFirst + 2], 0.3f);
     EXPECT_EQ(next->getProgram(), 7) << "the program current at saving is current again";
     EXPECT_EQ(next->getParameter(kParamGainFirst + 8), 0.9f);
     EXPECT_FALSE(next->IsProgramChanged());
-
     // With a preferences copy present, the factory bank is not read: the
     // panel's "factory" command then has only the built-in defaults.
     EXPECT_STREQ(next->GetBank(AGraEQ::kFactoryBank)[0].szName, "Empty");
@@ -112,48 +86,36 @@ TEST_F(DefaultBank, ASavedBankIsWhatTheNextInstanceLoads)
     // Saving again replaces the file in place, leaving no temporary behind.
     next->setParameter(kParamGainFirst, 0.1f);
     ASSERT_TRUE(next->SaveProgram(7, "My Vocal 2"));
-    int entries = 0;
-    std::string cmd = "ls -A '" + prefs + "/GraphicEQ' | wc -l";
-    if (FILE* p = popen(cmd.c_str(), "r")) {
-        if (std::fscanf(p, "%d", &entries) != 1)
-            entries = -1;
-        pclose(p);
-    }
-    EXPECT_EQ(entries, 1);
-    EXPECT_STREQ(Open()->GetBank(AGraEQ::kCurrentBank)[7].szName, "My Vocal 2");
+    const auto entries = fs::directory_iterator(prefs + "/GraphicEQ");
+    EXPECT_EQ(std::distance(fs::begin(entries), fs::end(entries)), 1);
+    EXPECT_STREQ(Current(Open())[7].szName, "My Vocal 2");
 }
 
 TEST_F(DefaultBank, AFailedSaveKeepsTheOldFileAndTellsTheUser)
 {
-    {
-        auto fx = Open();
-        ASSERT_TRUE(fx->SaveProgram(1, "Kept"));
-    }
-    // Replace the preferences folder's parent by a plain file: nothing can
-    // be created below it.
+    ASSERT_TRUE(Open()->SaveProgram(1, "Kept"));
+    // A plain file where the preferences folder's parent should be: nothing
+    // can be created below it.
     const std::string blocked = root + "/blocked";
     std::ofstream(blocked) << "not a folder";
     setenv("XDG_CONFIG_HOME", blocked.c_str(), 1);
     auto fx = Open();
     auto* editor = static_cast<RecordingEditor*>(fx->GetEditorObject());
-    ASSERT_NE(editor, nullptr);
     EXPECT_FALSE(fx->SaveProgram(2, "Lost"));
     ASSERT_EQ(editor->messages.size(), 1u);
-    EXPECT_NE(editor->messages[0].find("GraEQDef.fxb"), std::string::npos) << editor->messages[0];
-    EXPECT_STREQ(fx->GetBank(AGraEQ::kCurrentBank)[2].szName, "Lost") << "the bank in memory keeps the save";
+    EXPECT_NE(editor->messages[0].find(blocked + "/GraphicEQ/GraEQDef.fxb"), std::string::npos) << editor->messages[0];
+    EXPECT_STREQ(Current(fx)[2].szName, "Lost") << "the bank in memory keeps the save";
 
     setenv("XDG_CONFIG_HOME", prefs.c_str(), 1);
-    EXPECT_STREQ(Open()->GetBank(AGraEQ::kCurrentBank)[1].szName, "Kept");
+    EXPECT_STREQ(Current(Open())[1].szName, "Kept");
 }
 
 TEST_F(DefaultBank, ADamagedPreferencesCopyIsIgnored)
 {
-    mkdir(prefs.c_str(), 0755);
-    mkdir((prefs + "/GraphicEQ").c_str(), 0755);
+    fs::create_directories(prefs + "/GraphicEQ");
     std::ofstream(BankPath(), std::ios::binary) << "CcnK\0\0\0\0FBCh garbage";
     auto fx = Open();
-    const AGraEQProgram* cur = fx->GetBank(AGraEQ::kCurrentBank);
-    EXPECT_STREQ(cur[0].szName, "Empty") << "a damaged copy still hides the factory bank, as it always did";
+    EXPECT_STREQ(Current(fx)[0].szName, "Empty") << "a damaged copy still hides the factory bank, as it always did";
     EXPECT_EQ(fx->getProgram(), 0);
 }
 

@@ -1,15 +1,9 @@
 // One host thread changes parameters, programs, chunks, sample rate and
 // block size while an audio thread processes and an interface thread reads
-// the meters, as a busy session does. Built and run under ThreadSanitizer
-// in the test script.
-//
-// How the threads stay apart without the audio thread taking any lock but
-// the engine's: the audio thread touches only the engine (every engine call
-// holds the engine's lock) and the process counter (a relaxed atomic). The
-// banks and the parameter fields are unlocked by design and are only ever
-// written by the host's parameter thread, so they need no protection here:
-// the one thread that edits them is the one that reads them. The meter
-// thread reads only engine state (locked) and the counter (atomic).
+// the meters, as a busy session does; the test script runs it again under
+// ThreadSanitizer. The audio thread may touch only the engine (under its own
+// lock) and the process counter (atomic); the banks and parameter fields are
+// unlocked and written and read by the host's thread alone.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -29,12 +23,14 @@ VstIntPtr Host(AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 
 TEST(Threads, HostEditsWhileAudioRuns)
 {
-    auto owner = std::make_unique<AGraEQ>(Host);
-    AEffect* fx = owner.release()->getAeffect();
-    fx->dispatcher(fx, effOpen, 0, 0, nullptr, 0.0f);
-    fx->dispatcher(fx, effSetSampleRate, 0, 0, nullptr, 48000.0f);
-    fx->dispatcher(fx, effSetBlockSize, 0, 256, nullptr, 0.0f);
-    fx->dispatcher(fx, effMainsChanged, 0, 1, nullptr, 0.0f);
+    AEffect* fx = (new AGraEQ(Host))->getAeffect();  // effClose deletes it
+    auto call = [fx](VstInt32 op, VstIntPtr value = 0, void* ptr = nullptr, float opt = 0.0f, VstInt32 index = 0) {
+        return fx->dispatcher(fx, op, index, value, ptr, opt);
+    };
+    call(effOpen);
+    call(effSetSampleRate, 0, nullptr, 48000.0f);
+    call(effSetBlockSize, 256);
+    call(effMainsChanged, 1);
 
     std::atomic<bool> stop{false};
     std::atomic<long> blocks{0};
@@ -65,46 +61,41 @@ TEST(Threads, HostEditsWhileAudioRuns)
 
     AGraEQ* effect = static_cast<AGraEQ*>(fx->object);
     std::thread meters([&] {
-        unsigned last = 0;
         while (!stop.load(std::memory_order_relaxed)) {
             float a, b, c, d;
             effect->GetVU(&a, &b, &c, &d);
             (void)effect->GetClip();
-            last += effect->GetProcessCounter();
+            (void)effect->GetProcessCounter();
             std::this_thread::yield();
         }
-        (void)last;
     });
 
     // The host's parameter thread: this one.
-    std::vector<char> bank(5120), preset(160);
+    std::vector<char> copy(5120);
     char text[64];
     // At least a few thousand edits, and at least a few hundred blocks
     // processed meanwhile, however the two threads get scheduled.
     for (int i = 0; i < 3000 || (blocks.load() < 400 && i < 400000); ++i) {
         const VstInt32 index = i % 33;
         fx->setParameter(fx, index, static_cast<float>((i * 7919) % 1001) / 1000.0f);
-        fx->dispatcher(fx, effGetParamDisplay, index, 0, text, 0.0f);
+        call(effGetParamDisplay, 0, text, 0.0f, index);
         (void)fx->getParameter(fx, index);
         if (i % 50 == 0)
-            fx->dispatcher(fx, effSetProgram, 0, (i / 50) % 32, nullptr, 0.0f);
-        if (i % 97 == 0) {
+            call(effSetProgram, (i / 50) % 32);
+        for (VstInt32 preset = 0; preset < 2 && i % 97 == 0; ++preset) {  // bank, then preset
             void* data = nullptr;
-            const VstIntPtr n = fx->dispatcher(fx, effGetChunk, 0, 0, &data, 0.0f);
-            std::memcpy(bank.data(), data, static_cast<size_t>(n));
-            fx->dispatcher(fx, effSetChunk, 0, n, bank.data(), 0.0f);
-            const VstIntPtr m = fx->dispatcher(fx, effGetChunk, 1, 0, &data, 0.0f);
-            std::memcpy(preset.data(), data, static_cast<size_t>(m));
-            fx->dispatcher(fx, effSetChunk, 1, m, preset.data(), 0.0f);
+            const VstIntPtr n = call(effGetChunk, 0, &data, 0.0f, preset);
+            std::memcpy(copy.data(), data, static_cast<size_t>(n));
+            call(effSetChunk, n, copy.data(), 0.0f, preset);
         }
         if (i % 401 == 0)
-            fx->dispatcher(fx, effSetSampleRate, 0, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
+            call(effSetSampleRate, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
         if (i % 503 == 0)
-            fx->dispatcher(fx, effSetBlockSize, 0, 64 + i % 1000, nullptr, 0.0f);
+            call(effSetBlockSize, 64 + i % 1000);
         if (i % 701 == 0) {
-            fx->dispatcher(fx, effMainsChanged, 0, 0, nullptr, 0.0f);
-            fx->dispatcher(fx, effMainsChanged, 0, 1, nullptr, 0.0f);
-            fx->dispatcher(fx, effStartProcess, 0, 0, nullptr, 0.0f);
+            call(effMainsChanged, 0);
+            call(effMainsChanged, 1);
+            call(effStartProcess);
         }
     }
     // Let the audio thread see the final state for a few blocks.
@@ -116,7 +107,7 @@ TEST(Threads, HostEditsWhileAudioRuns)
     meters.join();
     EXPECT_TRUE(finite.load());
     EXPECT_GT(blocks.load(), 10);
-    fx->dispatcher(fx, effClose, 0, 0, nullptr, 0.0f);
+    call(effClose);
 }
 
 }  // namespace

@@ -1,73 +1,46 @@
 #pragma once
-// Temporary folders, files and environment for the preset tests.
+// Shared by the preset tests: temporary folders, files, environment and
+// working directory for one scope, and banks of records.
 #include <unistd.h>
 
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
 
-class TempDir {
-public:
-    TempDir()
-    {
-        char tmpl[] = "/tmp/graphiceq-presets-XXXXXX";
-        path_ = mkdtemp(tmpl);
-    }
-    ~TempDir() { std::system(("chmod -R u+rwx '" + path_ + "' && rm -rf '" + path_ + "'").c_str()); }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-    const std::string& path() const { return path_; }
+#include "AGraEQProgram.h"
 
-private:
-    std::string path_;
+struct TempDir {
+    char path[40] = "/tmp/graphiceq-presets-XXXXXX";
+    TempDir() { mkdtemp(path); }
+    ~TempDir() { std::system(("chmod -R u+rwx '" + std::string(path) + "' && rm -rf '" + path + "'").c_str()); }
+    std::string operator/(const std::string& name) const { return std::string(path) + "/" + name; }
 };
 
 // Sets (or, with null, removes) an environment variable for one scope.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : name_(name)
+struct ScopedEnv {
+    std::string name, old;
+    bool had;
+    ScopedEnv(const char* n, const char* value) : name(n), had(std::getenv(n) != nullptr)
     {
-        const char* old = std::getenv(name);
-        had_ = old != nullptr;
-        if (had_)
-            old_ = old;
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
+        old = had ? std::getenv(n) : "";
+        value ? setenv(n, value, 1) : unsetenv(n);
     }
-    ~ScopedEnv()
-    {
-        if (had_)
-            setenv(name_.c_str(), old_.c_str(), 1);
-        else
-            unsetenv(name_.c_str());
-    }
-
-private:
-    std::string name_, old_;
-    bool had_ = false;
+    ~ScopedEnv() { had ? setenv(name.c_str(), old.c_str(), 1) : unsetenv(name.c_str()); }
 };
 
 // Runs the rest of a scope in another working directory.
-class ScopedCwd {
-public:
-    explicit ScopedCwd(const std::string& dir)
-    {
-        char buf[4096];
-        old_ = getcwd(buf, sizeof buf) ? buf : "/";
-        ok_ = chdir(dir.c_str()) == 0;
-    }
+struct ScopedCwd {
+    char old[4096] = "/";
+    bool ok;
+    explicit ScopedCwd(const std::string& dir) : ok(getcwd(old, sizeof old) && chdir(dir.c_str()) == 0) {}
     ~ScopedCwd()
     {
-        if (chdir(old_.c_str()) != 0)
+        if (chdir(old) != 0)
             std::abort();
     }
-    bool ok() const { return ok_; }
-
-private:
-    std::string old_;
-    bool ok_;
 };
 
 inline void WriteFile(const std::string& path, const std::string& bytes)
@@ -79,4 +52,18 @@ inline std::string ReadFile(const std::string& path)
 {
     std::ifstream f(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(f), {});
+}
+
+using Bank = std::array<AGraEQProgram, kNumPrograms>;
+
+// A bank whose every record differs, so misplaced bytes show.
+inline Bank DistinctBank()
+{
+    Bank bank;
+    for (int r = 0; r < kNumPrograms; ++r) {
+        for (int k = 0; k < kNumParams; ++k)
+            bank[r].fValue[k] = static_cast<float>((r * kNumParams + k) % 97) / 96.0f;
+        std::snprintf(bank[r].szName, sizeof bank[r].szName, "Program %02d", r + 1);
+    }
+    return bank;
 }
