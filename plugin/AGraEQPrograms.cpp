@@ -1,14 +1,16 @@
 // Programs: the record, program switching and names, the revert and copy
 // operations the editor offers, and the host chunk.
 #include "AGraEQ.h"
+#include "WinStr.h"
 
 #include <cstring>
 
 #include "AEffEditor.h"
 
 namespace {
-// Copies a name into a record's name field: at most 23 bytes, terminated,
-// the rest cleared so the record's bytes stay defined.
+// Copies a name into a record's name field: at most 23 bytes without
+// splitting a Shift-JIS character, terminated, the rest cleared so the
+// record's bytes stay defined.
 void SetRecordName(AGraEQProgram& p, const char* name)
 {
     std::memset(p.szName, 0, sizeof(p.szName));
@@ -18,6 +20,7 @@ void SetRecordName(AGraEQProgram& p, const char* name)
     while (n < sizeof(p.szName) - 1 && name[n])
         ++n;
     std::memcpy(p.szName, name, n);
+    TruncateSJIS(p.szName, sizeof(p.szName) - 1);
 }
 
 // Writes a record's name for the host, even when the record came from a
@@ -146,17 +149,11 @@ void AGraEQ::CopyPgFrom(int source)
 
 bool AGraEQ::SaveProgram(int destination, const char* name)
 {
-    if (!IsValidProgram(destination))
+    // The record steps (copy, name cut at a whole Shift-JIS character, the
+    // saved slot becoming the initial one, the slot left behind reverting)
+    // are shared with the bank-file layer.
+    if (!StoreProgramForSave(m_programs, m_initialPrograms, curProgram, destination, name))
         return false;
-    const int current = curProgram;
-    if (destination != current)
-        m_programs[destination] = m_programs[current];
-    if (name)
-        SetRecordName(m_programs[destination], name);
-    m_initialPrograms[destination] = m_programs[destination];
-    // Saving elsewhere abandons the unsaved edits of the slot left behind.
-    if (destination != current)
-        m_programs[current] = m_initialPrograms[current];
     setProgram(destination);
     m_programs[0].nCurrentProgram = curProgram;
     const bool written = WriteDefaultBank();

@@ -201,6 +201,14 @@ TEST_F(Binary, ProgramsAndNamesWithoutAutomation)
         e->Name(name);
         EXPECT_EQ(e->String(effGetProgramName), std::string(name).substr(0, 23));
     }
+    // Names are Shift-JIS: a two-byte character that would be split by the
+    // 23-byte cut is dropped whole.
+    std::string kanji;
+    for (int i = 0; i < 12; ++i)
+        kanji += "\x89\xB9";
+    e->Name(kanji.c_str());
+    EXPECT_EQ(e->String(effGetProgramName), kanji.substr(0, 22));
+    e->Name("x");
     char text[64];
     EXPECT_EQ(e->Dispatch(effGetProgramNameIndexed, 31, 0, text), 1);
     EXPECT_EQ(text, slot31);
