@@ -49,6 +49,7 @@ AGraEQ::AGraEQ(audioMasterCallback audioMaster)
       m_processCounter(0xFFFF),
       m_engine(nullptr),
       m_resourcePath{},
+      m_prefsFolder{},
       m_spare0(0),
       m_spare1(0),
       m_values{},
@@ -62,7 +63,10 @@ AGraEQ::AGraEQ(audioMasterCallback audioMaster)
       m_slice{}
 {
     // The banks are already flat and "Empty" (AGraEQProgram's constructor).
-    GetMy_SHFOLDER_PathName();
+    // Each instance keeps its own copy of the preferences folder: hosts may
+    // construct instances on several threads at once, and a shared global
+    // written by every constructor would race.
+    GetMy_SHFOLDER_PathName(m_prefsFolder, sizeof m_prefsFolder);
     setNumPrograms(kNumPrograms);
     m_engine = new (std::nothrow) CGraphicEQ;
 

@@ -129,6 +129,7 @@ private:
     AGraEQProgram m_programs[kNumPrograms];
     CGraphicEQ* m_engine;
     char m_resourcePath[2048];
+    char m_prefsFolder[kBankPathSize];  // with a trailing "/"; empty when unknown
     AGraEQProgram m_initialPrograms[kNumPrograms];
     AGraEQProgram m_factoryPrograms[kNumPrograms];
     int32_t m_spare0;

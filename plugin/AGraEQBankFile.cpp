@@ -19,7 +19,7 @@ bool AGraEQ::LoadDefaultBank()
     // Hosts answer the directory question with a folder, a file path or
     // nothing at all; FindDefaultBankFile copes with each.
     const char* hostDirectory = static_cast<const char*>(getDirectory());
-    CString file = FindDefaultBankFile(szGlobalMyApplicationDataPathName, hostDirectory, m_resourcePath,
+    CString file = FindDefaultBankFile(m_prefsFolder, hostDirectory, m_resourcePath,
                                        sizeof m_resourcePath);
     unsigned char chunk[kBankBytes];
     const int bytes = LoadBankFile(file, cEffect.uniqueID, chunk, static_cast<int>(sizeof chunk));
@@ -38,7 +38,7 @@ bool AGraEQ::SetFactoryProgram()
 bool AGraEQ::WriteDefaultBank()
 {
     CString path;
-    if (SaveDefaultBankFile(szGlobalMyApplicationDataPathName, m_programs, curProgram, cEffect.uniqueID, &path))
+    if (SaveDefaultBankFile(m_prefsFolder, m_programs, curProgram, cEffect.uniqueID, &path))
         return true;
     const CString message = DefaultBankSaveFailedMessage(path);
     if (m_editorObject)

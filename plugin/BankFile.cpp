@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 #include "CFileFind.h"
@@ -126,6 +127,8 @@ bool GetMy_SHFOLDER_PathName(char* path, size_t size)
 
 void GetMy_SHFOLDER_PathName()
 {
+    static std::mutex lock;
+    std::lock_guard<std::mutex> hold(lock);
     GetMy_SHFOLDER_PathName(szGlobalMyApplicationDataPathName, sizeof szGlobalMyApplicationDataPathName);
 }
 
