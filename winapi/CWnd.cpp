@@ -127,6 +127,10 @@ UINT KeyCodeForChar(unsigned char c)
     return 0;
 }
 
+// A pointer whose bits above the low 16 are all zero (and not null) names a
+// resource by number; it is never read as text.
+bool IsResourceNumber(const char* p) { return p && (reinterpret_cast<uintptr_t>(p) >> 16) == 0; }
+
 bool Contains(const std::vector<CWnd*>& v, const CWnd* w)
 {
     return std::find(v.begin(), v.end(), w) != v.end();
@@ -293,8 +297,13 @@ BOOL CWnd::CreateEx(DWORD dwExStyle, LPCTSTR lpszClassName, LPCTSTR lpszWindowNa
     m_dwStyle = (DWORD)cs.style;
     m_dwExStyle = cs.dwExStyle;
     m_nID = (UINT)(UINT_PTR)cs.hMenu;
-    if (cs.lpszClass) m_className = cs.lpszClass;
-    m_windowText = cs.lpszName ? cs.lpszName : "";
+    // A class given by number (an atom) is kept as "#<number>"; a window
+    // name given by number is that string resource's text.
+    if (IsResourceNumber(cs.lpszClass))
+        m_className.Format("#%u", (unsigned)(uintptr_t)cs.lpszClass);
+    else
+        m_className = cs.lpszClass;
+    m_windowText = CString(cs.lpszName);
 
     x11::View* view = nullptr;
     if (!(m_dwStyle & WS_POPUP) && !(m_dwStyle & 0x8000u)) {
@@ -504,17 +513,28 @@ BOOL CWnd::SetWindowPos(const CWnd*, int x, int y, int cx, int cy, UINT nFlags)
 
 void CWnd::SetWindowText(LPCTSTR lpszString)
 {
-    m_windowText = lpszString ? lpszString : "";
+    // Built, not assigned: construction reads null as empty and a small
+    // number as a string resource (assignment would read it as an address).
+    m_windowText = CString(lpszString);
     Invalidate();
 }
 
 int CWnd::GetWindowText(LPTSTR buf, int nMaxCount) const
 {
     if (!buf || nMaxCount <= 0) return 0;
-    int n = std::min((int)m_windowText.size(), nMaxCount - 1);
-    std::memcpy(buf, m_windowText.data(), (size_t)n);
+    int n = std::min(m_windowText.GetLength(), nMaxCount - 1);
+    std::memcpy(buf, (const char*)m_windowText, (size_t)n);
     buf[n] = 0;
     return n;
+}
+
+void CWnd::GetWindowText(CString& rString) const
+{
+    // Through the virtual buffer form, so a control that overrides it (an
+    // entry field reporting its scaled value) answers both forms alike.
+    char buf[1024];
+    GetWindowText(buf, sizeof buf);
+    rString = buf;
 }
 
 int CWnd::GetDlgItemText(int nID, LPTSTR lpStr, int nMaxCount) const
@@ -525,6 +545,19 @@ int CWnd::GetDlgItemText(int nID, LPTSTR lpStr, int nMaxCount) const
         return 0;
     }
     return item->GetWindowText(lpStr, nMaxCount);
+}
+
+int CWnd::GetDlgItemText(int nID, CString& rString) const
+{
+    char buf[1024];
+    int n = GetDlgItemText(nID, buf, sizeof buf);
+    rString = buf;
+    return n;
+}
+
+void CWnd::SetDlgItemText(int nID, LPCTSTR lpszString)
+{
+    if (CWnd* item = GetDlgItem(nID)) item->SetWindowText(lpszString);
 }
 
 void CWnd::SetFont(CFont* pFont, BOOL bRedraw)
@@ -864,8 +897,8 @@ CWinThread::CWinThread() : m_nThreadID(std::this_thread::get_id()) {}
 CWinApp::CWinApp(LPCTSTR lpszAppName)
 {
     if (lpszAppName) {
-        m_name = lpszAppName;
-        m_pszAppName = m_name.c_str();
+        m_name = CString(lpszAppName);
+        m_pszAppName = m_name;
     }
     g_app = this;
 }

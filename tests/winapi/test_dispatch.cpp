@@ -2,6 +2,9 @@
 // small lookups. No display needed: the windows here are never created.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "CDC.h"
@@ -96,6 +99,24 @@ public:
 BEGIN_MESSAGE_MAP(CRefusingWnd, CWnd)
     ON_WM_CREATE()
 END_MESSAGE_MAP()
+
+// An entry field that reports its value scaled, as the editor's fields do:
+// it overrides the buffer form of GetWindowText only.
+class CScaledField : public CWnd {
+public:
+    using CWnd::GetWindowText;
+    int GetWindowText(LPTSTR buf, int nMaxCount) const override
+    {
+        char raw[64];
+        CWnd::GetWindowText(raw, sizeof raw);
+        CString scaled;
+        scaled.Format("%d", (int)(atof(raw) * 10));
+        int n = std::min(scaled.GetLength(), nMaxCount - 1);
+        memcpy(buf, (const char*)scaled, (size_t)n);
+        buf[n] = 0;
+        return n;
+    }
+};
 
 }  // namespace
 
@@ -294,8 +315,43 @@ TEST(Windows, SmallLookups)
     EXPECT_EQ(LoadCursor(nullptr, MAKEINTRESOURCE(IDC_ARROW)), arrow);
 
     EXPECT_EQ(AfxRegisterWndClass(8, arrow, nullptr), nullptr);
+    const CString cls = AfxRegisterWndClass(CS_DBLCLKS, arrow, (HBRUSH)GetStockObject(1));
+    EXPECT_TRUE(cls.IsEmpty()) << "kept in a string object, the class name reads empty";
     EXPECT_EQ(GetStockObject(1), nullptr);
     EXPECT_EQ(GetStockObject(5), nullptr);
+}
+
+TEST(Windows, TextGoesInAndOutAsStringObjects)
+{
+    CWnd w;
+    CString text;
+    w.GetWindowText(text);
+    EXPECT_TRUE(text.IsEmpty());
+    w.SetWindowText(CString("12.5"));
+    w.GetWindowText(text);
+    EXPECT_EQ(text, "12.5");
+    EXPECT_EQ(w.GetWindowTextLength(), 4);
+    w.SetWindowText(nullptr);
+    EXPECT_EQ(w.GetWindowTextLength(), 0);
+    // A resource number is looked up, never read as an address (a missing
+    // resource reads as its number).
+    w.SetWindowText(MAKEINTRESOURCE(5000));
+    w.GetWindowText(text);
+    EXPECT_EQ(text, "5000");
+    // Long texts come back whole up to the 1023 characters a string object
+    // takes, and the buffer form stays bounded.
+    w.SetWindowText(CString('7', 3000));
+    w.GetWindowText(text);
+    EXPECT_EQ(text.GetLength(), 1023);
+    char small[4];
+    EXPECT_EQ(w.GetWindowText(small, sizeof small), 3);
+    EXPECT_STREQ(small, "777");
+
+    // The string-object form reads through the control's own buffer form.
+    CScaledField field;
+    field.SetWindowText("1.5");
+    field.GetWindowText(text);
+    EXPECT_EQ(text, "15");
 }
 
 TEST(Windows, ApplicationObject)

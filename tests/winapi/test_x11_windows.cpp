@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "CDC.h"
+#include "CString.h"
 #include "CWnd.h"
 #include "test_support.h"
 
@@ -274,6 +275,25 @@ TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveInIt)
     EXPECT_STREQ(text, "12.5");
     EXPECT_EQ(panel.GetDlgItemText(99, text, sizeof text), 0);
     EXPECT_STREQ(text, "");
+    CString str;
+    EXPECT_EQ(panel.GetDlgItemText(7, str), 4);
+    EXPECT_EQ(str, "12.5");
+    panel.SetDlgItemText(7, CString("-3"));
+    EXPECT_EQ(panel.GetDlgItemText(7, str), 2);
+    EXPECT_EQ(str, "-3");
+    EXPECT_EQ(panel.GetDlgItemText(99, str), 0);
+    EXPECT_TRUE(str.IsEmpty());
+
+    // The floating entry's way of creating: a registered class name kept in
+    // a string object, and names given as string objects or by number.
+    const CString cls = AfxRegisterWndClass(CS_DBLCLKS, LoadCursor(nullptr, IDC_ARROW), (HBRUSH)GetStockObject(1));
+    CWnd floating, atom;
+    ASSERT_TRUE(floating.Create(cls, CString("Entry"), 0x44000000, CRect(0, 0, 30, 10), &panel, 8));
+    EXPECT_TRUE(floating.m_className.IsEmpty());
+    EXPECT_EQ(floating.m_windowText, "Entry");
+    ASSERT_TRUE(atom.Create(MAKEINTRESOURCE(32770), MAKEINTRESOURCE(5000), 0x44000000, CRect(0, 0, 30, 10), &panel, 9));
+    EXPECT_EQ(atom.m_className, "#32770");
+    EXPECT_EQ(atom.m_windowText, "5000");
 
     // Nothing queued before destruction reaches a destroyed window.
     panel.PostMessage(WM_USER + 5, 0, 0);
