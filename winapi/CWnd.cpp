@@ -373,7 +373,9 @@ BOOL CWnd::AdoptHostWindow(void* systemWindow)
     ReleaseHostWindow();
     x11::View* view = x11::AdoptHostWindow((unsigned long)(uintptr_t)systemWindow);
     if (!view) return FALSE;
-    x11::SetClient(view, nullptr);
+    // The anchor hears when the host moves or resizes its window, and when
+    // the display connection dies.
+    x11::SetClient(view, this);
     m_hWnd = reinterpret_cast<HWND>(view);
     SetBounds();
     return TRUE;
@@ -846,7 +848,21 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         SendMessage(WM_MOUSEMOVE, 0, pt);
         break;
     case x11::ViewEvent::kSize:
+        if (m_bBoundsKnown) {
+            // The host's window: its new frame, read as SetBounds reads it
+            // (width and height go into right and bottom as they are).
+            m_rect = CRect(ev.x, ev.y, ev.width, ev.height);
+        }
         SendMessage(WM_SIZE, 0, (LPARAM)(uint32_t)((ev.width & 0xFFFF) | ((uint32_t)ev.height << 16)));
+        break;
+    case x11::ViewEvent::kGone:
+        // The X server went away: the windows are gone, so the objects are
+        // destroyed as their windows would be (WM_DESTROY, timers stopped);
+        // the objects themselves stay for their owners to delete.
+        if (m_bBoundsKnown)
+            ReleaseHostWindow();
+        else
+            DestroyWindow();
         break;
     case x11::ViewEvent::kKey: {
         UINT code = 0, ch = 0;
