@@ -193,9 +193,9 @@ protected:
         XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kParentX + x, kParentY + y, 0);
         XFlush(dpy);
     }
-    void Button(bool down)
+    void Button(bool down, unsigned button = 1)
     {
-        XTestFakeButtonEvent(dpy, 1, down, 0);
+        XTestFakeButtonEvent(dpy, button, down, 0);
         XFlush(dpy);
     }
     void Key(KeySym sym, bool down)
@@ -245,6 +245,23 @@ TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveInIt)
     EXPECT_TRUE(panel.IsWindowVisible());
     EXPECT_EQ(anchor.GetDlgItem(100), &panel);
     EXPECT_EQ(ChildCount(parent), 1);
+
+    // The host moves and resizes its window: the anchor follows.
+    XMoveResizeWindow(dpy, parent, kParentX + 5, kParentY + 6, 380, 290);
+    XFlush(dpy);
+    ASSERT_TRUE(PumpUntil([&] {
+        anchor.GetWindowRect(&r);
+        return r == CRect(kParentX + 5, kParentY + 6, 380, 290);
+    }));
+    CRect client;
+    anchor.GetClientRect(&client);
+    EXPECT_EQ(client, CRect(0, 0, 380, 290));
+    XMoveResizeWindow(dpy, parent, kParentX, kParentY, 400, 300);
+    XFlush(dpy);
+    ASSERT_TRUE(PumpUntil([&] {
+        anchor.GetWindowRect(&r);
+        return r == CRect(kParentX, kParentY, 400, 300);
+    }));
 
     // A hidden child (the floating entry window's style) stays unmapped.
     CProbeWnd hidden;
@@ -351,6 +368,34 @@ TEST_F(X11Windows, ClicksArriveAsMessagesAtTheirCoordinates)
     ASSERT_EQ(clicks.size(), 6u);
     EXPECT_EQ(clicks[4].message, (UINT)WM_LBUTTONDOWN);
     EXPECT_EQ(clicks[4].lp, MAKELPARAM(60, 0)) << "the top edge is y = 0";
+
+    // The right button: its own messages, its own double click, and a
+    // right press right after a left one is not a double click of either.
+    MoveTo(10 + 100, 20 + 30);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_MOUSEMOVE}).back().lp == MAKELPARAM(100, 30); }));
+    size_t mark = panel.got.size();
+    Button(true, 3);
+    Button(false, 3);
+    Button(true, 3);
+    Button(false, 3);
+    Button(true, 1);
+    Button(false, 1);
+    Button(true, 3);
+    Button(false, 3);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_RBUTTONUP}).size() == 3; }));
+    std::vector<Msg> right;
+    for (size_t i = mark; i < panel.got.size(); ++i)
+        if (panel.got[i].message >= WM_LBUTTONDOWN && panel.got[i].message <= WM_RBUTTONDBLCLK &&
+            panel.got[i].message != WM_LBUTTONUP)
+            right.push_back(panel.got[i]);
+    ASSERT_EQ(right.size(), 7u);
+    const UINT expected[] = {WM_RBUTTONDOWN, WM_RBUTTONUP, WM_RBUTTONDBLCLK, WM_RBUTTONUP,
+                             WM_LBUTTONDOWN, WM_RBUTTONDOWN, WM_RBUTTONUP};
+    for (size_t i = 0; i < right.size(); ++i) {
+        EXPECT_EQ(right[i].message, expected[i]) << "message " << i;
+        EXPECT_EQ(right[i].lp, MAKELPARAM(100, 30));
+        EXPECT_EQ(right[i].wp, 0u);
+    }
 
     // Modifiers of the latest event feed GetKeyState; Control never shows.
     Key(XK_Shift_L, true);
