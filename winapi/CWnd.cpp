@@ -54,6 +54,7 @@ std::mutex g_ringMutex;
 PostSlot g_ring[256];
 unsigned g_ringIndex = 0;
 uint64_t g_postSeq = 0;
+void (*g_deferredWindowProc)(WPARAM) = nullptr;
 
 void DeliverPost(unsigned slot, uint64_t seq)
 {
@@ -67,8 +68,25 @@ void DeliverPost(unsigned slot, uint64_t seq)
     }
     if (s.target)
         s.target->SendMessage(s.message, s.wParam, s.lParam);
-    // A post without a target (message 0x0404) would ask for a deferred
-    // window; the layer makes none, so there is nothing to run.
+    else if (s.message == WM_DEFERRED_WINDOW && g_deferredWindowProc)
+        g_deferredWindowProc(s.wParam);
+    // Any other post without a target has nowhere to go.
+}
+
+BOOL PostToRing(CWnd* target, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    unsigned slot;
+    uint64_t seq;
+    {
+        std::lock_guard<std::mutex> lock(g_ringMutex);
+        slot = g_ringIndex;
+        seq = ++g_postSeq;
+        g_ring[slot] = PostSlot{target, message, wParam, lParam, seq};
+        g_ringIndex = (g_ringIndex + 1) & 255;
+    }
+    if (message == WM_ACTIVATE) printf("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)target);
+    x11::PostToUiThread([slot, seq] { DeliverPost(slot, seq); });
+    return 0;
 }
 
 void PurgePosts(CWnd* wnd)
@@ -415,18 +433,28 @@ LRESULT CWnd::SendMessage(UINT message, WPARAM wParam, LPARAM lParam)
 
 BOOL CWnd::PostMessage(UINT message, WPARAM wParam, LPARAM lParam)
 {
-    unsigned slot;
-    uint64_t seq;
-    {
-        std::lock_guard<std::mutex> lock(g_ringMutex);
-        slot = g_ringIndex;
-        seq = ++g_postSeq;
-        g_ring[slot] = PostSlot{this, message, wParam, lParam, seq};
-        g_ringIndex = (g_ringIndex + 1) & 255;
+    return PostToRing(this, message, wParam, lParam);
+}
+
+BOOL PostMessage(HWND hWnd, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    CWnd* target = nullptr;
+    if (hWnd) {
+        target = CWnd::FromHandle(hWnd);
+        if (!target) return FALSE;
     }
-    if (message == WM_ACTIVATE) printf("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)this);
-    x11::PostToUiThread([slot, seq] { DeliverPost(slot, seq); });
-    return 0;
+    PostToRing(target, message, wParam, lParam);
+    return TRUE;
+}
+
+void AfxSetDeferredWindowProc(void (*proc)(WPARAM)) { g_deferredWindowProc = proc; }
+
+CWnd* CWnd::FromHandle(HWND hWnd)
+{
+    if (!hWnd) return nullptr;
+    for (const CWnd* w : g_liveWindows)
+        if (w->m_hWnd == hWnd) return const_cast<CWnd*>(w);
+    return nullptr;
 }
 
 void CWnd::Invalidate(BOOL) { InvalidateRect(nullptr); }

@@ -105,6 +105,8 @@ public:
 
     // --- tree
     HWND GetSafeHwnd() const { return m_hWnd; }
+    // The window object a handle belongs to, or null.
+    static CWnd* FromHandle(HWND hWnd);
     CWnd* GetParent() const { return m_pParentWnd; }
     CWnd* GetDlgItem(int nID) const;
     int GetDlgCtrlID() const { return (int)m_nID; }
@@ -241,6 +243,15 @@ private:
 };
 
 CWinApp* AfxGetApp();
+
+// Posting by handle. A null handle posts without a target: the deferred-
+// window request (WM_DEFERRED_WINDOW, 0x0404) then runs the procedure set
+// with AfxSetDeferredWindowProc with the first parameter, on the user-
+// interface thread; any other target-less post is dropped. Returns TRUE when
+// queued; an unknown handle posts nothing and returns FALSE. Posting by
+// handle is for the user-interface thread (the handle is looked up at once).
+BOOL PostMessage(HWND hWnd, UINT message, WPARAM wParam, LPARAM lParam);
+void AfxSetDeferredWindowProc(void (*proc)(WPARAM));
 
 BOOL ReleaseCapture();
 CWnd* GetCapture();
