@@ -15,6 +15,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -144,26 +145,61 @@ bool PumpUntil(Pred pred, int ms = 3000)
     return true;
 }
 
+// A private server, DISPLAY pointing at it (the layer opens its own
+// connection from DISPLAY), and a host with its own connection, its own
+// I/O error handlers and a parent window for the editor.
+class LostServer : public ::testing::Test {
+protected:
+    PrivateServer server;
+    std::string savedDisplay;
+    bool hadDisplay = false;
+    Display* host = nullptr;
+    XIOErrorHandler previous = nullptr;
+    Window parent = 0;
+
+    void SetUp() override
+    {
+        if (!server.Start()) GTEST_SKIP() << "Xvfb is not installed or did not start";
+        const char* d = getenv("DISPLAY");
+        hadDisplay = d != nullptr;
+        if (d) savedDisplay = d;
+        setenv("DISPLAY", server.Name().c_str(), 1);
+        host = XOpenDisplay(server.Name().c_str());
+        ASSERT_NE(host, nullptr);
+        previous = XSetIOErrorHandler(HostIOHandler);
+        XSetIOErrorExitHandler(host, HostExitHandler, nullptr);
+        g_hostIOErrors = 0;
+        parent = XCreateSimpleWindow(host, DefaultRootWindow(host), 0, 0, 200, 150, 0, 0, 0x404040);
+        XMapWindow(host, parent);
+        XSync(host, False);
+    }
+
+    // The layer never handed its own failure to the host's handler, and the
+    // host's handler is back in charge of the host's connection.
+    void ExpectHostHandlersUntouched()
+    {
+        EXPECT_EQ(g_hostIOErrors, 0);
+        XSync(host, False);
+        EXPECT_EQ(g_hostIOErrors, 1) << "the host hears of its own connection";
+        EXPECT_EQ(XSetIOErrorHandler(previous), &HostIOHandler);
+        previous = nullptr;
+    }
+
+    void TearDown() override
+    {
+        if (previous) XSetIOErrorHandler(previous);
+        if (host) XCloseDisplay(host);
+        if (hadDisplay)
+            setenv("DISPLAY", savedDisplay.c_str(), 1);
+        else
+            unsetenv("DISPLAY");
+    }
+};
+
 }  // namespace
 
-TEST(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
+TEST_F(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
 {
-    PrivateServer server;
-    if (!server.Start()) GTEST_SKIP() << "Xvfb is not installed or did not start";
-    const char* oldDisplay = getenv("DISPLAY");
-    std::string savedDisplay = oldDisplay ? oldDisplay : "";
-    setenv("DISPLAY", server.Name().c_str(), 1);
-
-    // The host: its own connection and its own I/O error handlers.
-    Display* host = XOpenDisplay(server.Name().c_str());
-    ASSERT_NE(host, nullptr);
-    XIOErrorHandler previous = XSetIOErrorHandler(HostIOHandler);
-    XSetIOErrorExitHandler(host, HostExitHandler, nullptr);
-    g_hostIOErrors = 0;
-    Window parent = XCreateSimpleWindow(host, DefaultRootWindow(host), 0, 0, 200, 150, 0, 0, 0x404040);
-    XMapWindow(host, parent);
-    XSync(host, False);
-
     int lostBefore = x11::LostConnectionCount();
     int threads = CountEntries("/proc/self/task");
     {
@@ -206,17 +242,29 @@ TEST(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
         EXPECT_FALSE(panel.Create(nullptr, "again", WS_CHILD | WS_VISIBLE, CRect(0, 0, 10, 10), &anchor, 1));
     }
     EXPECT_EQ(CountEntries("/proc/self/task"), threads) << "timer threads left";
+    ExpectHostHandlersUntouched();
+}
 
-    // The layer never handed its own failure to the host's handler, and the
-    // host's handler is back in charge of the host's connection.
-    EXPECT_EQ(g_hostIOErrors, 0);
-    XSync(host, False);
-    EXPECT_EQ(g_hostIOErrors, 1) << "the host hears of its own connection";
-    EXPECT_EQ(XSetIOErrorHandler(previous), &HostIOHandler);
-    XCloseDisplay(host);
+// The host closes the editor straight away, before any pump noticed the
+// dead server: the close itself runs into the failure and must finish.
+TEST_F(LostServer, ClosingRightAfterTheServerDiedFinishes)
+{
+    int lostBefore = x11::LostConnectionCount();
+    auto anchor = std::make_unique<CWnd>();
+    ASSERT_TRUE(anchor->AdoptHostWindow(reinterpret_cast<void*>(parent)));
+    auto panel = std::make_unique<CTickingWnd>();
+    ASSERT_TRUE(panel->Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 160, 100), anchor.get(), 1));
+    panel->SetTimer(1024, 10);
+    ASSERT_TRUE(PumpUntil([&] { return panel->paints > 0; }));
 
-    if (oldDisplay)
-        setenv("DISPLAY", savedDisplay.c_str(), 1);
-    else
-        unsetenv("DISPLAY");
+    server.Kill();
+    // The editor's close: destroy the panel, delete it and the anchor.
+    EXPECT_TRUE(panel->DestroyWindow());
+    EXPECT_EQ(panel->destroys, 1);
+    panel.reset();
+    anchor.reset();
+    AfxPumpMessages(0);
+    EXPECT_EQ(x11::OpenConnectionCount(), 0);
+    EXPECT_EQ(x11::LostConnectionCount(), lostBefore + 1) << "the close ran into the dead connection";
+    ExpectHostHandlersUntouched();
 }

@@ -60,6 +60,11 @@ struct Connection {
 };
 
 std::vector<Connection*> g_conns;
+// The list above is read and changed on the user-interface thread; the one
+// reader elsewhere is the process-wide I/O error handler, which a host
+// thread may run for the host's own display. Changes to the list and that
+// reader hold this lock.
+std::mutex g_connsMutex;
 std::unordered_set<const View*> g_liveViews;
 uint64_t g_connSerial = 0;
 int g_lostConnections = 0;
@@ -104,10 +109,23 @@ void MarkBroken(Connection* c)
     c->broken = true;
 }
 
+void ForgetConnection(Connection* c)
+{
+    std::lock_guard<std::mutex> lock(g_connsMutex);
+    g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+}
+
 int IOErrorHandler(Display* d)
 {
-    if (Connection* c = FindConn(d)) {
-        MarkBroken(c);
+    Connection* ours;
+    {
+        std::lock_guard<std::mutex> lock(g_connsMutex);
+        ours = FindConn(d);
+    }
+    if (ours) {
+        // Our displays are only used on the user-interface thread, so this
+        // runs there too.
+        MarkBroken(ours);
         return 0;
     }
     if (g_prevIOHandler && g_prevIOHandler != IOErrorHandler) return g_prevIOHandler(d);
@@ -495,7 +513,10 @@ View* AdoptHostWindow(unsigned long xid)
     auto* c = new Connection;
     c->dpy = d;
     c->serial = ++g_connSerial;
-    g_conns.push_back(c);
+    {
+        std::lock_guard<std::mutex> lock(g_connsMutex);
+        g_conns.push_back(c);
+    }
     HoldIOHandler();
     XSetIOErrorExitHandler(d, IOErrorExit, nullptr);
     XWindowAttributes a;
@@ -509,7 +530,7 @@ View* AdoptHostWindow(unsigned long xid)
         if (ok) XSelectInput(d, (Window)xid, StructureNotifyMask);
     }
     if (!ok || c->errors != before || c->broken) {
-        g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+        ForgetConnection(c);
         XCloseDisplay(d);
         delete c;
         DropIOHandlerIfUnused();
@@ -651,7 +672,7 @@ void DestroyView(View* v)
         }
     }
     if (last) {
-        g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+        ForgetConnection(c);
         delete c;
         DropIOHandlerIfUnused();
     }
