@@ -855,7 +855,11 @@ BOOL CWnd::OnEraseBkgnd(CDC*) { return FALSE; }
 
 void CWnd::OnViewEvent(const x11::ViewEvent& ev)
 {
-    g_modifierFlags = TranslateModifiers(ev.modifiers);
+    // Input events carry the modifier state; size and loss notices do not,
+    // and must not clear what the last input left.
+    if (ev.type == x11::ViewEvent::kButtonDown || ev.type == x11::ViewEvent::kButtonUp ||
+        ev.type == x11::ViewEvent::kMotion || ev.type == x11::ViewEvent::kKey)
+        g_modifierFlags = TranslateModifiers(ev.modifiers);
     LPARAM pt = MAKELPARAM(ev.x, ev.y);
     switch (ev.type) {
     case x11::ViewEvent::kButtonDown:

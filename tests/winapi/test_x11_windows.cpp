@@ -404,6 +404,11 @@ TEST_F(X11Windows, ClicksArriveAsMessagesAtTheirCoordinates)
     ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_MOUSEMOVE}).back().lp == MAKELPARAM(61, 1); }));
     EXPECT_EQ(GetKeyState(VK_SHIFT), 0xFFFF8000u);
     EXPECT_EQ(GetKeyState(VK_CONTROL), 0u);
+    // A resize in between carries no modifiers and clears none.
+    XResizeWindow(dpy, (Window)x11::WindowId(reinterpret_cast<x11::View*>(panel.m_hWnd)), 201, 150);
+    XFlush(dpy);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_SIZE}).back().lp == MAKELPARAM(201, 150); }));
+    EXPECT_EQ(GetKeyState(VK_SHIFT), 0xFFFF8000u);
     Key(XK_Control_L, false);
     Key(XK_Shift_L, false);
     MoveTo(10 + 62, 20 + 1);
