@@ -5,10 +5,15 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "CDC.h"
+#include "CFile.h"
+#include "CFileFind.h"
 #include "CWnd.h"
+#include "WinStr.h"
 
 namespace {
 
@@ -352,6 +357,23 @@ TEST(Windows, TextGoesInAndOutAsStringObjects)
     field.SetWindowText("1.5");
     field.GetWindowText(text);
     EXPECT_EQ(text, "15");
+}
+
+// The window, drawing and file halves of the layer share one class tree
+// and one set of basic types: both halves in one file, objects of either
+// deleted through the common root.
+TEST(Windows, WindowsDrawingAndFilesShareOneClassTree)
+{
+    static_assert(std::is_base_of<CObject, CWnd>::value && std::is_base_of<CObject, CDC>::value &&
+                      std::is_base_of<CObject, CFile>::value && std::is_base_of<CObject, CFileFind>::value,
+                  "one root");
+    std::unique_ptr<CObject> objects[] = {std::make_unique<CWnd>(), std::make_unique<CDC>(),
+                                          std::make_unique<CBitmap>(), std::make_unique<CFile>(),
+                                          std::make_unique<CFileFind>()};
+    HINSTANCE instance = nullptr;
+    char text[16];
+    EXPECT_EQ(LoadString(instance, 5000, text, sizeof text), 4u);
+    EXPECT_EQ(LoadCursor(instance, IDC_ARROW), LoadCursor(nullptr, IDC_ARROW));
 }
 
 TEST(Windows, ApplicationObject)
