@@ -27,6 +27,10 @@ T* NoneSelected()
 {
     return reinterpret_cast<T*>((uintptr_t)1);
 }
+// A text pointer whose bits above the low 16 are all zero (and not null) is a
+// string resource number, as the string class reads it.
+bool IsResourceNumber(const char* p) { return p && (reinterpret_cast<uintptr_t>(p) >> 16) == 0; }
+
 template <class T>
 bool IsReal(T* p)
 {
@@ -273,7 +277,10 @@ BOOL CFont::CreatePointFont(int nPointSize, LPCTSTR lpszFaceName, CDC*)
 {
     DeleteObject();
     m_nPointSize = nPointSize;
-    const char* face = lpszFaceName ? lpszFaceName : "";
+    // The string object reads null as empty and a small number as a string
+    // resource, so neither is ever read as an address.
+    const CString faceName(lpszFaceName);
+    const char* face = faceName;
     PangoFontDescription* desc = MakeDescription(face, nPointSize);
     float ascent = 0, height = 0;
     if (!FaceMetrics(desc, nPointSize, ascent, height)) {
@@ -283,7 +290,7 @@ BOOL CFont::CreatePointFont(int nPointSize, LPCTSTR lpszFaceName, CDC*)
     }
     m_nHeight = (int)height;
     m_nAscent = (int)(ascent - 2.0f);  // two pixels less, as the panel layout expects
-    std::snprintf(m_szFaceName, sizeof m_szFaceName, "%s", face);
+    m_strFaceName = faceName;
     Attach(desc);
     return TRUE;
 }
@@ -466,6 +473,19 @@ BOOL CDC::StretchBlt(int x, int y, int nWidth, int nHeight, CDC* pSrcDC, int xSr
 
 BOOL CDC::ExtTextOut(int x, int y, UINT nOptions, LPCRECT lpRect, LPCTSTR lpszString, UINT, const int*)
 {
+    if (IsResourceNumber(lpszString)) return PaintTextLine(x, y, nOptions, lpRect, CString(lpszString));
+    return PaintTextLine(x, y, nOptions, lpRect, lpszString);
+}
+
+BOOL CDC::ExtTextOut(int x, int y, UINT nOptions, LPCRECT lpRect, const CString& str, const int*)
+{
+    return PaintTextLine(x, y, nOptions, lpRect, str);
+}
+
+// The whole zero-terminated text is drawn: counts and advance widths are not
+// consulted, so a CString and its characters draw the same.
+BOOL CDC::PaintTextLine(int x, int y, UINT nOptions, LPCRECT lpRect, const char* text)
+{
     cairo_t* cr = m_pAttached ? m_pAttached : m_pOwnedContext;
     if (!cr) return TRUE;
     if ((nOptions & ETO_OPAQUE) && lpRect) {
@@ -476,11 +496,11 @@ BOOL CDC::ExtTextOut(int x, int y, UINT nOptions, LPCRECT lpRect, LPCTSTR lpszSt
         cairo_fill(cr);
         cairo_restore(cr);
     }
-    if (!lpszString) return TRUE;
+    if (!text) return TRUE;
     const CFont* font = IsReal(m_pSelectedFont) ? m_pSelectedFont : nullptr;
     int ascent = font ? font->m_nAscent : DefaultAscent();
     cairo_save(cr);
-    PangoLayout* layout = MakeLayout(cr, font, lpszString, (int)std::strlen(lpszString));
+    PangoLayout* layout = MakeLayout(cr, font, text, (int)std::strlen(text));
     double baseline = (double)pango_layout_get_baseline(layout) / PANGO_SCALE;
     SetColour(cr, m_crText);
     cairo_move_to(cr, x + m_nOriginX, y + m_nOriginY + ascent - baseline);
@@ -495,15 +515,25 @@ BOOL CDC::TextOut(int x, int y, LPCTSTR lpszString, int)
     return ExtTextOut(x, y, 0, nullptr, lpszString, 0, nullptr);
 }
 
+BOOL CDC::TextOut(int x, int y, const CString& str) { return PaintTextLine(x, y, 0, nullptr, str); }
+
 CSize CDC::GetTextExtent(LPCTSTR lpszString, int nCount) const
 {
-    if (!lpszString) return CSize(0, 0);
-    int len = (int)std::strlen(lpszString);
+    if (IsResourceNumber(lpszString)) return MeasureTextLine(CString(lpszString), nCount);
+    return MeasureTextLine(lpszString, nCount);
+}
+
+CSize CDC::GetTextExtent(const CString& str) const { return MeasureTextLine(str, str.GetLength()); }
+
+CSize CDC::MeasureTextLine(const char* text, int nCount) const
+{
+    if (!text) return CSize(0, 0);
+    int len = (int)std::strlen(text);
     if (nCount >= 0 && nCount < len) len = nCount;
     cairo_t* cr = GetDrawingContext();
     if (!cr) cr = ScratchContext();
     const CFont* font = IsReal(m_pSelectedFont) ? m_pSelectedFont : nullptr;
-    PangoLayout* layout = MakeLayout(cr, font, lpszString, len);
+    PangoLayout* layout = MakeLayout(cr, font, text, len);
     PangoRectangle logical;
     pango_layout_get_extents(layout, nullptr, &logical);
     g_object_unref(layout);

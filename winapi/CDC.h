@@ -4,6 +4,7 @@
 // Cairo image surface (ARGB32, premultiplied); a font is a Pango font
 // description at a whole-point size, where one point is one pixel (72 dpi).
 #include "CObject.h"
+#include "CString.h"
 #include "WinTypes.h"
 
 typedef struct _cairo cairo_t;
@@ -50,7 +51,7 @@ public:
     int m_nPointSize = 0;
     int m_nAscent = 0;
     int m_nHeight = 0;
-    char m_szFaceName[64] = {0};
+    CString m_strFaceName;  // as given at creation
 };
 
 class CPen : public CGdiObject {};
@@ -86,11 +87,16 @@ public:
     // y is the top of the text cell: the baseline lies at y + the font's
     // ascent. The whole zero-terminated UTF-8 text is drawn; count and
     // widths are ignored. ETO_OPAQUE fills rect with the background colour.
+    // A text pointer below 0x10000 is a string resource number (as for
+    // CString), never read as an address.
     BOOL ExtTextOut(int x, int y, UINT nOptions, LPCRECT lpRect, LPCTSTR lpszString, UINT nCount,
                     const int* lpDxWidths);
+    BOOL ExtTextOut(int x, int y, UINT nOptions, LPCRECT lpRect, const CString& str, const int* lpDxWidths);
     BOOL TextOut(int x, int y, LPCTSTR lpszString, int nCount);
+    BOOL TextOut(int x, int y, const CString& str);
     // Layout size of the first nCount bytes (all of them when nCount < 0).
     CSize GetTextExtent(LPCTSTR lpszString, int nCount) const;
+    CSize GetTextExtent(const CString& str) const;
     void FillSolidRect(const RECT& r, COLORREF c);
     void FillSolidRect(int x, int y, int cx, int cy, COLORREF c);
 
@@ -122,6 +128,10 @@ public:
     CFont* m_pSelectedFont = nullptr;
     HGDIOBJ m_hFont = nullptr;
     CBitmap* m_pSelectedBitmap = nullptr;
+
+private:
+    BOOL PaintTextLine(int x, int y, UINT nOptions, LPCRECT lpRect, const char* text);
+    CSize MeasureTextLine(const char* text, int nCount) const;
 };
 
 class CPaintDC : public CDC {

@@ -54,6 +54,7 @@ std::mutex g_ringMutex;
 PostSlot g_ring[256];
 unsigned g_ringIndex = 0;
 uint64_t g_postSeq = 0;
+void (*g_deferredWindowProc)(WPARAM) = nullptr;
 
 void DeliverPost(unsigned slot, uint64_t seq)
 {
@@ -67,8 +68,25 @@ void DeliverPost(unsigned slot, uint64_t seq)
     }
     if (s.target)
         s.target->SendMessage(s.message, s.wParam, s.lParam);
-    // A post without a target (message 0x0404) would ask for a deferred
-    // window; the layer makes none, so there is nothing to run.
+    else if (s.message == WM_DEFERRED_WINDOW && g_deferredWindowProc)
+        g_deferredWindowProc(s.wParam);
+    // Any other post without a target has nowhere to go.
+}
+
+BOOL PostToRing(CWnd* target, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    unsigned slot;
+    uint64_t seq;
+    {
+        std::lock_guard<std::mutex> lock(g_ringMutex);
+        slot = g_ringIndex;
+        seq = ++g_postSeq;
+        g_ring[slot] = PostSlot{target, message, wParam, lParam, seq};
+        g_ringIndex = (g_ringIndex + 1) & 255;
+    }
+    if (message == WM_ACTIVATE) printf("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)target);
+    x11::PostToUiThread([slot, seq] { DeliverPost(slot, seq); });
+    return 0;
 }
 
 void PurgePosts(CWnd* wnd)
@@ -126,6 +144,10 @@ UINT KeyCodeForChar(unsigned char c)
         if (order[i] && (unsigned char)order[i] == c) return i;
     return 0;
 }
+
+// A pointer whose bits above the low 16 are all zero (and not null) names a
+// resource by number; it is never read as text.
+bool IsResourceNumber(const char* p) { return p && (reinterpret_cast<uintptr_t>(p) >> 16) == 0; }
 
 bool Contains(const std::vector<CWnd*>& v, const CWnd* w)
 {
@@ -293,8 +315,13 @@ BOOL CWnd::CreateEx(DWORD dwExStyle, LPCTSTR lpszClassName, LPCTSTR lpszWindowNa
     m_dwStyle = (DWORD)cs.style;
     m_dwExStyle = cs.dwExStyle;
     m_nID = (UINT)(UINT_PTR)cs.hMenu;
-    if (cs.lpszClass) m_className = cs.lpszClass;
-    m_windowText = cs.lpszName ? cs.lpszName : "";
+    // A class given by number (an atom) is kept as "#<number>"; a window
+    // name given by number is that string resource's text.
+    if (IsResourceNumber(cs.lpszClass))
+        m_className.Format("#%u", (unsigned)(uintptr_t)cs.lpszClass);
+    else
+        m_className = cs.lpszClass;
+    m_windowText = CString(cs.lpszName);
 
     x11::View* view = nullptr;
     if (!(m_dwStyle & WS_POPUP) && !(m_dwStyle & 0x8000u)) {
@@ -364,7 +391,9 @@ BOOL CWnd::AdoptHostWindow(void* systemWindow)
     ReleaseHostWindow();
     x11::View* view = x11::AdoptHostWindow((unsigned long)(uintptr_t)systemWindow);
     if (!view) return FALSE;
-    x11::SetClient(view, nullptr);
+    // The anchor hears when the host moves or resizes its window, and when
+    // the display connection dies.
+    x11::SetClient(view, this);
     m_hWnd = reinterpret_cast<HWND>(view);
     SetBounds();
     return TRUE;
@@ -404,18 +433,28 @@ LRESULT CWnd::SendMessage(UINT message, WPARAM wParam, LPARAM lParam)
 
 BOOL CWnd::PostMessage(UINT message, WPARAM wParam, LPARAM lParam)
 {
-    unsigned slot;
-    uint64_t seq;
-    {
-        std::lock_guard<std::mutex> lock(g_ringMutex);
-        slot = g_ringIndex;
-        seq = ++g_postSeq;
-        g_ring[slot] = PostSlot{this, message, wParam, lParam, seq};
-        g_ringIndex = (g_ringIndex + 1) & 255;
+    return PostToRing(this, message, wParam, lParam);
+}
+
+BOOL PostMessage(HWND hWnd, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    CWnd* target = nullptr;
+    if (hWnd) {
+        target = CWnd::FromHandle(hWnd);
+        if (!target) return FALSE;
     }
-    if (message == WM_ACTIVATE) printf("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)this);
-    x11::PostToUiThread([slot, seq] { DeliverPost(slot, seq); });
-    return 0;
+    PostToRing(target, message, wParam, lParam);
+    return TRUE;
+}
+
+void AfxSetDeferredWindowProc(void (*proc)(WPARAM)) { g_deferredWindowProc = proc; }
+
+CWnd* CWnd::FromHandle(HWND hWnd)
+{
+    if (!hWnd) return nullptr;
+    for (const CWnd* w : g_liveWindows)
+        if (w->m_hWnd == hWnd) return const_cast<CWnd*>(w);
+    return nullptr;
 }
 
 void CWnd::Invalidate(BOOL) { InvalidateRect(nullptr); }
@@ -504,17 +543,28 @@ BOOL CWnd::SetWindowPos(const CWnd*, int x, int y, int cx, int cy, UINT nFlags)
 
 void CWnd::SetWindowText(LPCTSTR lpszString)
 {
-    m_windowText = lpszString ? lpszString : "";
+    // Built, not assigned: construction reads null as empty and a small
+    // number as a string resource (assignment would read it as an address).
+    m_windowText = CString(lpszString);
     Invalidate();
 }
 
 int CWnd::GetWindowText(LPTSTR buf, int nMaxCount) const
 {
     if (!buf || nMaxCount <= 0) return 0;
-    int n = std::min((int)m_windowText.size(), nMaxCount - 1);
-    std::memcpy(buf, m_windowText.data(), (size_t)n);
+    int n = std::min(m_windowText.GetLength(), nMaxCount - 1);
+    std::memcpy(buf, (const char*)m_windowText, (size_t)n);
     buf[n] = 0;
     return n;
+}
+
+void CWnd::GetWindowText(CString& rString) const
+{
+    // Through the virtual buffer form, so a control that overrides it (an
+    // entry field reporting its scaled value) answers both forms alike.
+    char buf[1024];
+    GetWindowText(buf, sizeof buf);
+    rString = buf;
 }
 
 int CWnd::GetDlgItemText(int nID, LPTSTR lpStr, int nMaxCount) const
@@ -525,6 +575,19 @@ int CWnd::GetDlgItemText(int nID, LPTSTR lpStr, int nMaxCount) const
         return 0;
     }
     return item->GetWindowText(lpStr, nMaxCount);
+}
+
+int CWnd::GetDlgItemText(int nID, CString& rString) const
+{
+    char buf[1024];
+    int n = GetDlgItemText(nID, buf, sizeof buf);
+    rString = buf;
+    return n;
+}
+
+void CWnd::SetDlgItemText(int nID, LPCTSTR lpszString)
+{
+    if (CWnd* item = GetDlgItem(nID)) item->SetWindowText(lpszString);
 }
 
 void CWnd::SetFont(CFont* pFont, BOOL bRedraw)
@@ -792,7 +855,11 @@ BOOL CWnd::OnEraseBkgnd(CDC*) { return FALSE; }
 
 void CWnd::OnViewEvent(const x11::ViewEvent& ev)
 {
-    g_modifierFlags = TranslateModifiers(ev.modifiers);
+    // Input events carry the modifier state; size and loss notices do not,
+    // and must not clear what the last input left.
+    if (ev.type == x11::ViewEvent::kButtonDown || ev.type == x11::ViewEvent::kButtonUp ||
+        ev.type == x11::ViewEvent::kMotion || ev.type == x11::ViewEvent::kKey)
+        g_modifierFlags = TranslateModifiers(ev.modifiers);
     LPARAM pt = MAKELPARAM(ev.x, ev.y);
     switch (ev.type) {
     case x11::ViewEvent::kButtonDown:
@@ -813,7 +880,21 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         SendMessage(WM_MOUSEMOVE, 0, pt);
         break;
     case x11::ViewEvent::kSize:
+        if (m_bBoundsKnown) {
+            // The host's window: its new frame, read as SetBounds reads it
+            // (width and height go into right and bottom as they are).
+            m_rect = CRect(ev.x, ev.y, ev.width, ev.height);
+        }
         SendMessage(WM_SIZE, 0, (LPARAM)(uint32_t)((ev.width & 0xFFFF) | ((uint32_t)ev.height << 16)));
+        break;
+    case x11::ViewEvent::kGone:
+        // The X server went away: the windows are gone, so the objects are
+        // destroyed as their windows would be (WM_DESTROY, timers stopped);
+        // the objects themselves stay for their owners to delete.
+        if (m_bBoundsKnown)
+            ReleaseHostWindow();
+        else
+            DestroyWindow();
         break;
     case x11::ViewEvent::kKey: {
         UINT code = 0, ch = 0;
@@ -864,8 +945,8 @@ CWinThread::CWinThread() : m_nThreadID(std::this_thread::get_id()) {}
 CWinApp::CWinApp(LPCTSTR lpszAppName)
 {
     if (lpszAppName) {
-        m_name = lpszAppName;
-        m_pszAppName = m_name.c_str();
+        m_name = CString(lpszAppName);
+        m_pszAppName = m_name;
     }
     g_app = this;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "CCmdTarget.h"
+#include "CString.h"
 #include "WinTypes.h"
 #include "x11/X11Bridge.h"
 
@@ -104,6 +105,8 @@ public:
 
     // --- tree
     HWND GetSafeHwnd() const { return m_hWnd; }
+    // The window object a handle belongs to, or null.
+    static CWnd* FromHandle(HWND hWnd);
     CWnd* GetParent() const { return m_pParentWnd; }
     CWnd* GetDlgItem(int nID) const;
     int GetDlgCtrlID() const { return (int)m_nID; }
@@ -112,12 +115,20 @@ public:
     const std::vector<CWnd*>& GetChildren() const { return m_children; }
 
     // --- text and font (the window name given at creation, or set later)
-    void SetWindowText(LPCTSTR lpszString);
-    int GetWindowText(LPTSTR lpszStringBuf, int nMaxCount) const;
-    int GetWindowTextLength() const { return (int)m_windowText.size(); }
-    // A child's text, up to nMaxCount - 1 bytes (1024 when the text goes into
-    // a string object); 0 when there is no such child.
+    // A pointer value below 0x10000 is a string resource number, as for
+    // CString: the resource's text is set. Controls override the two
+    // virtual forms (bring the others into scope with a using-declaration);
+    // the string-object form reads through the virtual buffer form.
+    virtual void SetWindowText(LPCTSTR lpszString);
+    virtual int GetWindowText(LPTSTR lpszStringBuf, int nMaxCount) const;
+    void GetWindowText(CString& rString) const;
+    int GetWindowTextLength() const { return m_windowText.GetLength(); }
+    // A child's text, up to nMaxCount - 1 bytes; 0 (and an empty text) when
+    // there is no such child.
     int GetDlgItemText(int nID, LPTSTR lpStr, int nMaxCount) const;
+    // The same into a string object, up to 1024 bytes; returns the length.
+    int GetDlgItemText(int nID, CString& rString) const;
+    void SetDlgItemText(int nID, LPCTSTR lpszString);
     void SetFont(class CFont* pFont, BOOL bRedraw = TRUE);
     class CFont* GetFont() const { return m_pFont; }
 
@@ -191,10 +202,10 @@ public:
     BOOL m_bCreated = FALSE;
     BOOL m_bVisible = FALSE;
     BOOL m_bBoundsKnown = FALSE;  // the view was adopted from the host
-    std::string m_className;
+    CString m_className;  // empty when created without one
     DWORD m_dwStyle = 0;
     DWORD m_dwExStyle = 0;
-    std::string m_windowText;
+    CString m_windowText;
     class CFont* m_pFont = nullptr;
     void* m_hFont = nullptr;  // the font last selected into a context of this window
     // During painting: the context being painted and the update rectangle.
@@ -228,10 +239,19 @@ public:
     LPCTSTR m_pszAppName = nullptr;
 
 private:
-    std::string m_name;
+    CString m_name;
 };
 
 CWinApp* AfxGetApp();
+
+// Posting by handle. A null handle posts without a target: the deferred-
+// window request (WM_DEFERRED_WINDOW, 0x0404) then runs the procedure set
+// with AfxSetDeferredWindowProc with the first parameter, on the user-
+// interface thread; any other target-less post is dropped. Returns TRUE when
+// queued; an unknown handle posts nothing and returns FALSE. Posting by
+// handle is for the user-interface thread (the handle is looked up at once).
+BOOL PostMessage(HWND hWnd, UINT message, WPARAM wParam, LPARAM lParam);
+void AfxSetDeferredWindowProc(void (*proc)(WPARAM));
 
 BOOL ReleaseCapture();
 CWnd* GetCapture();
@@ -242,6 +262,9 @@ int GetSystemMetrics(int nIndex);
 HCURSOR LoadCursor(HINSTANCE hInstance, LPCTSTR lpCursorName);
 HCURSOR LoadCursor(HINSTANCE hInstance, UINT nID);
 HCURSOR SetCursor(HCURSOR hCursor);
+// Windows are made without registered classes, so the class name handed
+// back is null; it may be kept in a CString (which then reads empty) and
+// given to Create or CreateEx as it is.
 LPCTSTR AfxRegisterWndClass(UINT nClassStyle, HCURSOR hCursor = nullptr, HBRUSH hbrBackground = nullptr,
                             HICON hIcon = nullptr);
 

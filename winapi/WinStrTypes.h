@@ -1,8 +1,7 @@
 #pragma once
-// The basic Windows type names the string and file layer is written
-// against. Kept apart from the window layer's geometry types so either half
-// can be used without the other; the definitions are plain typedefs, so a
-// second identical typedef elsewhere is harmless.
+// The basic Windows type names, each defined once here. The string and file
+// layer needs nothing more; WinTypes.h adds the window layer's handles,
+// geometry and message numbers on top of these.
 #include <cstddef>
 #include <cstdint>
 
@@ -23,7 +22,11 @@ typedef char* LPTSTR;
 typedef const char* LPCTSTR;
 typedef void* LPVOID;
 typedef const void* LPCVOID;
-typedef void* HINSTANCE;
+
+// The module handle handed to LoadString and LoadCursor; never dereferenced
+// (the layer ignores it), so an opaque pointer type keeps the overloads apart.
+struct HINSTANCE__;
+typedef HINSTANCE__* HINSTANCE;
 
 #ifndef TRUE
 #define TRUE 1

@@ -4,35 +4,19 @@
 // above the layer reads as Windows code and compiles without X11 headers.
 #include <cstdint>
 
-typedef int BOOL;
-#ifndef TRUE
-#define TRUE 1
-#endif
-#ifndef FALSE
-#define FALSE 0
-#endif
-typedef unsigned char BYTE;
-typedef unsigned short WORD;
-typedef uint32_t DWORD;
-typedef unsigned int UINT;
-typedef int32_t LONG;
+#include "WinStrTypes.h"
+
 typedef uintptr_t UINT_PTR;
 typedef intptr_t INT_PTR;
 typedef uint64_t WPARAM;
 typedef int64_t LPARAM;
 typedef int64_t LRESULT;
 typedef uint32_t COLORREF;
-typedef const char* LPCTSTR;
-typedef const char* LPCSTR;
-typedef char* LPTSTR;
-typedef void* LPVOID;
 
 // Opaque handles. A window handle is the platform view that backs the
 // window object; the others are values the layer hands back and takes again.
 struct HWND__;
 typedef HWND__* HWND;
-struct HINSTANCE__;
-typedef HINSTANCE__* HINSTANCE;
 struct HCURSOR__;
 typedef HCURSOR__* HCURSOR;
 struct HICON__;

@@ -2,10 +2,18 @@
 // small lookups. No display needed: the windows here are never created.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "CDC.h"
+#include "CFile.h"
+#include "CFileFind.h"
 #include "CWnd.h"
+#include "WinStr.h"
 
 namespace {
 
@@ -96,6 +104,24 @@ public:
 BEGIN_MESSAGE_MAP(CRefusingWnd, CWnd)
     ON_WM_CREATE()
 END_MESSAGE_MAP()
+
+// An entry field that reports its value scaled, as the editor's fields do:
+// it overrides the buffer form of GetWindowText only.
+class CScaledField : public CWnd {
+public:
+    using CWnd::GetWindowText;
+    int GetWindowText(LPTSTR buf, int nMaxCount) const override
+    {
+        char raw[64];
+        CWnd::GetWindowText(raw, sizeof raw);
+        CString scaled;
+        scaled.Format("%d", (int)(atof(raw) * 10));
+        int n = std::min(scaled.GetLength(), nMaxCount - 1);
+        memcpy(buf, (const char*)scaled, (size_t)n);
+        buf[n] = 0;
+        return n;
+    }
+};
 
 }  // namespace
 
@@ -294,8 +320,60 @@ TEST(Windows, SmallLookups)
     EXPECT_EQ(LoadCursor(nullptr, MAKEINTRESOURCE(IDC_ARROW)), arrow);
 
     EXPECT_EQ(AfxRegisterWndClass(8, arrow, nullptr), nullptr);
+    const CString cls = AfxRegisterWndClass(CS_DBLCLKS, arrow, (HBRUSH)GetStockObject(1));
+    EXPECT_TRUE(cls.IsEmpty()) << "kept in a string object, the class name reads empty";
     EXPECT_EQ(GetStockObject(1), nullptr);
     EXPECT_EQ(GetStockObject(5), nullptr);
+}
+
+TEST(Windows, TextGoesInAndOutAsStringObjects)
+{
+    CWnd w;
+    CString text;
+    w.GetWindowText(text);
+    EXPECT_TRUE(text.IsEmpty());
+    w.SetWindowText(CString("12.5"));
+    w.GetWindowText(text);
+    EXPECT_EQ(text, "12.5");
+    EXPECT_EQ(w.GetWindowTextLength(), 4);
+    w.SetWindowText(nullptr);
+    EXPECT_EQ(w.GetWindowTextLength(), 0);
+    // A resource number is looked up, never read as an address (a missing
+    // resource reads as its number).
+    w.SetWindowText(MAKEINTRESOURCE(5000));
+    w.GetWindowText(text);
+    EXPECT_EQ(text, "5000");
+    // Long texts come back whole up to the 1023 characters a string object
+    // takes, and the buffer form stays bounded.
+    w.SetWindowText(CString('7', 3000));
+    w.GetWindowText(text);
+    EXPECT_EQ(text.GetLength(), 1023);
+    char small[4];
+    EXPECT_EQ(w.GetWindowText(small, sizeof small), 3);
+    EXPECT_STREQ(small, "777");
+
+    // The string-object form reads through the control's own buffer form.
+    CScaledField field;
+    field.SetWindowText("1.5");
+    field.GetWindowText(text);
+    EXPECT_EQ(text, "15");
+}
+
+// The window, drawing and file halves of the layer share one class tree
+// and one set of basic types: both halves in one file, objects of either
+// deleted through the common root.
+TEST(Windows, WindowsDrawingAndFilesShareOneClassTree)
+{
+    static_assert(std::is_base_of<CObject, CWnd>::value && std::is_base_of<CObject, CDC>::value &&
+                      std::is_base_of<CObject, CFile>::value && std::is_base_of<CObject, CFileFind>::value,
+                  "one root");
+    std::unique_ptr<CObject> objects[] = {std::make_unique<CWnd>(), std::make_unique<CDC>(),
+                                          std::make_unique<CBitmap>(), std::make_unique<CFile>(),
+                                          std::make_unique<CFileFind>()};
+    HINSTANCE instance = nullptr;
+    char text[16];
+    EXPECT_EQ(LoadString(instance, 5000, text, sizeof text), 4u);
+    EXPECT_EQ(LoadCursor(instance, IDC_ARROW), LoadCursor(nullptr, IDC_ARROW));
 }
 
 TEST(Windows, ApplicationObject)

@@ -5,8 +5,10 @@
 #include <cairo.h>
 
 #include <cstring>
+#include <memory>
 
 #include "CDC.h"
+#include "CString.h"
 #include "CWnd.h"
 #include "test_support.h"
 
@@ -247,7 +249,7 @@ TEST(Fonts, WholePointSizesAndAscentLessTwo)
     EXPECT_TRUE(f12.CreatePointFont(12, "Osaka"));
     EXPECT_TRUE(f9.CreatePointFont(9, "Osaka"));
     EXPECT_EQ(f12.m_nPointSize, 12);
-    EXPECT_STREQ(f12.m_szFaceName, "Osaka");
+    EXPECT_STREQ(f12.m_strFaceName, "Osaka");
     ASSERT_NE(f12.GetSafeHandle(), nullptr) << "a missing face falls back through fontconfig";
     // A 12-point font, not a 1.2-point one: its ascent is most of 12 pixels.
     EXPECT_GE(f12.m_nAscent, 6);
@@ -321,6 +323,59 @@ TEST(Text, JapaneseProgramNamesRender)
     dc.ExtTextOut(2, 2, 0, nullptr, name, 15, nullptr);
     EXPECT_GT(DarkPixels(dc.GetOwnedSurface()), 30);
     EXPECT_GE(dc.GetTextExtent(name, -1).cx, 5 * 9) << "five full-width characters";
+}
+
+// The editor hands its texts over as string objects: they must draw and
+// measure exactly as their characters do, and a string-resource number must
+// never be read as an address.
+TEST(Text, StringObjectsDrawAndMeasureAsTheirCharacters)
+{
+    CFont font;
+    const CString face("Osaka");
+    font.CreatePointFont(12, face);
+    EXPECT_EQ(font.m_strFaceName, face);
+    auto draw = [&](auto&& paint) {
+        auto dc = std::make_unique<CDC>();
+        dc->CreateBitmapDC(120, 30);
+        dc->FillSolidRect(0, 0, 120, 30, RGB(255, 255, 255));
+        dc->SelectObject(&font);
+        paint(*dc);
+        return dc;
+    };
+    auto same = [](CDC& a, CDC& b) {
+        cairo_surface_t* sa = a.GetOwnedSurface();
+        cairo_surface_t* sb = b.GetOwnedSurface();
+        cairo_surface_flush(sa);
+        cairo_surface_flush(sb);
+        size_t bytes = (size_t)cairo_image_surface_get_stride(sa) * (size_t)cairo_image_surface_get_height(sa);
+        return std::memcmp(cairo_image_surface_get_data(sa), cairo_image_surface_get_data(sb), bytes) == 0;
+    };
+    const CString label("-12.0dB");
+    auto chars = draw([&](CDC& dc) { dc.ExtTextOut(3, 4, 0, nullptr, "-12.0dB", 7, nullptr); });
+    auto object = draw([&](CDC& dc) { dc.ExtTextOut(3, 4, 0, nullptr, label, nullptr); });
+    auto textOut = draw([&](CDC& dc) { dc.TextOut(3, 4, label); });
+    EXPECT_GT(DarkPixels(chars->GetOwnedSurface()), 10);
+    EXPECT_TRUE(same(*chars, *object));
+    EXPECT_TRUE(same(*chars, *textOut));
+    EXPECT_EQ(object->GetTextExtent(label), object->GetTextExtent("-12.0dB", -1));
+    EXPECT_EQ(object->GetTextExtent(CString()).cx, 0);
+
+    // A missing resource's text is its number: 5000 draws and measures as "5000".
+    LPCTSTR id = reinterpret_cast<LPCTSTR>(uintptr_t{5000});
+    EXPECT_EQ(chars->GetTextExtent(id, -1), chars->GetTextExtent("5000", -1));
+    auto byNumber = draw([&](CDC& dc) { dc.ExtTextOut(3, 4, 0, nullptr, id, 0, nullptr); });
+    auto byText = draw([&](CDC& dc) { dc.TextOut(3, 4, CString("5000")); });
+    EXPECT_TRUE(same(*byNumber, *byText));
+
+    // Face names of any length are kept whole; a resource number is a name too.
+    const CString longFace(CString('x', 100));
+    CFont odd;
+    odd.CreatePointFont(10, longFace);
+    EXPECT_EQ(odd.m_strFaceName.GetLength(), 100);
+    odd.CreatePointFont(10, id);
+    EXPECT_EQ(odd.m_strFaceName, "5000");
+    odd.CreatePointFont(10, nullptr);
+    EXPECT_TRUE(odd.m_strFaceName.IsEmpty());
 }
 
 TEST(Contexts, CreateBitmapDCRejectsEmptySizesAndCreateDCNeedsTheApp)

@@ -84,6 +84,39 @@ TEST(Posting, The257thUndeliveredPostOverwritesTheFirst)
     for (int i = 0; i < 256; ++i) ASSERT_EQ(w.got[i].wp, (WPARAM)(i + 1)) << "position " << i;
 }
 
+std::vector<WPARAM> g_deferred;
+void DeferredWindowProc(WPARAM wp) { g_deferred.push_back(wp); }
+
+TEST(Posting, ByHandleAndWithoutATarget)
+{
+    Drain();
+    CRecWnd w;
+    w.m_hWnd = reinterpret_cast<HWND>(&w);  // stands in for a created window's view
+    EXPECT_EQ(CWnd::FromHandle(w.m_hWnd), &w);
+    EXPECT_TRUE(PostMessage(w.m_hWnd, WM_USER + 7, 1, 2));
+    EXPECT_FALSE(PostMessage(reinterpret_cast<HWND>(&g_deferred), WM_USER, 0, 0)) << "not a window";
+
+    // Without a target only the deferred-window request goes anywhere, and
+    // it shares the ring (and its order) with the other posts.
+    EXPECT_TRUE(PostMessage(nullptr, WM_DEFERRED_WINDOW, 42, 0));
+    AfxPumpMessages(0);  // no procedure when it is delivered: dropped
+    ASSERT_EQ(w.got.size(), 1u);
+    EXPECT_EQ(w.got[0].message, (UINT)WM_USER + 7);
+    EXPECT_EQ(w.got[0].lp, 2);
+    w.got.clear();
+    AfxSetDeferredWindowProc(DeferredWindowProc);
+    PostMessage(nullptr, WM_DEFERRED_WINDOW, 43, 0);
+    PostMessage(nullptr, WM_USER, 44, 0);
+    w.PostMessage(WM_USER + 8, 0, 0);
+    EXPECT_TRUE(g_deferred.empty());
+    AfxPumpMessages(0);
+    EXPECT_EQ(g_deferred, std::vector<WPARAM>{43});
+    ASSERT_EQ(w.got.size(), 1u) << "the target-less WM_USER went nowhere";
+    EXPECT_EQ(w.got[0].message, (UINT)WM_USER + 8);
+    AfxSetDeferredWindowProc(nullptr);
+    w.m_hWnd = nullptr;
+}
+
 TEST(Posting, NothingReachesADeletedWindow)
 {
     Drain();

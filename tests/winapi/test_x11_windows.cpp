@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "CDC.h"
+#include "CString.h"
 #include "CWnd.h"
 #include "test_support.h"
 
@@ -192,9 +193,9 @@ protected:
         XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kParentX + x, kParentY + y, 0);
         XFlush(dpy);
     }
-    void Button(bool down)
+    void Button(bool down, unsigned button = 1)
     {
-        XTestFakeButtonEvent(dpy, 1, down, 0);
+        XTestFakeButtonEvent(dpy, button, down, 0);
         XFlush(dpy);
     }
     void Key(KeySym sym, bool down)
@@ -245,6 +246,23 @@ TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveInIt)
     EXPECT_EQ(anchor.GetDlgItem(100), &panel);
     EXPECT_EQ(ChildCount(parent), 1);
 
+    // The host moves and resizes its window: the anchor follows.
+    XMoveResizeWindow(dpy, parent, kParentX + 5, kParentY + 6, 380, 290);
+    XFlush(dpy);
+    ASSERT_TRUE(PumpUntil([&] {
+        anchor.GetWindowRect(&r);
+        return r == CRect(kParentX + 5, kParentY + 6, 380, 290);
+    }));
+    CRect client;
+    anchor.GetClientRect(&client);
+    EXPECT_EQ(client, CRect(0, 0, 380, 290));
+    XMoveResizeWindow(dpy, parent, kParentX, kParentY, 400, 300);
+    XFlush(dpy);
+    ASSERT_TRUE(PumpUntil([&] {
+        anchor.GetWindowRect(&r);
+        return r == CRect(kParentX, kParentY, 400, 300);
+    }));
+
     // A hidden child (the floating entry window's style) stays unmapped.
     CProbeWnd hidden;
     ASSERT_TRUE(hidden.Create(nullptr, "", 0x44000000, CRect(0, 0, 40, 20), &panel, 7));
@@ -274,6 +292,25 @@ TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveInIt)
     EXPECT_STREQ(text, "12.5");
     EXPECT_EQ(panel.GetDlgItemText(99, text, sizeof text), 0);
     EXPECT_STREQ(text, "");
+    CString str;
+    EXPECT_EQ(panel.GetDlgItemText(7, str), 4);
+    EXPECT_EQ(str, "12.5");
+    panel.SetDlgItemText(7, CString("-3"));
+    EXPECT_EQ(panel.GetDlgItemText(7, str), 2);
+    EXPECT_EQ(str, "-3");
+    EXPECT_EQ(panel.GetDlgItemText(99, str), 0);
+    EXPECT_TRUE(str.IsEmpty());
+
+    // The floating entry's way of creating: a registered class name kept in
+    // a string object, and names given as string objects or by number.
+    const CString cls = AfxRegisterWndClass(CS_DBLCLKS, LoadCursor(nullptr, IDC_ARROW), (HBRUSH)GetStockObject(1));
+    CWnd floating, atom;
+    ASSERT_TRUE(floating.Create(cls, CString("Entry"), 0x44000000, CRect(0, 0, 30, 10), &panel, 8));
+    EXPECT_TRUE(floating.m_className.IsEmpty());
+    EXPECT_EQ(floating.m_windowText, "Entry");
+    ASSERT_TRUE(atom.Create(MAKEINTRESOURCE(32770), MAKEINTRESOURCE(5000), 0x44000000, CRect(0, 0, 30, 10), &panel, 9));
+    EXPECT_EQ(atom.m_className, "#32770");
+    EXPECT_EQ(atom.m_windowText, "5000");
 
     // Nothing queued before destruction reaches a destroyed window.
     panel.PostMessage(WM_USER + 5, 0, 0);
@@ -332,6 +369,34 @@ TEST_F(X11Windows, ClicksArriveAsMessagesAtTheirCoordinates)
     EXPECT_EQ(clicks[4].message, (UINT)WM_LBUTTONDOWN);
     EXPECT_EQ(clicks[4].lp, MAKELPARAM(60, 0)) << "the top edge is y = 0";
 
+    // The right button: its own messages, its own double click, and a
+    // right press right after a left one is not a double click of either.
+    MoveTo(10 + 100, 20 + 30);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_MOUSEMOVE}).back().lp == MAKELPARAM(100, 30); }));
+    size_t mark = panel.got.size();
+    Button(true, 3);
+    Button(false, 3);
+    Button(true, 3);
+    Button(false, 3);
+    Button(true, 1);
+    Button(false, 1);
+    Button(true, 3);
+    Button(false, 3);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_RBUTTONUP}).size() == 3; }));
+    std::vector<Msg> right;
+    for (size_t i = mark; i < panel.got.size(); ++i)
+        if (panel.got[i].message >= WM_LBUTTONDOWN && panel.got[i].message <= WM_RBUTTONDBLCLK &&
+            panel.got[i].message != WM_LBUTTONUP)
+            right.push_back(panel.got[i]);
+    ASSERT_EQ(right.size(), 7u);
+    const UINT expected[] = {WM_RBUTTONDOWN, WM_RBUTTONUP, WM_RBUTTONDBLCLK, WM_RBUTTONUP,
+                             WM_LBUTTONDOWN, WM_RBUTTONDOWN, WM_RBUTTONUP};
+    for (size_t i = 0; i < right.size(); ++i) {
+        EXPECT_EQ(right[i].message, expected[i]) << "message " << i;
+        EXPECT_EQ(right[i].lp, MAKELPARAM(100, 30));
+        EXPECT_EQ(right[i].wp, 0u);
+    }
+
     // Modifiers of the latest event feed GetKeyState; Control never shows.
     Key(XK_Shift_L, true);
     Key(XK_Control_L, true);
@@ -339,6 +404,11 @@ TEST_F(X11Windows, ClicksArriveAsMessagesAtTheirCoordinates)
     ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_MOUSEMOVE}).back().lp == MAKELPARAM(61, 1); }));
     EXPECT_EQ(GetKeyState(VK_SHIFT), 0xFFFF8000u);
     EXPECT_EQ(GetKeyState(VK_CONTROL), 0u);
+    // A resize in between carries no modifiers and clears none.
+    XResizeWindow(dpy, (Window)x11::WindowId(reinterpret_cast<x11::View*>(panel.m_hWnd)), 201, 150);
+    XFlush(dpy);
+    ASSERT_TRUE(PumpUntil([&] { return panel.Of({WM_SIZE}).back().lp == MAKELPARAM(201, 150); }));
+    EXPECT_EQ(GetKeyState(VK_SHIFT), 0xFFFF8000u);
     Key(XK_Control_L, false);
     Key(XK_Shift_L, false);
     MoveTo(10 + 62, 20 + 1);

@@ -35,6 +35,13 @@ constexpr int kMultiClickDistance = 4;
 
 struct Connection {
     Display* dpy = nullptr;
+    uint64_t serial = 0;  // tells connections apart even when an address is reused
+    // The X server connection itself died (I/O error). From then on the
+    // display is never asked to send or receive anything again; only
+    // client-side clean-up (freeing, XCloseDisplay) still runs.
+    bool broken = false;
+    bool goneReported = false;  // the views were told once
+    View* adopted = nullptr;    // the host's window, when one was adopted
     int views = 0;
     cairo_device_t* device = nullptr;
     std::map<Window, View*> byWindow;
@@ -53,20 +60,100 @@ struct Connection {
 };
 
 std::vector<Connection*> g_conns;
+// The list above is read and changed on the user-interface thread; the one
+// reader elsewhere is the process-wide I/O error handler, which a host
+// thread may run for the host's own display. Changes to the list and that
+// reader hold this lock.
+std::mutex g_connsMutex;
 std::unordered_set<const View*> g_liveViews;
-
-bool IsLive(Display* d)
-{
-    for (Connection* c : g_conns)
-        if (c->dpy == d) return true;
-    return false;
-}
+uint64_t g_connSerial = 0;
+int g_lostConnections = 0;
 
 Connection* FindConn(Display* d)
 {
     for (Connection* c : g_conns)
         if (c->dpy == d) return c;
     return nullptr;
+}
+
+Connection* FindConnBySerial(uint64_t serial)
+{
+    for (Connection* c : g_conns)
+        if (c->serial == serial) return c;
+    return nullptr;
+}
+
+// One of ours and still talking to its server.
+bool IsLive(Display* d)
+{
+    Connection* c = FindConn(d);
+    return c && !c->broken;
+}
+
+bool Usable(const Connection* c) { return c && c->dpy && !c->broken; }
+
+// --- a dying X server ------------------------------------------------------
+// When the connection itself fails (the server exits or is killed), Xlib
+// calls the process-wide I/O error handler and then the display's exit
+// handler, and both of Xlib's defaults end the process. For our own
+// connections both only mark the connection broken and return; the pump
+// then tells the views they are gone and the layer closes the display.
+// The I/O handler is installed while we have a connection, and hands the
+// host's own displays to whatever handler the host had.
+XIOErrorHandler g_prevIOHandler = nullptr;
+bool g_ioHandlerInstalled = false;
+
+void MarkBroken(Connection* c)
+{
+    if (!c->broken) ++g_lostConnections;
+    c->broken = true;
+}
+
+void ForgetConnection(Connection* c)
+{
+    std::lock_guard<std::mutex> lock(g_connsMutex);
+    g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+}
+
+int IOErrorHandler(Display* d)
+{
+    Connection* ours;
+    {
+        std::lock_guard<std::mutex> lock(g_connsMutex);
+        ours = FindConn(d);
+    }
+    if (ours) {
+        // Our displays are only used on the user-interface thread, so this
+        // runs there too.
+        MarkBroken(ours);
+        return 0;
+    }
+    if (g_prevIOHandler && g_prevIOHandler != IOErrorHandler) return g_prevIOHandler(d);
+    return 0;
+}
+
+void IOErrorExit(Display* d, void*)
+{
+    // Returning instead of exiting: every later call on d fails quietly.
+    if (Connection* c = FindConn(d)) MarkBroken(c);
+}
+
+void HoldIOHandler()
+{
+    if (g_ioHandlerInstalled) return;
+    g_prevIOHandler = XSetIOErrorHandler(IOErrorHandler);
+    g_ioHandlerInstalled = true;
+}
+
+// After the last connection: put the previous handler back, unless someone
+// installed another one after ours (theirs then stays).
+void DropIOHandlerIfUnused()
+{
+    if (!g_ioHandlerInstalled || !g_conns.empty()) return;
+    XIOErrorHandler current = XSetIOErrorHandler(g_prevIOHandler);
+    if (current != IOErrorHandler) XSetIOErrorHandler(current);
+    g_prevIOHandler = nullptr;
+    g_ioHandlerInstalled = false;
 }
 
 // --- X error handling -------------------------------------------------------
@@ -137,6 +224,7 @@ struct View {
     Window win = None;
     bool adopted = false;
     ViewClient* client = nullptr;
+    int x = 0, y = 0;  // kept for the adopted window only
     int w = 0, h = 0;
     bool shown = false;
     Visual* visual = nullptr;
@@ -266,7 +354,7 @@ void Paint(View* v)
     Rect r = v->damage;
     v->damaged = false;
     // An unmapped window is painted when it is shown (Expose brings it back).
-    if (!v->client || !v->shown || !EnsureSurfaces(v)) return;
+    if (!v->client || !v->shown || !Usable(v->conn) || !EnsureSurfaces(v)) return;
     cairo_surface_t* back = v->back;
     cairo_t* cr = cairo_create(back);  // holds its own reference to the buffer
     cairo_rectangle(cr, r.left, r.top, r.right - r.left, r.bottom - r.top);
@@ -294,7 +382,8 @@ unsigned Modifiers(unsigned state)
 View* Lookup(Connection* c, Window w)
 {
     auto it = c->byWindow.find(w);
-    return it == c->byWindow.end() ? nullptr : it->second;
+    if (it != c->byWindow.end()) return it->second;
+    return c->adopted && c->adopted->win == w ? c->adopted : nullptr;
 }
 
 void Dispatch(Connection* c, XEvent& ev)
@@ -308,6 +397,21 @@ void Dispatch(Connection* c, XEvent& ev)
                           ev.xexpose.y + ev.xexpose.height});
         return;
     case ConfigureNotify:
+        if (v->adopted) {
+            // The host moved or resized its window: the anchor reads its
+            // new bounds (we draw nothing into the host's window itself).
+            // A window manager's synthetic notice gives root coordinates;
+            // only the size is taken from it.
+            int nx = ev.xconfigure.send_event ? v->x : ev.xconfigure.x;
+            int ny = ev.xconfigure.send_event ? v->y : ev.xconfigure.y;
+            if (nx == v->x && ny == v->y && ev.xconfigure.width == v->w && ev.xconfigure.height == v->h) return;
+            v->x = out.x = nx;
+            v->y = out.y = ny;
+            v->w = out.width = ev.xconfigure.width;
+            v->h = out.height = ev.xconfigure.height;
+            out.type = ViewEvent::kSize;
+            break;
+        }
         if (ev.xconfigure.width == v->w && ev.xconfigure.height == v->h) return;
         v->w = ev.xconfigure.width;
         v->h = ev.xconfigure.height;
@@ -408,37 +512,50 @@ View* AdoptHostWindow(unsigned long xid)
     fcntl(ConnectionNumber(d), F_SETFD, FD_CLOEXEC);  // never leak into programs the host starts
     auto* c = new Connection;
     c->dpy = d;
-    g_conns.push_back(c);
+    c->serial = ++g_connSerial;
+    {
+        std::lock_guard<std::mutex> lock(g_connsMutex);
+        g_conns.push_back(c);
+    }
+    HoldIOHandler();
+    XSetIOErrorExitHandler(d, IOErrorExit, nullptr);
     XWindowAttributes a;
     Status ok;
     int before = c->errors;
     {
         ErrorTrap trap(d);
         ok = XGetWindowAttributes(d, (Window)xid, &a);
+        // Our own selection on the host's window (the host's is untouched):
+        // we learn when the host moves or resizes it.
+        if (ok) XSelectInput(d, (Window)xid, StructureNotifyMask);
     }
-    if (!ok || c->errors != before) {
-        g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+    if (!ok || c->errors != before || c->broken) {
+        ForgetConnection(c);
         XCloseDisplay(d);
         delete c;
+        DropIOHandlerIfUnused();
         return nullptr;
     }
     auto* v = new View;
     v->conn = c;
     v->win = (Window)xid;
     v->adopted = true;
+    v->x = a.x;
+    v->y = a.y;
     v->w = a.width;
     v->h = a.height;
     v->visual = a.visual;
     v->depth = a.depth;
     v->shown = a.map_state != IsUnmapped;
     c->views = 1;
+    c->adopted = v;
     g_liveViews.insert(v);
     return v;
 }
 
 View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible)
 {
-    if (!parent) return nullptr;
+    if (!parent || !Usable(parent->conn)) return nullptr;
     Connection* c = parent->conn;
     Display* d = c->dpy;
     ErrorTrap trap(d);
@@ -451,6 +568,7 @@ View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int
     Window win = XCreateWindow(d, parent->win, x, y, std::max(w, 1), std::max(h, 1), 0, CopyFromParent,
                                InputOutput, CopyFromParent, CWBackPixmap | CWBitGravity | CWEventMask, &a);
     XSync(d, False);
+    if (c->broken) return nullptr;  // the server went away meanwhile
     if (win == None || c->errors != before) {
         if (win != None) XDestroyWindow(d, win);
         return nullptr;
@@ -479,9 +597,13 @@ void GiveBackKeyboardFocus(View* v)
     if (!v) return;
     Connection* c = v->conn;
     if (c->focusView != v) return;
-    ErrorTrap trap(c->dpy);
     c->focusView = nullptr;
     v->eventMask &= ~KeyPressMask;
+    if (c->broken) {
+        c->haveSavedFocus = false;
+        return;
+    }
+    ErrorTrap trap(c->dpy);
     XSelectInput(c->dpy, v->win, v->eventMask);
     if (c->haveSavedFocus) {
         // The host's window may be gone by now; the trap swallows BadWindow.
@@ -492,7 +614,7 @@ void GiveBackKeyboardFocus(View* v)
 
 void TakeKeyboardFocus(View* v)
 {
-    if (!v || v->adopted) return;
+    if (!v || v->adopted || !Usable(v->conn)) return;
     Connection* c = v->conn;
     ErrorTrap trap(c->dpy);
     if (!c->haveSavedFocus) {
@@ -533,21 +655,26 @@ void DestroyView(View* v)
         }
         if (!v->adopted) {
             c->byWindow.erase(v->win);
-            XDestroyWindow(d, v->win);
+            if (!c->broken) XDestroyWindow(d, v->win);
+        } else if (c->adopted == v) {
+            c->adopted = nullptr;
         }
         g_liveViews.erase(v);
         delete v;
         if (last) {
+            // On a broken connection these only free client memory: Xlib
+            // sends nothing once the connection has failed.
             for (auto& kv : c->cursors) XFreeCursor(d, kv.second);
             c->cursors.clear();
-            XSync(d, False);
+            if (!c->broken) XSync(d, False);
             XCloseDisplay(d);
             c->dpy = nullptr;
         }
     }
     if (last) {
-        g_conns.erase(std::find(g_conns.begin(), g_conns.end(), c));
+        ForgetConnection(c);
         delete c;
+        DropIOHandlerIfUnused();
     }
 }
 
@@ -562,7 +689,7 @@ unsigned long WindowId(const View* v) { return v ? v->win : 0; }
 
 bool GetGeometry(View* v, int& x, int& y, int& w, int& h)
 {
-    if (!v) return false;
+    if (!v || !Usable(v->conn)) return false;
     Connection* c = v->conn;
     ErrorTrap trap(c->dpy);
     int before = c->errors;
@@ -571,12 +698,14 @@ bool GetGeometry(View* v, int& x, int& y, int& w, int& h)
     unsigned gw = 0, gh = 0, bw = 0, depth = 0;
     Status ok = XGetGeometry(c->dpy, v->win, &root, &gx, &gy, &gw, &gh, &bw, &depth);
     XSync(c->dpy, False);
-    if (!ok || c->errors != before) return false;
+    if (!ok || c->errors != before || c->broken) return false;
     x = gx;
     y = gy;
     w = (int)gw;
     h = (int)gh;
     if (v->adopted) {
+        v->x = x;
+        v->y = y;
         v->w = w;
         v->h = h;
     }
@@ -586,8 +715,10 @@ bool GetGeometry(View* v, int& x, int& y, int& w, int& h)
 void MoveView(View* v, int x, int y, int w, int h)
 {
     if (!v || v->adopted) return;
-    ErrorTrap trap(v->conn->dpy);
-    XMoveResizeWindow(v->conn->dpy, v->win, x, y, std::max(w, 1), std::max(h, 1));
+    if (Usable(v->conn)) {
+        ErrorTrap trap(v->conn->dpy);
+        XMoveResizeWindow(v->conn->dpy, v->win, x, y, std::max(w, 1), std::max(h, 1));
+    }
     if (w != v->w || h != v->h) {
         v->w = w;
         v->h = h;
@@ -599,6 +730,10 @@ void MoveView(View* v, int x, int y, int w, int h)
 void ShowView(View* v, bool show)
 {
     if (!v || v->adopted || v->shown == show) return;
+    if (!Usable(v->conn)) {
+        v->shown = show;
+        return;
+    }
     ErrorTrap trap(v->conn->dpy);
     if (show) {
         XMapWindow(v->conn->dpy, v->win);
@@ -620,13 +755,17 @@ void InvalidateView(View* v, const Rect* r)
 void UpdateView(View* v)
 {
     if (!v || !v->damaged) return;
+    if (!Usable(v->conn)) {
+        v->damaged = false;
+        return;
+    }
     ErrorTrap trap(v->conn->dpy);
     Paint(v);
 }
 
 cairo_t* BeginDirectDraw(View* v)
 {
-    if (!v) return nullptr;
+    if (!v || !Usable(v->conn)) return nullptr;
     {
         ErrorTrap trap(v->conn->dpy);
         if (!EnsureSurfaces(v)) return nullptr;
@@ -638,7 +777,7 @@ void EndDirectDraw(View* v, cairo_t* cr)
 {
     if (!cr) return;
     cairo_destroy(cr);
-    if (!v || !v->back) return;
+    if (!v || !v->back || !Usable(v->conn)) return;
     ErrorTrap trap(v->conn->dpy);
     cairo_surface_flush(v->back);
     Present(v, Rect{0, 0, v->w, v->h});
@@ -646,7 +785,7 @@ void EndDirectDraw(View* v, cairo_t* cr)
 
 void SetViewCursor(View* v, unsigned shape)
 {
-    if (!v || v->adopted) return;
+    if (!v || v->adopted || !Usable(v->conn)) return;
     Connection* c = v->conn;
     ErrorTrap trap(c->dpy);
     if (shape == 0) {
@@ -661,8 +800,9 @@ void SetViewCursor(View* v, unsigned shape)
 bool ScreenSize(int& width, int& height)
 {
     static int cachedW = 0, cachedH = 0;
-    if (!g_conns.empty()) {
-        Display* d = g_conns.front()->dpy;
+    auto live = std::find_if(g_conns.begin(), g_conns.end(), [](const Connection* c) { return Usable(c); });
+    if (live != g_conns.end()) {
+        Display* d = (*live)->dpy;
         cachedW = DisplayWidth(d, DefaultScreen(d));
         cachedH = DisplayHeight(d, DefaultScreen(d));
     } else if (cachedW == 0) {
@@ -679,7 +819,11 @@ bool ScreenSize(int& width, int& height)
 
 int ErrorCount(const View* v) { return v ? v->conn->errors : 0; }
 
+bool IsConnectionBroken(const View* v) { return v && v->conn->broken; }
+
 int OpenConnectionCount() { return (int)g_conns.size(); }
+
+int LostConnectionCount() { return g_lostConnections; }
 
 // --- queue, pump and timers ----------------------------------------------------
 
@@ -703,11 +847,47 @@ bool SomethingReady()
         if (!g_queue.empty()) return true;
     }
     for (Connection* c : g_conns) {
+        if (c->broken) {
+            if (!c->goneReported) return true;
+            continue;
+        }
         if (XPending(c->dpy)) return true;
         for (auto& kv : c->byWindow)
             if (kv.second->damaged) return true;
     }
     return false;
+}
+
+// Tells every view of a connection whose server went away that it is gone,
+// once: child windows first, the adopted host window last. The clients
+// destroy their windows, and the last view to go closes the display.
+int ReportLostConnections()
+{
+    std::vector<uint64_t> lost;
+    for (Connection* c : g_conns)
+        if (c->broken && !c->goneReported) {
+            c->goneReported = true;
+            lost.push_back(c->serial);
+        }
+    int told = 0;
+    for (uint64_t serial : lost) {
+        std::vector<Window> windows;
+        if (Connection* c = FindConnBySerial(serial)) {
+            for (auto& kv : c->byWindow) windows.push_back(kv.first);
+            if (c->adopted) windows.push_back(c->adopted->win);
+        }
+        for (Window w : windows) {
+            Connection* c = FindConnBySerial(serial);
+            if (!c) break;  // the last view went and took the connection along
+            View* v = Lookup(c, w);
+            if (!v || !v->client) continue;
+            ViewEvent gone;
+            gone.type = ViewEvent::kGone;
+            v->client->OnViewEvent(gone);
+            ++told;
+        }
+    }
+    return told;
 }
 
 void WaitForSomething(int timeoutMs)
@@ -719,6 +899,7 @@ void WaitForSomething(int timeoutMs)
         if (g_wakeFd >= 0) fds.push_back(pollfd{g_wakeFd, POLLIN, 0});
     }
     for (Connection* c : g_conns) {
+        if (c->broken) continue;  // its socket would report hang-up for ever
         XFlush(c->dpy);
         fds.push_back(pollfd{ConnectionNumber(c->dpy), POLLIN, 0});
     }
@@ -737,15 +918,19 @@ int PumpEvents(int timeoutMs)
     std::vector<Display*> displays;
     for (Connection* c : g_conns) displays.push_back(c->dpy);
     for (Display* d : displays) {
+        if (!IsLive(d)) continue;
         ErrorTrap trap(d);
+        // XPending is what notices a dead server; XNextEvent is only asked
+        // for an event already queued (on a broken display it would crash).
         while (Connection* c = FindConn(d)) {
-            if (!XPending(d)) break;
+            if (c->broken || !XPending(d)) break;
             XEvent ev;
             XNextEvent(d, &ev);
             ++handled;
             Dispatch(c, ev);
         }
     }
+    handled += ReportLostConnections();
 
     // Work queued by timers and posts. Items queued while these run wait for
     // the next pump, so a handler that posts to itself cannot starve the host.

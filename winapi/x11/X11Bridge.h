@@ -33,14 +33,16 @@ enum Modifier : unsigned {
 };
 
 struct ViewEvent {
-    enum Type { kButtonDown, kButtonUp, kMotion, kKey, kSize, kFocusOut } type = kMotion;
+    // kGone: the window no longer exists for us (its X server connection
+    // died); the client should let go of it. Sent once, by the pump.
+    enum Type { kButtonDown, kButtonUp, kMotion, kKey, kSize, kFocusOut, kGone } type = kMotion;
     int x = 0, y = 0;        // top-left coordinates inside the view
     int button = 0;          // 1 left, 2 middle, 3 right
     int clickCount = 0;      // ButtonDown: 1, 2, 3 ... from server timestamps
     unsigned modifiers = 0;  // Modifier bits at the time of the event
     unsigned long keysym = 0;
     char text[8] = {0};      // Key: the characters XLookupString produced
-    int width = 0, height = 0;  // Size
+    int width = 0, height = 0;  // Size (for the adopted window also x, y: its position in its parent)
 };
 
 class ViewClient {
@@ -58,7 +60,13 @@ class View;
 
 // Wrap a window owned by the host (its X11 id) as the root of a window tree.
 // Opens a new Display connection for this tree; null when no display can be
-// opened or the id is not a window. The host's window is never changed.
+// opened or the id is not a window. The host's window is never changed; its
+// client (SetClient) receives kSize when the host moves or resizes it.
+//
+// If the X server connection dies, Xlib's fatal I/O error path is caught for
+// this connection (the host's own displays keep whatever handler the host
+// installed): the connection is marked broken, nothing more is sent on it,
+// and the next pump sends kGone to its views.
 View* AdoptHostWindow(unsigned long xid);
 // A child X11 window inside parent, on parent's connection.
 View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible);
@@ -94,8 +102,12 @@ void SetViewCursor(View* v, unsigned shape);
 bool ScreenSize(int& width, int& height);
 // Number of X errors caught on v's connection since it was opened.
 int ErrorCount(const View* v);
+// True once v's server connection has died.
+bool IsConnectionBroken(const View* v);
 // Number of open Display connections (tests count leaks with it).
 int OpenConnectionCount();
+// Number of connections lost to a dying server since the process started.
+int LostConnectionCount();
 
 // Thread-safe: queue fn to run on the user-interface thread at the next pump
 // and wake a pump that is waiting.
