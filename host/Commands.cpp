@@ -530,66 +530,53 @@ int RunRender(const Options& o)
 namespace {
 
 // The highest gain of any output between 10 Hz and 24 kHz (or just below
-// fs/2): from the impulse response on a dense logarithmic grid, refined
-// around the best point, which finds even a narrow peak between the band
-// centres; a plug-in that keeps ringing gets stepped sines on a coarser grid.
+// fs/2), from stepped sines: on a logarithmic grid with the band centres,
+// then a golden-section search between the neighbours of the best point.
+// Not from the impulse response: a plug-in may fall into a small limit
+// cycle after a low tone (GraphicEQ's flush of tiny values does at 25 Hz)
+// and such a tail, summed over seconds, would look like a huge peak.
 void PrintPeak(VstPlugin& p)
 {
     const double rate = p.SampleRate();
     const double fLo = 10.0, fHi = std::min(rate / 2 * 0.999, 24000.0);
-    const size_t maxLength = static_cast<size_t>(10.0 * rate);
-    PlaySilence(p, 0.5);
-    const auto h = MeasureImpulseResponse(p, static_cast<size_t>(rate), maxLength, 0.0);
-    bool decayed = true;
-    for (const auto& ch : h)
-        decayed = decayed && ch.size() < maxLength;
     auto gainAt = [&](double f) {
-        double best = -INFINITY;
-        if (decayed) {
-            for (const auto& ch : h)
-                best = std::max(best, std::abs(ResponseAt(ch, f, rate)));
-        } else {
-            for (const auto& g : MeasureSineGain(p, f, 5.0))
-                best = std::max(best, std::abs(g));
-        }
+        double best = 0;
+        p.Suspend();  // a plug-in clears its filter history on resume
+        p.Resume();
+        for (const auto& g : MeasureSineGain(p, f, 5.0))
+            best = std::max(best, std::abs(g));
         return best;
     };
-    const int points = decayed ? 400 : 60;
+    constexpr int kPoints = 67;  // six per octave over 10 Hz .. 24 kHz
     std::vector<double> freqs;
-    for (int k = 0; k < points; ++k)
-        freqs.push_back(fLo * std::pow(fHi / fLo, k / double(points - 1)));
+    for (int k = 0; k < kPoints; ++k)
+        freqs.push_back(fLo * std::pow(fHi / fLo, k / double(kPoints - 1)));
     for (const Band& b : kBands)
         if (b.freq < fHi)
             freqs.push_back(b.freq);
     std::sort(freqs.begin(), freqs.end());
-    size_t at = 0;
-    double peak = -INFINITY;
-    for (size_t k = 0; k < freqs.size(); ++k) {
-        const double g = gainAt(freqs[k]);
-        if (g > peak) {
-            peak = g;
-            at = k;
+    std::vector<double> gains;
+    for (double f : freqs)
+        gains.push_back(gainAt(f));
+    const size_t at = static_cast<size_t>(std::max_element(gains.begin(), gains.end()) - gains.begin());
+    double peak = gains[at], peakHz = freqs[at];
+    // Golden section on log frequency between the neighbours.
+    double lo = std::log(freqs[at > 0 ? at - 1 : 0]), hi = std::log(freqs[std::min(at + 1, freqs.size() - 1)]);
+    const double r = (std::sqrt(5.0) - 1) / 2;
+    double x1 = hi - r * (hi - lo), x2 = lo + r * (hi - lo);
+    double g1 = gainAt(std::exp(x1)), g2 = gainAt(std::exp(x2));
+    for (int i = 0; i < 14 && hi - lo > 1e-5; ++i) {
+        if (g1 >= g2) {
+            hi = x2, x2 = x1, g2 = g1;
+            x1 = hi - r * (hi - lo), g1 = gainAt(std::exp(x1));
+        } else {
+            lo = x1, x1 = x2, g1 = g2;
+            x2 = lo + r * (hi - lo), g2 = gainAt(std::exp(x2));
         }
     }
-    double peakHz = freqs[at];
-    if (decayed) {
-        // Two passes of a finer grid between the neighbours of the best point.
-        double lo = freqs[at > 0 ? at - 1 : 0], hi = freqs[std::min(at + 1, freqs.size() - 1)];
-        for (int pass = 0; pass < 2; ++pass) {
-            const int n = 40;
-            for (int k = 0; k <= n; ++k) {
-                const double f = lo * std::pow(hi / lo, k / double(n));
-                const double g = gainAt(f);
-                if (g > peak) {
-                    peak = g;
-                    peakHz = f;
-                }
-            }
-            const double step = std::pow(hi / lo, 1.0 / n);
-            lo = std::max(fLo, peakHz / step);
-            hi = std::min(fHi, peakHz * step);
-        }
-    }
+    for (const auto& [g, x] : {std::make_pair(g1, x1), std::make_pair(g2, x2)})
+        if (g > peak)
+            peak = g, peakHz = std::exp(x);
     std::fprintf(Results(), "%-8s %10.1f %+9.3f  (highest gain, %g Hz..%g Hz, any output)\n", "peak", peakHz,
                  peak > 0 ? 20.0 * std::log10(peak) : -INFINITY, fLo, std::round(fHi));
 }
@@ -611,6 +598,17 @@ int RunResponse(const Options& o)
         throw HostError(p->Path() + ": the plug-in has no audio outputs");
     const std::string name = p->EffectName();
 
+    // The impulse response for the curve is taken first, from the settled
+    // state: after the stepped sines a plug-in may still carry a small limit
+    // cycle (GraphicEQ's 25 Hz band does, from its flush of tiny values),
+    // which an impulse response several seconds long would sum into false
+    // peaks.
+    const double fHi = std::min(rate / 2 * 0.999, 24000.0);
+    const size_t maxLength = static_cast<size_t>(10.0 * rate);
+    std::vector<std::vector<float>> h;
+    if (!o.png.empty())
+        h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), maxLength, 0.0);
+
     // The band centres: stepped sines, the accurate figures.
     std::fprintf(Results(), "Magnitude response of %s at %g Hz (stepped sines)\n",
                 name.empty() ? p->Path().c_str() : name.c_str(), rate);
@@ -622,6 +620,7 @@ int RunResponse(const Options& o)
     std::fprintf(Results(), "\n");
     auto Db = [](std::complex<double> g) { return std::abs(g) > 0 ? 20.0 * std::log10(std::abs(g)) : -INFINITY; };
     std::vector<Marker> markers;
+    std::vector<std::pair<double, std::vector<std::complex<double>>>> measured;
     for (const Band& b : kBands) {
         std::fprintf(Results(), "%-8s %10.1f", b.name, b.freq);
         if (b.freq >= rate / 2) {
@@ -636,21 +635,29 @@ int RunResponse(const Options& o)
         std::fprintf(Results(), "\n");
         std::fflush(Results());
         markers.push_back({b.freq, Db(g[0]), b.name});
+        measured.push_back({b.freq, g});
     }
     if (o.peak)
         PrintPeak(*p);
 
     if (!o.png.empty()) {
-        // The curve: from the impulse response when it dies away (dense and
-        // quick); a plug-in that keeps ringing or hums after an impulse gets
-        // stepped sines instead.
-        const double fHi = std::min(rate / 2 * 0.999, 24000.0);
-        const size_t maxLength = static_cast<size_t>(10.0 * rate);
-        PlaySilence(*p, 0.5);
-        const auto h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), maxLength, 0.0);
+        // The curve: from the impulse response when it dies away and agrees
+        // with the stepped sines at the band centres (dense and quick); a
+        // plug-in that keeps ringing, hums or falls into a limit cycle after
+        // an impulse gets stepped sines instead.
         bool decayed = true;
         for (const auto& ch : h)
             decayed = decayed && ch.size() < maxLength;
+        bool agrees = decayed;
+        for (const auto& [f, g] : measured)
+            for (int c = 0; agrees && c < outs; ++c)
+                if (Db(g[c]) > -60.0 && std::fabs(Db(ResponseAt(h[c], f, rate)) - Db(g[c])) > 0.1)
+                    agrees = false;
+        const char* why = !decayed ? " (the impulse response does not die away: curve from stepped sines)"
+                          : !agrees ? " (the impulse response disagrees with the stepped sines: curve from "
+                                      "stepped sines)"
+                                    : "";
+        decayed = agrees;
         std::vector<Curve> curves(outs);
         for (int c = 0; c < outs; ++c)
             curves[c].label = ChannelName(c, outs);
@@ -680,8 +687,7 @@ int RunResponse(const Options& o)
         for (const auto& s : o.sets)
             title += ", " + s;
         PlotResponse(o.png, title, curves, markers, fHi);
-        std::fprintf(stderr, "wrote %s%s\n", o.png.c_str(),
-                     decayed ? "" : " (the impulse response does not die away: curve from stepped sines)");
+        std::fprintf(stderr, "wrote %s%s\n", o.png.c_str(), why);
     }
     p->Suspend();
     return 0;
