@@ -104,6 +104,12 @@ std::string IdText(int32_t id)
     return "'" + FourCCToString(id) + "' (" + hex + ")";
 }
 
+// Values outside 0..1 or not numbers are not the plug-in's to see.
+float Normalised(float v)
+{
+    return std::isfinite(v) ? std::min(1.0f, std::max(0.0f, v)) : 0.0f;
+}
+
 }  // namespace
 
 FxBank ParseFxBank(const unsigned char* data, size_t size, const std::string& what)
@@ -260,8 +266,7 @@ void LoadFxBank(VstPlugin& p, const FxBank& b, const std::string& what)
     if (programs == 0 && !b.programs.empty()) {
         // A plug-in without programs takes the first program's values.
         for (size_t k = 0; k < b.programs[0].params.size() && k < static_cast<size_t>(p.NumParams()); ++k)
-            if (std::isfinite(b.programs[0].params[k]))
-                p.SetParam(static_cast<int>(k), b.programs[0].params[k]);
+            p.SetParam(static_cast<int>(k), Normalised(b.programs[0].params[k]));
         return;
     }
     bool noted = false;
@@ -277,12 +282,11 @@ void LoadFxBank(VstPlugin& p, const FxBank& b, const std::string& what)
             noted = true;
         }
         for (size_t k = 0; k < prog.params.size() && k < static_cast<size_t>(p.NumParams()); ++k) {
-            // Values outside 0..1 or not numbers are not the plug-in's to see.
-            const float v = prog.params[k];
-            p.SetParam(static_cast<int>(k), std::isfinite(v) ? std::min(1.0f, std::max(0.0f, v)) : 0.0f);
+            p.SetParam(static_cast<int>(k), Normalised(prog.params[k]));
         }
     }
-    p.SetProgram(b.currentProgram >= 0 && b.currentProgram < programs ? b.currentProgram : 0);
+    if (programs > 0)
+        p.SetProgram(b.currentProgram >= 0 && b.currentProgram < programs ? b.currentProgram : 0);
 }
 
 }  // namespace ghost

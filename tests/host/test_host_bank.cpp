@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -229,9 +230,19 @@ TEST(HostBank, ParameterBankReachesInfoResponseAndTheListing)
     EXPECT_NEAR(Gain1k(r.out), -6.0, 0.01) << r.out;
     EXPECT_NE(r.out.find("\npeak "), std::string::npos) << r.out;
 
+    // A fourth program the plug-in has no room for, and values no plug-in
+    // should see: not a number, and beyond 1.
+    std::vector<Prog> progs = TestPrograms();
+    progs[0].values[0] = std::nanf("");
+    progs[0].values[4] = 7.0f;
+    progs.push_back({"Delta", {0.1f, 0.1f, 0.1f, 0.1f, 0.1f}});
+    WriteText(dir / "p.fxb", ParamBank(kHtEq, 1, progs));
     r = RunHost({"bank", "--plugin", TEST_PLUGIN, dir / "p.fxb"});
     ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.err.find("holds 4 programs, the plug-in has 3; 3 loaded"), std::string::npos) << r.err;
     for (const char* want : {"plug-in HostTestEQ 'HtEq'\nprograms 3, parameters 5\n", "\nprogram 1: Bravo\n",
+                             "    0  Gain      = -24.00 dB      (0.000000)\n",
+                             "    4  Trim      = -6.0 dB        (1.000000)\n",
                              "    1  Peak Gain = 6.0 dB         (0.750000)\n", "\nprogram 2: Charlie\n",
                              "    1  Peak Gain = -6.0 dB        (0.250000)\n", "    3  Bypass    = Off ",
                              "\ncurrent program 1: Bravo\n"})
