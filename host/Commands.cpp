@@ -150,13 +150,15 @@ std::unique_ptr<VstPlugin> LoadWithBank(const std::string& path, double rate, in
 }
 
 // --program, then every --set in order; each setting is reported on stderr.
-void ApplySettings(VstPlugin& p, const Options& o)
+void ApplySettings(VstPlugin& p, const Options& o, bool quiet = false)
 {
     if (o.program >= 0)
         p.SetProgram(o.program);
     PluginParamAccess access(p);
     for (const std::string& assignment : o.sets) {
         const ParamSetting s = ApplySetting(access, assignment);
+        if (quiet)
+            continue;
         std::fprintf(stderr, "set %d \"%s\" = %s%s%s (normalised %.6f)\n", s.index, s.name.c_str(),
                      s.display.c_str(), s.label.empty() ? "" : " ", s.label.c_str(), s.normalised);
         if (!s.note.empty())
@@ -511,8 +513,10 @@ int RunRender(const Options& o)
     auto p = LoadWithBank(PluginPathFor(o), haveIn ? in.rate : (o.rate > 0 ? o.rate : 48000.0), o.block, o);
     if (!haveIn)
         in = TestSignal(p->SampleRate(), std::max(1, std::min(2, p->NumInputs())));
-    ApplySettings(*p, o);
+    // Settings after resume: a plug-in may reset some of them when it starts
+    // (GraphicEQ switches its ON/OFF parameter on in resume).
     p->Resume();
+    ApplySettings(*p, o);
     Audio result;
     {
         Progress bar(static_cast<double>(in.Frames()) > 10.0 * in.rate);
@@ -537,14 +541,17 @@ namespace {
 // Not from the impulse response: a plug-in may fall into a small limit
 // cycle after a low tone (GraphicEQ's flush of tiny values does at 25 Hz)
 // and such a tail, summed over seconds, would look like a huge peak.
-void PrintPeak(VstPlugin& p)
+void PrintPeak(VstPlugin& p, const Options& o)
 {
     const double rate = p.SampleRate();
     const double fLo = 10.0, fHi = std::min(rate / 2 * 0.999, 24000.0);
     auto gainAt = [&](double f) {
         double best = 0;
-        p.Suspend();  // a plug-in clears its filter history on resume
+        // From a clean start: a plug-in clears its filter history on resume
+        // (and may reset parameters there, so the settings are made again).
+        p.Suspend();
         p.Resume();
+        ApplySettings(p, o, true);
         for (const auto& g : MeasureSineGain(p, f, 5.0))
             best = std::max(best, std::abs(g));
         return best;
@@ -591,8 +598,8 @@ int RunResponse(const Options& o)
         throw UsageError("response takes no file arguments (use --plugin and --png)");
     FlushDenormals();
     auto p = LoadWithBank(PluginPathFor(o), o.rate > 0 ? o.rate : 48000.0, o.block, o);
-    ApplySettings(*p, o);
     p->Resume();
+    ApplySettings(*p, o);  // after resume, as in render
     PlaySilence(*p, 0.5);  // parameter smoothing, if the plug-in has any
     const double rate = p->SampleRate();
     const int outs = p->NumOutputs();
@@ -640,7 +647,7 @@ int RunResponse(const Options& o)
         measured.push_back({b.freq, g});
     }
     if (o.peak)
-        PrintPeak(*p);
+        PrintPeak(*p, o);
 
     if (!o.png.empty()) {
         // The curve: from the impulse response when it dies away and agrees

@@ -437,4 +437,33 @@ TEST_F(HostBankGraphicEQ, PeakAndCurveSurviveTheLowBandLimitCycle)
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.err.find("curve from stepped sines"), std::string::npos) << r.err;
 }
+
+TEST_F(HostBankGraphicEQ, SettingsOutliveResume)
+{
+    // GraphicEQ switches itself on in resume; --set ON/OFF=OFF must still
+    // bypass it in render, response and the peak search.
+    ghost::Audio sine;
+    sine.rate = 48000;
+    sine.channels.assign(1, std::vector<float>(24000));
+    for (size_t i = 0; i < sine.channels[0].size(); ++i)
+        sine.channels[0][i] = static_cast<float>(0.25 * std::sin(2 * 3.14159265358979 * 1000.0 * i / 48000.0));
+    ghost::WriteAudioFile(m_dir / "sine.wav", sine, ghost::ChooseOutputFormat(m_dir / "sine.wav", 0, 1, 48000));
+    for (const auto& [onOff, want] : {std::make_pair("ON", -6.0), std::make_pair("OFF", -12.0)}) {
+        const auto r = RunHost({"render", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Output=0", "--set", "Gain 1.0KHz=6",
+                                "--set", std::string("ON/OFF=") + onOff, m_dir / "sine.wav", m_dir / "o.wav"});
+        ASSERT_EQ(r.status, 0) << r.err;
+        const size_t at = r.err.find(", out ");
+        ASSERT_NE(at, std::string::npos) << r.err;
+        EXPECT_NEAR(std::atof(r.err.c_str() + at + 6), want, 0.15) << onOff << "\n" << r.err;
+    }
+    const auto r = RunHost({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 1.0KHz=6", "--set", "ON/OFF=OFF",
+                            "--peak"});
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NEAR(Gain1k(r.out), 0.0, 0.01) << r.out;
+    const size_t at = r.out.find("\npeak ");
+    ASSERT_NE(at, std::string::npos) << r.out;
+    double hz = 0, db = 99;
+    std::sscanf(r.out.c_str() + at + 1, "peak %lf %lf", &hz, &db);
+    EXPECT_NEAR(db, 0.0, 0.01) << r.out;
+}
 #endif
