@@ -6,15 +6,18 @@
 #include <xmmintrin.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <sstream>
 
 #include "Audio.h"
+#include "FxBank.h"
 #include "ParamSet.h"
 #include "Plot.h"
 #include "VstHost.h"
@@ -130,14 +133,32 @@ std::unique_ptr<VstPlugin> Load(const std::string& path, double rate, int block)
     return std::make_unique<VstPlugin>(path, rate, block);
 }
 
+// Loads the plug-in and, with --bank, hands it the bank file right after
+// open, before any --program or --set. The file is read first, so a bad
+// bank is reported without loading anything.
+std::unique_ptr<VstPlugin> LoadWithBank(const std::string& path, double rate, int block, const Options& o)
+{
+    FxBank bank;
+    if (!o.bank.empty())
+        bank = ReadFxBank(o.bank);
+    auto p = Load(path, rate, block);
+    if (!o.bank.empty()) {
+        LoadFxBank(*p, bank, o.bank);
+        std::fprintf(stderr, "bank %s: %s\n", o.bank.c_str(), DescribeFxBank(bank).c_str());
+    }
+    return p;
+}
+
 // --program, then every --set in order; each setting is reported on stderr.
-void ApplySettings(VstPlugin& p, const Options& o)
+void ApplySettings(VstPlugin& p, const Options& o, bool quiet = false)
 {
     if (o.program >= 0)
         p.SetProgram(o.program);
     PluginParamAccess access(p);
     for (const std::string& assignment : o.sets) {
         const ParamSetting s = ApplySetting(access, assignment);
+        if (quiet)
+            continue;
         std::fprintf(stderr, "set %d \"%s\" = %s%s%s (normalised %.6f)\n", s.index, s.name.c_str(),
                      s.display.c_str(), s.label.empty() ? "" : " ", s.label.c_str(), s.normalised);
         if (!s.note.empty())
@@ -210,22 +231,32 @@ std::string UsageText()
 {
     return "usage: graphiceq-host COMMAND [options]\n"
            "\n"
-           "  info [PLUGIN] [--json] [--rate HZ] [--block N]\n"
+           "  info [PLUGIN] [--bank FILE.fxb] [--program N] [--json] [--rate HZ] [--block N]\n"
            "      identity, flags, I/O, parameters (name, display, label, normalised) and programs\n"
-           "  render [--plugin PLUGIN] [--program N] [--set NAME=VALUE]... [--rate HZ] [--block N]\n"
-           "         [IN] OUT\n"
+           "  render [--plugin PLUGIN] [--bank FILE.fxb] [--program N] [--set NAME=VALUE]...\n"
+           "         [--rate HZ] [--block N] [IN] OUT\n"
            "      runs IN (any file libsndfile reads; mono feeds every input) through the plug-in\n"
            "      into OUT (container from OUT's extension, encoding from IN, else float WAV).\n"
            "      Without IN a test signal is generated: 2 s pink noise, 0.25 s silence, 2 s log\n"
            "      sweep 20 Hz..20 kHz at -12 dBFS, 0.25 s silence (--rate, default 48000 Hz).\n"
-           "  response [--plugin PLUGIN] [--program N] [--set NAME=VALUE]... [--rate HZ] [--png FILE]\n"
+           "  response [--plugin PLUGIN] [--bank FILE.fxb] [--program N] [--set NAME=VALUE]...\n"
+           "           [--rate HZ] [--png FILE] [--peak]\n"
            "      measures the magnitude response with a stepped sine at each GraphicEQ band centre\n"
            "      and prints the gains; --png draws the curve (from the impulse response, or from\n"
-           "      stepped sines when the plug-in keeps ringing or humming after an impulse)\n"
+           "      stepped sines when the plug-in keeps ringing or humming after an impulse, or\n"
+           "      its impulse response disagrees with the stepped sines at the band centres)\n"
+           "      --peak also finds the highest gain anywhere from 10 Hz to 24 kHz (or fs/2)\n"
            "  bench PLUGIN... [--rate HZ] [--block N] [--seconds S]\n"
            "      throughput of each plug-in in its default state, measured in the same run:\n"
            "      ns per frame (one sample in every channel) and real-time factor\n"
+           "  bank [--plugin PLUGIN] FILE.fxb [--export OUT.txt]\n"
+           "  bank [--plugin PLUGIN] --program-list [--export OUT.txt]\n"
+           "      lists every program of a bank file (or the plug-in's own bank after open) as\n"
+           "      text: number, name, and each parameter's name, display value, label and\n"
+           "      normalised value, as the plug-in shows them; --export writes it to a file\n"
            "\n"
+           "  --bank FILE.fxb    (info, render, response) hands a VST bank file to the plug-in\n"
+           "                     after open (an opaque chunk bank, or a bank of parameters)\n"
            "  --set NAME=VALUE   the plug-in's parameter name and a value in its display unit,\n"
            "                     e.g. --set \"Gain 1.0KHz=6\" or --set ON/OFF=OFF;\n"
            "                     or INDEX=NORMALISED, e.g. --set 3=0.75\n"
@@ -278,6 +309,14 @@ Options ParseCommandLine(int argc, char** argv, bool* help)
             o.png = value();
         } else if (a == "--json") {
             o.json = true;
+        } else if (a == "--bank") {
+            o.bank = value();
+        } else if (a == "--export") {
+            o.exportPath = value();
+        } else if (a == "--program-list") {
+            o.programList = true;
+        } else if (a == "--peak") {
+            o.peak = true;
         } else if (a.size() > 1 && a[0] == '-' && a != "-") {
             throw UsageError("unknown option " + a);
         } else {
@@ -358,7 +397,8 @@ int RunInfo(const Options& o)
         throw UsageError("info expects one PLUGIN");
     if (path.empty())
         path = DefaultPluginPath();
-    auto p = Load(path, o.rate > 0 ? o.rate : 48000.0, o.block);
+    auto p = LoadWithBank(path, o.rate > 0 ? o.rate : 48000.0, o.block, o);
+    ApplySettings(*p, o);
     AEffect* e = p->Effect();
 
     const std::string name = p->EffectName(), vendor = p->VendorString(), product = p->ProductString();
@@ -470,11 +510,13 @@ int RunRender(const Options& o)
         if (o.rate > 0 && std::fabs(o.rate - in.rate) > 0.5)
             std::fprintf(stderr, "note: --rate ignored, %s plays at %g Hz\n", o.positional[0].c_str(), in.rate);
     }
-    auto p = Load(PluginPathFor(o), haveIn ? in.rate : (o.rate > 0 ? o.rate : 48000.0), o.block);
+    auto p = LoadWithBank(PluginPathFor(o), haveIn ? in.rate : (o.rate > 0 ? o.rate : 48000.0), o.block, o);
     if (!haveIn)
         in = TestSignal(p->SampleRate(), std::max(1, std::min(2, p->NumInputs())));
-    ApplySettings(*p, o);
+    // Settings after resume: a plug-in may reset some of them when it starts
+    // (GraphicEQ switches its ON/OFF parameter on in resume).
     p->Resume();
+    ApplySettings(*p, o);
     Audio result;
     {
         Progress bar(static_cast<double>(in.Frames()) > 10.0 * in.rate);
@@ -491,20 +533,90 @@ int RunRender(const Options& o)
     return 0;
 }
 
+namespace {
+
+// The highest gain of any output between 10 Hz and 24 kHz (or just below
+// fs/2), from stepped sines: on a logarithmic grid with the band centres,
+// then a golden-section search between the neighbours of the best point.
+// Not from the impulse response: a plug-in may fall into a small limit
+// cycle after a low tone (GraphicEQ's flush of tiny values does at 25 Hz)
+// and such a tail, summed over seconds, would look like a huge peak.
+void PrintPeak(VstPlugin& p, const Options& o)
+{
+    const double rate = p.SampleRate();
+    const double fLo = 10.0, fHi = std::min(rate / 2 * 0.999, 24000.0);
+    auto gainAt = [&](double f) {
+        double best = 0;
+        // From a clean start: a plug-in clears its filter history on resume
+        // (and may reset parameters there, so the settings are made again).
+        p.Suspend();
+        p.Resume();
+        ApplySettings(p, o, true);
+        for (const auto& g : MeasureSineGain(p, f, 5.0))
+            best = std::max(best, std::abs(g));
+        return best;
+    };
+    constexpr int kPoints = 67;  // six per octave over 10 Hz .. 24 kHz
+    std::vector<double> freqs;
+    for (int k = 0; k < kPoints; ++k)
+        freqs.push_back(fLo * std::pow(fHi / fLo, k / double(kPoints - 1)));
+    for (const Band& b : kBands)
+        if (b.freq < fHi)
+            freqs.push_back(b.freq);
+    std::sort(freqs.begin(), freqs.end());
+    std::vector<double> gains;
+    for (double f : freqs)
+        gains.push_back(gainAt(f));
+    const size_t at = static_cast<size_t>(std::max_element(gains.begin(), gains.end()) - gains.begin());
+    double peak = gains[at], peakHz = freqs[at];
+    // Golden section on log frequency between the neighbours.
+    double lo = std::log(freqs[at > 0 ? at - 1 : 0]), hi = std::log(freqs[std::min(at + 1, freqs.size() - 1)]);
+    const double r = (std::sqrt(5.0) - 1) / 2;
+    double x1 = hi - r * (hi - lo), x2 = lo + r * (hi - lo);
+    double g1 = gainAt(std::exp(x1)), g2 = gainAt(std::exp(x2));
+    for (int i = 0; i < 14 && hi - lo > 1e-5; ++i) {
+        if (g1 >= g2) {
+            hi = x2, x2 = x1, g2 = g1;
+            x1 = hi - r * (hi - lo), g1 = gainAt(std::exp(x1));
+        } else {
+            lo = x1, x1 = x2, g1 = g2;
+            x2 = lo + r * (hi - lo), g2 = gainAt(std::exp(x2));
+        }
+    }
+    for (const auto& [g, x] : {std::make_pair(g1, x1), std::make_pair(g2, x2)})
+        if (g > peak)
+            peak = g, peakHz = std::exp(x);
+    std::fprintf(Results(), "%-8s %10.1f %+9.3f  (highest gain, %g Hz..%g Hz, any output)\n", "peak", peakHz,
+                 peak > 0 ? 20.0 * std::log10(peak) : -INFINITY, fLo, std::round(fHi));
+}
+
+}  // namespace
+
 int RunResponse(const Options& o)
 {
     if (!o.positional.empty())
         throw UsageError("response takes no file arguments (use --plugin and --png)");
     FlushDenormals();
-    auto p = Load(PluginPathFor(o), o.rate > 0 ? o.rate : 48000.0, o.block);
-    ApplySettings(*p, o);
+    auto p = LoadWithBank(PluginPathFor(o), o.rate > 0 ? o.rate : 48000.0, o.block, o);
     p->Resume();
+    ApplySettings(*p, o);  // after resume, as in render
     PlaySilence(*p, 0.5);  // parameter smoothing, if the plug-in has any
     const double rate = p->SampleRate();
     const int outs = p->NumOutputs();
     if (outs <= 0)
         throw HostError(p->Path() + ": the plug-in has no audio outputs");
     const std::string name = p->EffectName();
+
+    // The impulse response for the curve is taken first, from the settled
+    // state: after the stepped sines a plug-in may still carry a small limit
+    // cycle (GraphicEQ's 25 Hz band does, from its flush of tiny values),
+    // which an impulse response several seconds long would sum into false
+    // peaks.
+    const double fHi = std::min(rate / 2 * 0.999, 24000.0);
+    const size_t maxLength = static_cast<size_t>(10.0 * rate);
+    std::vector<std::vector<float>> h;
+    if (!o.png.empty())
+        h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), maxLength, 0.0);
 
     // The band centres: stepped sines, the accurate figures.
     std::fprintf(Results(), "Magnitude response of %s at %g Hz (stepped sines)\n",
@@ -517,6 +629,7 @@ int RunResponse(const Options& o)
     std::fprintf(Results(), "\n");
     auto Db = [](std::complex<double> g) { return std::abs(g) > 0 ? 20.0 * std::log10(std::abs(g)) : -INFINITY; };
     std::vector<Marker> markers;
+    std::vector<std::pair<double, std::vector<std::complex<double>>>> measured;
     for (const Band& b : kBands) {
         std::fprintf(Results(), "%-8s %10.1f", b.name, b.freq);
         if (b.freq >= rate / 2) {
@@ -531,19 +644,29 @@ int RunResponse(const Options& o)
         std::fprintf(Results(), "\n");
         std::fflush(Results());
         markers.push_back({b.freq, Db(g[0]), b.name});
+        measured.push_back({b.freq, g});
     }
+    if (o.peak)
+        PrintPeak(*p, o);
 
     if (!o.png.empty()) {
-        // The curve: from the impulse response when it dies away (dense and
-        // quick); a plug-in that keeps ringing or hums after an impulse gets
-        // stepped sines instead.
-        const double fHi = std::min(rate / 2 * 0.999, 24000.0);
-        const size_t maxLength = static_cast<size_t>(10.0 * rate);
-        PlaySilence(*p, 0.5);
-        const auto h = MeasureImpulseResponse(*p, static_cast<size_t>(rate), maxLength, 0.0);
+        // The curve: from the impulse response when it dies away and agrees
+        // with the stepped sines at the band centres (dense and quick); a
+        // plug-in that keeps ringing, hums or falls into a limit cycle after
+        // an impulse gets stepped sines instead.
         bool decayed = true;
         for (const auto& ch : h)
             decayed = decayed && ch.size() < maxLength;
+        bool agrees = decayed;
+        for (const auto& [f, g] : measured)
+            for (int c = 0; agrees && c < outs; ++c)
+                if (Db(g[c]) > -60.0 && std::fabs(Db(ResponseAt(h[c], f, rate)) - Db(g[c])) > 0.1)
+                    agrees = false;
+        const char* why = !decayed ? " (the impulse response does not die away: curve from stepped sines)"
+                          : !agrees ? " (the impulse response disagrees with the stepped sines: curve from "
+                                      "stepped sines)"
+                                    : "";
+        decayed = agrees;
         std::vector<Curve> curves(outs);
         for (int c = 0; c < outs; ++c)
             curves[c].label = ChannelName(c, outs);
@@ -573,8 +696,7 @@ int RunResponse(const Options& o)
         for (const auto& s : o.sets)
             title += ", " + s;
         PlotResponse(o.png, title, curves, markers, fHi);
-        std::fprintf(stderr, "wrote %s%s\n", o.png.c_str(),
-                     decayed ? "" : " (the impulse response does not die away: curve from stepped sines)");
+        std::fprintf(stderr, "wrote %s%s\n", o.png.c_str(), why);
     }
     p->Suspend();
     return 0;
@@ -587,8 +709,8 @@ int RunBench(const Options& o)
         paths.insert(paths.begin(), o.plugin);
     if (paths.empty())
         paths.push_back(DefaultPluginPath());
-    if (!o.sets.empty() || o.program >= 0)
-        throw UsageError("bench measures every plug-in in its default state; --set and --program do not apply");
+    if (!o.sets.empty() || o.program >= 0 || !o.bank.empty())
+        throw UsageError("bench measures every plug-in in its default state; --set, --program and --bank do not apply");
     FlushDenormals();
     const double rate = o.rate > 0 ? o.rate : 48000.0;
     const int block = o.block;
@@ -661,6 +783,97 @@ int RunBench(const Options& o)
                     median, v.front(), rtf, e.plugin->Path().c_str());
         e.plugin->Suspend();
     }
+    return 0;
+}
+
+std::string ProgramListing(VstPlugin& p)
+{
+    std::string out;
+    char line[1024];
+    const std::string name = p.EffectName();
+    std::snprintf(line, sizeof line, "plug-in %s '%s'\nprograms %d, parameters %d\n", name.c_str(),
+                  FourCCToString(p.Effect()->uniqueID).c_str(), p.NumPrograms(), p.NumParams());
+    out += line;
+    const int current = p.NumPrograms() > 0 ? p.CurrentProgram() : -1;
+    const bool currentValid = current >= 0 && current < p.NumPrograms();
+
+    std::vector<std::string> names(static_cast<size_t>(p.NumParams()));
+    int width = 4;
+    for (int i = 0; i < p.NumParams(); ++i) {
+        names[static_cast<size_t>(i)] = p.ParamName(i);
+        width = std::max(width, static_cast<int>(std::min<size_t>(names[static_cast<size_t>(i)].size(), 40)));
+    }
+    auto parameters = [&]() {
+        for (int i = 0; i < p.NumParams(); ++i) {
+            const std::string label = p.ParamLabel(i);
+            const std::string shown = p.ParamDisplay(i) + (label.empty() ? "" : " " + label);
+            const float v = p.GetParam(i);
+            std::snprintf(line, sizeof line, "  %3d  %-*s = %-14s (%.6f)\n", i, width,
+                          names[static_cast<size_t>(i)].c_str(), shown.c_str(), std::isfinite(v) ? v : 0.0f);
+            out += line;
+        }
+    };
+    std::string currentName;
+    if (p.NumPrograms() == 0) {
+        out += "\nno programs: the parameters as they stand\n";
+        parameters();
+    }
+    for (int prog = 0; prog < p.NumPrograms(); ++prog) {
+        p.SetProgram(prog);
+        const std::string progName = p.DispatchString(effGetProgramName);
+        if (prog == current)
+            currentName = progName;
+        out += "\nprogram " + std::to_string(prog) + ": " + progName + "\n";
+        parameters();
+    }
+    if (currentValid) {
+        p.SetProgram(current);
+        out += "\ncurrent program " + std::to_string(current) + ": " + currentName + "\n";
+    } else {
+        out += "\ncurrent program " + std::to_string(current) + " (none)\n";
+    }
+    return out;
+}
+
+int RunBank(const Options& o)
+{
+    std::string file = o.bank;
+    if (!o.positional.empty()) {
+        if (o.positional.size() > 1 || !file.empty())
+            throw UsageError("bank expects one FILE.fxb");
+        file = o.positional[0];
+    }
+    if (o.programList == !file.empty())
+        throw UsageError(o.programList ? "bank --program-list lists the plug-in's own bank; give no FILE.fxb"
+                                       : "bank expects FILE.fxb or --program-list");
+    if (!o.sets.empty() || o.program >= 0)
+        throw UsageError("bank lists every program as stored; --set and --program do not apply");
+    Options withBank = o;
+    withBank.bank = file;
+    auto p = LoadWithBank(PluginPathFor(o), o.rate > 0 ? o.rate : 48000.0, o.block, withBank);
+    const std::string text = ProgramListing(*p);
+    if (o.exportPath.empty()) {
+        std::fputs(text.c_str(), Results());
+        return 0;
+    }
+    // Written beside the target and renamed over it: an export that fails
+    // half-way never leaves a truncated listing behind.
+    const std::string tmp = o.exportPath + ".tmp";
+    {
+        std::ofstream out(tmp, std::ios::binary | std::ios::trunc);
+        out << text;
+        out.close();
+        if (!out) {
+            std::remove(tmp.c_str());
+            throw HostError(o.exportPath + ": cannot be written");
+        }
+    }
+    if (std::rename(tmp.c_str(), o.exportPath.c_str()) != 0) {
+        const std::string why = std::strerror(errno);
+        std::remove(tmp.c_str());
+        throw HostError(o.exportPath + ": cannot be written: " + why);
+    }
+    std::fprintf(stderr, "wrote %s: %d programs\n", o.exportPath.c_str(), p->NumPrograms());
     return 0;
 }
 

@@ -26,6 +26,10 @@ struct Options {
     double seconds = 10;                // --seconds (bench)
     std::string png;                    // --png (response)
     bool json = false;                  // --json (info)
+    std::string bank;                   // --bank FILE.fxb (info, render, response, bank)
+    std::string exportPath;             // --export (bank)
+    bool programList = false;           // --program-list (bank)
+    bool peak = false;                  // --peak (response)
 };
 
 // Plug-ins may print to standard output (trace lines, debugging). The host
@@ -48,6 +52,14 @@ int RunInfo(const Options& o);
 int RunRender(const Options& o);
 int RunResponse(const Options& o);
 int RunBench(const Options& o);
+int RunBank(const Options& o);
+
+// Every program of the plug-in as text: its number and name, then each
+// parameter's index, name, display value, label and normalised value, one
+// block per program, and the current program. Leaves the plug-in on the
+// program it was on. The text depends only on the plug-in's state, so the
+// same bank always lists the same way.
+std::string ProgramListing(VstPlugin& p);
 
 // JSON string literal for arbitrary plug-in bytes (invalid UTF-8 becomes
 // U+FFFD, control characters are escaped).

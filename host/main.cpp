@@ -23,6 +23,8 @@ int main(int argc, char** argv)
             return ghost::RunResponse(o);
         if (o.command == "bench")
             return ghost::RunBench(o);
+        if (o.command == "bank")
+            return ghost::RunBank(o);
         std::fprintf(stderr, "graphiceq-host: unknown command \"%s\"\n\n%s", o.command.c_str(),
                      ghost::UsageText().c_str());
         return 2;

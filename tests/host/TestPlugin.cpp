@@ -10,9 +10,12 @@
 //                  over-long names, no indexed program names
 //   HT_LATENCY     output delayed by kLatency samples, declared as initialDelay
 //   HT_HUM         adds a 50 Hz hum at -60 dBFS: not a linear, decaying system
+//   HT_CHUNKS      keeps its programs as an opaque chunk (the Program records
+//                  as they lie in memory) and refuses banks of a newer version
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -147,6 +150,38 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
         return 0;
     case effGetProgram:
         return t->current;
+    case effSetProgramName:
+        if (text)
+            Put(t->programs[t->current].name, text, 24);
+        return 0;
+#ifdef HT_CHUNKS
+    case effGetChunk:
+        if (!ptr)
+            return 0;
+        *static_cast<void**>(ptr) = t->programs;
+        return static_cast<VstIntPtr>(sizeof t->programs);
+    case effSetChunk: {
+        // Whole records only; the bank opens on its first program.
+        if (!ptr || value < 0 || index != 0)
+            return 0;
+        const size_t records = std::min<size_t>(static_cast<size_t>(value), sizeof t->programs) / sizeof(Program);
+        std::memcpy(t->programs, ptr, records * sizeof(Program));
+        for (Program& p : t->programs) {
+            p.name[sizeof p.name - 1] = '\0';
+            for (float& v : p.values)
+                v = v >= 0.0f && v <= 1.0f ? v : 0.0f;
+        }
+        t->current = 0;
+        std::memcpy(t->values, t->programs[0].values, sizeof t->values);
+        Recalc(t);
+        return 1;
+    }
+    case effBeginLoadBank: {
+        // The second and third fields: the bank's plug-in and its version.
+        const VstInt32* info = static_cast<const VstInt32*>(ptr);
+        return info && info[1] == e->uniqueID && info[2] <= e->version ? 0 : -1;
+    }
+#endif
     case effGetProgramName:
 #ifdef HT_ODD
         std::snprintf(text, 24, "odd\t%d", t->current);
@@ -336,6 +371,9 @@ AEffect* Create(audioMasterCallback host)
     e.numInputs = kChannels;
     e.numOutputs = kChannels;
     e.flags = effFlagsCanReplacing;
+#ifdef HT_CHUNKS
+    e.flags |= effFlagsProgramChunks;
+#endif
     e.initialDelay = kLatency;
     e.ioRatio = 1.0f;
     e.object = t;
