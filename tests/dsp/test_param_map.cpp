@@ -110,12 +110,3 @@ TEST(ParamMap, ForeignIndicesAndValuesAreHarmless)
     EXPECT_EQ(NormalizeValToDWValue(kParamActive, 1e30f), 1);
     EXPECT_EQ(ValToNormalizeValue(kGain1k, nan), 0.0f);
 }
-
-TEST(ParamMap, BandNames)
-{
-    EXPECT_STREQ(szCenterFreq[0], "25Hz");
-    EXPECT_STREQ(szCenterFreq[3], "99Hz");
-    EXPECT_STREQ(szCenterFreq[6], "397Hz");
-    EXPECT_STREQ(szCenterFreq[8], "1.0KHz");
-    EXPECT_STREQ(szCenterFreq[14], "16.0KHz");
-}
