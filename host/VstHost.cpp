@@ -387,6 +387,30 @@ int VstPlugin::UpdateDisplayCount() const
     return m_updateDisplay;
 }
 
+// The host's identity and abilities: the same answers whether or not the
+// asking effect is known yet. False for any other question.
+static bool AnswerIdentity(int32_t opcode, void* ptr, intptr_t* answer)
+{
+    switch (opcode) {
+    case audioMasterGetVendorString:
+        CopyOut(ptr, VstPlugin::kHostVendor, kVstMaxVendorStrLen);
+        *answer = 1;
+        return true;
+    case audioMasterGetProductString:
+        CopyOut(ptr, VstPlugin::kHostProduct, kVstMaxProductStrLen);
+        *answer = 1;
+        return true;
+    case audioMasterGetVendorVersion:
+        *answer = VstPlugin::kHostVendorVersion;
+        return true;
+    case audioMasterCanDo:
+        *answer = HostCanDo(static_cast<const char*>(ptr));
+        return true;
+    default:
+        return false;
+    }
+}
+
 intptr_t VstPlugin::HostCallback(AEffect* effect, int32_t opcode, int32_t index, intptr_t value,
                                  void* ptr, float opt)
 {
@@ -395,20 +419,9 @@ intptr_t VstPlugin::HostCallback(AEffect* effect, int32_t opcode, int32_t index,
         return 2400;
     VstPlugin* self = Lookup(effect);
     if (!self) {
-        switch (opcode) {
-        case audioMasterGetVendorString:
-            CopyOut(ptr, kHostVendor, kVstMaxVendorStrLen);
-            return 1;
-        case audioMasterGetProductString:
-            CopyOut(ptr, kHostProduct, kVstMaxProductStrLen);
-            return 1;
-        case audioMasterGetVendorVersion:
-            return kHostVendorVersion;
-        case audioMasterCanDo:
-            return HostCanDo(static_cast<const char*>(ptr));
-        default:
-            return 0;
-        }
+        intptr_t answer = 0;
+        AnswerIdentity(opcode, ptr, &answer);
+        return answer;
     }
     return self->Answer(opcode, index, value, ptr, opt);
 }
@@ -449,15 +462,13 @@ intptr_t VstPlugin::Answer(int32_t opcode, int32_t index, intptr_t value, void* 
     case audioMasterGetAutomationState:
         return 1;  // off
     case audioMasterGetVendorString:
-        CopyOut(ptr, kHostVendor, kVstMaxVendorStrLen);
-        return 1;
     case audioMasterGetProductString:
-        CopyOut(ptr, kHostProduct, kVstMaxProductStrLen);
-        return 1;
     case audioMasterGetVendorVersion:
-        return kHostVendorVersion;
-    case audioMasterCanDo:
-        return HostCanDo(static_cast<const char*>(ptr));
+    case audioMasterCanDo: {
+        intptr_t answer = 0;
+        AnswerIdentity(opcode, ptr, &answer);
+        return answer;
+    }
     case audioMasterGetLanguage:
         return 1;  // English
     case audioMasterGetDirectory:
