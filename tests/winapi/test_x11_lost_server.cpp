@@ -13,11 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "CDC.h"
 #include "CWnd.h"
@@ -27,69 +25,40 @@ extern char** environ;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-std::string FindOnPath(const char* name)
-{
-    const char* path = getenv("PATH");
-    std::string dirs = path ? path : "/usr/bin:/bin";
-    size_t start = 0;
-    while (start <= dirs.size()) {
-        size_t end = dirs.find(':', start);
-        if (end == std::string::npos) end = dirs.size();
-        std::string candidate = dirs.substr(start, end - start) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0) return candidate;
-        start = end + 1;
-    }
-    return "";
-}
-
 // An Xvfb of our own. It picks a free display number itself (-displayfd
 // writes the number it took), so it never collides with another server.
 class PrivateServer {
 public:
     bool Start()
     {
-        std::string exe = FindOnPath("Xvfb");
-        if (exe.empty()) return false;
         int fds[2];
         if (pipe(fds) != 0) return false;
         std::string fdArg = std::to_string(fds[1]);
-        const char* argv[] = {exe.c_str(), "-displayfd", fdArg.c_str(), "-screen", "0", "320x240x24",
+        const char* argv[] = {"Xvfb", "-displayfd", fdArg.c_str(), "-screen", "0", "320x240x24",
                               "-nolisten", "tcp", nullptr};
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addclose(&actions, fds[0]);
         posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
         posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-        int rc = posix_spawn(&m_pid, exe.c_str(), &actions, nullptr, const_cast<char**>(argv), environ);
+        int rc = posix_spawnp(&m_pid, "Xvfb", &actions, nullptr, const_cast<char**>(argv), environ);
         posix_spawn_file_actions_destroy(&actions);
         close(fds[1]);
-        if (rc != 0) {
-            m_pid = -1;
-            close(fds[0]);
-            return false;
-        }
+        if (rc != 0) m_pid = -1;
+        // The number, one character at a time, until its newline or EOF.
         std::string number;
-        auto end = Clock::now() + std::chrono::seconds(10);
-        while (Clock::now() < end && number.find('\n') == std::string::npos) {
-            pollfd p{fds[0], POLLIN, 0};
-            if (poll(&p, 1, 100) <= 0) continue;
-            char buf[16];
-            ssize_t n = read(fds[0], buf, sizeof buf);
-            if (n <= 0) break;
-            number.append(buf, (size_t)n);
-        }
+        char c;
+        pollfd p{fds[0], POLLIN, 0};
+        while (rc == 0 && number.find('\n') == std::string::npos && poll(&p, 1, 10000) > 0 && read(fds[0], &c, 1) == 1)
+            number += c;
         close(fds[0]);
         if (number.find('\n') == std::string::npos) return false;
-        m_display = ":" + number.substr(0, number.find('\n'));
+        m_display = ":" + number.substr(0, number.size() - 1);
         return true;
     }
     void Kill()
     {
-        if (m_pid <= 0) return;
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
+        if (m_pid > 0) kill(m_pid, SIGKILL), waitpid(m_pid, nullptr, 0);
         m_pid = -1;
     }
     ~PrivateServer() { Kill(); }
@@ -104,11 +73,7 @@ class CTickingWnd : public CWnd {
 public:
     int timers = 0, destroys = 0, paints = 0;
     afx_msg void OnTimer(UINT) { ++timers; }
-    afx_msg void OnDestroy()
-    {
-        ++destroys;
-        CWnd::OnDestroy();
-    }
+    afx_msg void OnDestroy() { ++destroys, CWnd::OnDestroy(); }
     afx_msg void OnPaint()
     {
         ++paints;
@@ -126,24 +91,9 @@ BEGIN_MESSAGE_MAP(CTickingWnd, CWnd)
 END_MESSAGE_MAP()
 
 int g_hostIOErrors = 0;
-int HostIOHandler(Display*)
-{
-    ++g_hostIOErrors;
-    return 0;
-}
+int HostIOHandler(Display*) { return ++g_hostIOErrors, 0; }
 // A host that survives its own connection dying, so the test can go on.
 void HostExitHandler(Display*, void*) {}
-
-template <class Pred>
-bool PumpUntil(Pred pred, int ms = 3000)
-{
-    auto end = Clock::now() + std::chrono::milliseconds(ms);
-    while (!pred()) {
-        if (Clock::now() > end) return false;
-        AfxPumpMessages(10);
-    }
-    return true;
-}
 
 // A private server, DISPLAY pointing at it (the layer opens its own
 // connection from DISPLAY), and a host with its own connection, its own
@@ -228,15 +178,11 @@ TEST_F(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
 
         // Nothing more arrives, and using the objects is harmless.
         int timers = panel.timers;
-        auto end = Clock::now() + std::chrono::milliseconds(60);
-        while (Clock::now() < end) AfxPumpMessages(5);
+        PumpFor(60);
         EXPECT_EQ(panel.timers, timers);
         panel.Invalidate();
         panel.MoveWindow(0, 0, 10, 10);
-        {
-            CClientDC dc(&panel);
-            dc.FillSolidRect(0, 0, 5, 5, RGB(1, 2, 3));
-        }
+        CClientDC(&panel).FillSolidRect(0, 0, 5, 5, RGB(1, 2, 3));
         EXPECT_FALSE(panel.DestroyWindow());
         EXPECT_FALSE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent))) << "no server to connect to";
         EXPECT_FALSE(panel.Create(nullptr, "again", WS_CHILD | WS_VISIBLE, CRect(0, 0, 10, 10), &anchor, 1));
