@@ -46,6 +46,13 @@ bool PumpUntil(Pred pred, int ms = 3000)
 }
 inline void PumpFor(int ms) { PumpUntil([] { return false; }, ms); }
 
+inline CRect ClientRect(const CWnd& w)
+{
+    CRect r;
+    w.GetClientRect(&r);
+    return r;
+}
+
 struct Msg {
     UINT message;
     WPARAM wp;
@@ -71,4 +78,10 @@ public:
         return out;
     }
     int Count(UINT message) const { return (int)Of({message}).size(); }
+    std::vector<UINT> Kinds(size_t from = 0, size_t to = SIZE_MAX) const
+    {
+        std::vector<UINT> out;
+        for (size_t i = from; i < got.size() && i < to; ++i) out.push_back(got[i].message);
+        return out;
+    }
 };

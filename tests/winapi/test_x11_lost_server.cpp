@@ -27,8 +27,7 @@ namespace {
 
 // An Xvfb of our own. It picks a free display number itself (-displayfd
 // writes the number it took), so it never collides with another server.
-class PrivateServer {
-public:
+struct PrivateServer {
     bool Start()
     {
         int fds[2];
@@ -62,9 +61,6 @@ public:
         m_pid = -1;
     }
     ~PrivateServer() { Kill(); }
-    const std::string& Name() const { return m_display; }
-
-private:
     pid_t m_pid = -1;
     std::string m_display;
 };
@@ -101,8 +97,7 @@ void HostExitHandler(Display*, void*) {}
 class LostServer : public ::testing::Test {
 protected:
     PrivateServer server;
-    std::string savedDisplay;
-    bool hadDisplay = false;
+    std::string savedDisplay = getenv("DISPLAY") ? getenv("DISPLAY") : "";
     Display* host = nullptr;
     XIOErrorHandler previous = nullptr;
     Window parent = 0;
@@ -110,11 +105,8 @@ protected:
     void SetUp() override
     {
         if (!server.Start()) GTEST_SKIP() << "Xvfb is not installed or did not start";
-        const char* d = getenv("DISPLAY");
-        hadDisplay = d != nullptr;
-        if (d) savedDisplay = d;
-        setenv("DISPLAY", server.Name().c_str(), 1);
-        host = XOpenDisplay(server.Name().c_str());
+        setenv("DISPLAY", server.m_display.c_str(), 1);
+        host = XOpenDisplay(server.m_display.c_str());
         ASSERT_NE(host, nullptr);
         previous = XSetIOErrorHandler(HostIOHandler);
         XSetIOErrorExitHandler(host, HostExitHandler, nullptr);
@@ -139,10 +131,7 @@ protected:
     {
         if (previous) XSetIOErrorHandler(previous);
         if (host) XCloseDisplay(host);
-        if (hadDisplay)
-            setenv("DISPLAY", savedDisplay.c_str(), 1);
-        else
-            unsetenv("DISPLAY");
+        savedDisplay.empty() ? unsetenv("DISPLAY") : setenv("DISPLAY", savedDisplay.c_str(), 1);
     }
 };
 
