@@ -176,14 +176,19 @@ TEST(Dispatch, CommandsRouteByIdentifierRangeAndCodeAndRegisteredMessages)
 
 TEST(Dispatch, CacheGivesTheSameAnswersAsAScan)
 {
+    // Two maps 512 bytes apart share every cache slot: a slot must know its map.
+    struct alignas(512) Twin {
+        AFX_MSGMAP map;
+    };
+    static const Twin twins[2] = {{{CBaseWnd::GetThisMessageMap(), nullptr}}, {{CCmdWnd::GetThisMessageMap(), nullptr}}};
     const AFX_MSGMAP* maps[] = {CWnd::GetThisMessageMap(), CBaseWnd::GetThisMessageMap(),
                                 CDerivedWnd::GetThisMessageMap(), CCmdWnd::GetThisMessageMap(),
-                                CCmdTarget::GetThisMessageMap()};
+                                CCmdTarget::GetThisMessageMap(), &twins[0].map, &twins[1].map};
     // Two passes: the first fills the cache (with evictions, as different
     // (message, map) pairs share slots), the second mostly hits it.
     for (int pass = 0; pass < 2; ++pass)
-        for (const AFX_MSGMAP* m : maps)
-            for (UINT msg = 0; msg < 0x0C00; ++msg)
+        for (UINT msg = 0; msg < 0x0C00; ++msg)
+            for (const AFX_MSGMAP* m : maps)
                 ASSERT_EQ(AfxFindMessageEntry(m, msg), AfxScanMessageMap(m, msg)) << "message " << msg;
     const AFX_MSGMAP_ENTRY* e = AfxFindMessageEntry(CDerivedWnd::GetThisMessageMap(), 0x0A01);
     ASSERT_NE(e, nullptr);
