@@ -8,7 +8,7 @@
 
 namespace {
 
-using CRecWnd = CRecorder<>;
+using CRecWnd = CRecorder;
 // Leftovers of earlier tests in this process are delivered first.
 void Drain() { PumpFor(15); }
 

@@ -60,14 +60,13 @@ struct Msg {
 };
 
 // Records every message it is sent, then handles it as its class would.
-template <class Base = CWnd>
-class CRecorder : public Base {
+class CRecorder : public CWnd {
 public:
     std::vector<Msg> got;
     LRESULT WindowProc(UINT message, WPARAM wp, LPARAM lp) override
     {
         got.push_back({message, wp, lp});
-        return Base::WindowProc(message, wp, lp);
+        return CWnd::WindowProc(message, wp, lp);
     }
     std::vector<Msg> Of(std::initializer_list<UINT> kinds) const
     {
@@ -78,10 +77,10 @@ public:
         return out;
     }
     int Count(UINT message) const { return (int)Of({message}).size(); }
-    std::vector<UINT> Kinds(size_t from = 0, size_t to = SIZE_MAX) const
+    std::vector<UINT> Kinds(size_t first) const  // of the first messages
     {
         std::vector<UINT> out;
-        for (size_t i = from; i < got.size() && i < to; ++i) out.push_back(got[i].message);
+        for (size_t i = 0; i < got.size() && i < first; ++i) out.push_back(got[i].message);
         return out;
     }
 };

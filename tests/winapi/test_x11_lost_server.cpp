@@ -65,14 +65,11 @@ struct PrivateServer {
     std::string m_display;
 };
 
-class CTickingWnd : public CWnd {
+// Paints text, so fonts and surfaces are in use when the server dies.
+class CTickingWnd : public CRecorder {
 public:
-    int timers = 0, destroys = 0, paints = 0;
-    afx_msg void OnTimer(UINT) { ++timers; }
-    afx_msg void OnDestroy() { ++destroys, CWnd::OnDestroy(); }
     afx_msg void OnPaint()
     {
-        ++paints;
         CPaintDC dc(this);
         dc.FillSolidRect(0, 0, 20, 20, RGB(0, 128, 0));
         dc.TextOut(2, 2, CString("GraphicEQ"));
@@ -80,9 +77,7 @@ public:
     DECLARE_MESSAGE_MAP()
 };
 
-BEGIN_MESSAGE_MAP(CTickingWnd, CWnd)
-    ON_WM_TIMER()
-    ON_WM_DESTROY()
+BEGIN_MESSAGE_MAP(CTickingWnd, CRecorder)
     ON_WM_PAINT()
 END_MESSAGE_MAP()
 
@@ -149,15 +144,15 @@ TEST_F(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
         ASSERT_TRUE(entry.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(10, 10, 60, 30), &panel, 2));
         panel.SetTimer(1024, 10);
         entry.SetFocus();
-        ASSERT_TRUE(PumpUntil([&] { return panel.paints > 0 && panel.timers > 0; }));
+        ASSERT_TRUE(PumpUntil([&] { return panel.Count(WM_PAINT) > 0 && panel.Count(WM_TIMER) > 0; }));
 
         server.Kill();
         panel.PostMessage(WM_USER, 0, 0);
         ASSERT_TRUE(PumpUntil([&] { return !panel.m_bCreated; })) << "the pump notices the dead server";
 
         // The windows are reported gone as if destroyed, children included.
-        EXPECT_EQ(panel.destroys, 1);
-        EXPECT_EQ(entry.destroys, 1);
+        EXPECT_EQ(panel.Count(WM_DESTROY), 1);
+        EXPECT_EQ(entry.Count(WM_DESTROY), 1);
         EXPECT_FALSE(entry.m_bCreated);
         EXPECT_EQ(panel.GetSafeHwnd(), nullptr);
         EXPECT_EQ(anchor.GetSafeHwnd(), nullptr) << "the host's window is let go";
@@ -166,9 +161,9 @@ TEST_F(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
         EXPECT_EQ(CWnd::GetFocus(), nullptr);
 
         // Nothing more arrives, and using the objects is harmless.
-        int timers = panel.timers;
+        int timers = panel.Count(WM_TIMER);
         PumpFor(60);
-        EXPECT_EQ(panel.timers, timers);
+        EXPECT_EQ(panel.Count(WM_TIMER), timers);
         panel.Invalidate();
         panel.MoveWindow(0, 0, 10, 10);
         CClientDC(&panel).FillSolidRect(0, 0, 5, 5, RGB(1, 2, 3));
@@ -190,12 +185,12 @@ TEST_F(LostServer, ClosingRightAfterTheServerDiedFinishes)
     auto panel = std::make_unique<CTickingWnd>();
     ASSERT_TRUE(panel->Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 160, 100), anchor.get(), 1));
     panel->SetTimer(1024, 10);
-    ASSERT_TRUE(PumpUntil([&] { return panel->paints > 0; }));
+    ASSERT_TRUE(PumpUntil([&] { return panel->Count(WM_PAINT) > 0; }));
 
     server.Kill();
     // The editor's close: destroy the panel, delete it and the anchor.
     EXPECT_TRUE(panel->DestroyWindow());
-    EXPECT_EQ(panel->destroys, 1);
+    EXPECT_EQ(panel->Count(WM_DESTROY), 1);
     panel.reset();
     anchor.reset();
     AfxPumpMessages(0);

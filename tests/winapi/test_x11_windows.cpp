@@ -19,7 +19,7 @@
 
 namespace {
 
-class CProbeWnd : public CRecorder<> {
+class CProbeWnd : public CRecorder {
 public:
     COLORREF fill = RGB(255, 0, 0);
     bool composeOffscreen = false;
@@ -47,7 +47,7 @@ public:
     DECLARE_MESSAGE_MAP()
 };
 
-BEGIN_MESSAGE_MAP(CProbeWnd, CRecorder<>)
+BEGIN_MESSAGE_MAP(CProbeWnd, CRecorder)
     ON_WM_PAINT()
 END_MESSAGE_MAP()
 
@@ -64,30 +64,18 @@ BEGIN_MESSAGE_MAP(CTypingWnd, CProbeWnd)
     ON_WM_CHAR()
 END_MESSAGE_MAP()
 
-// Destroys or resizes itself from inside its own handlers.
-class CSelfDestructWnd : public CWnd {
+// Runs `then` after handling each message: it may destroy or resize the
+// window from inside the window's own message handling.
+class CSelfDestructWnd : public CProbeWnd {
 public:
-    enum Mode { kDestroyInPaint, kResizeInPaint, kDestroyOnClick } mode;
-    int paints = 0;
-    explicit CSelfDestructWnd(Mode m) : mode(m) {}
-    afx_msg void OnPaint()
+    std::function<void(CSelfDestructWnd&, UINT)> then;
+    LRESULT WindowProc(UINT message, WPARAM wp, LPARAM lp) override
     {
-        ++paints;
-        CPaintDC(this).FillSolidRect(0, 0, 10, 10, RGB(0, 0, 0));
-        if (mode == kDestroyInPaint) DestroyWindow();
-        if (mode == kResizeInPaint && paints == 1) MoveWindow(0, 0, 30, 30);
+        LRESULT r = CProbeWnd::WindowProc(message, wp, lp);
+        then(*this, message);
+        return r;
     }
-    afx_msg void OnLButtonDown(UINT, CPoint)
-    {
-        if (mode == kDestroyOnClick) DestroyWindow();
-    }
-    DECLARE_MESSAGE_MAP()
 };
-
-BEGIN_MESSAGE_MAP(CSelfDestructWnd, CWnd)
-    ON_WM_PAINT()
-    ON_WM_LBUTTONDOWN()
-END_MESSAGE_MAP()
 
 Window XId(const CWnd& w) { return (Window)x11::WindowId(reinterpret_cast<x11::View*>(w.m_hWnd)); }
 
@@ -159,7 +147,7 @@ TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveAndPaintInIt)
     EXPECT_EQ(r, CRect(kParentX, kParentY, 400, 300)) << "width and height go into right and bottom";
     CProbeWnd panel;
     ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(30, 40, 130, 100), &anchor, 100));
-    ASSERT_EQ(panel.Kinds(0, 3), (std::vector<UINT>{WM_CREATE, WM_MOVE, WM_SIZE}));
+    ASSERT_EQ(panel.Kinds(3), (std::vector<UINT>{WM_CREATE, WM_MOVE, WM_SIZE}));
     EXPECT_EQ(panel.got[1].lp, MAKELPARAM(30, 40));
     EXPECT_EQ(panel.got[2].lp, MAKELPARAM(100, 60));
     EXPECT_EQ(anchor.GetDlgItem(100), &panel);
@@ -436,16 +424,19 @@ TEST_F(X11Windows, HandlersMayDestroyOrResizeTheirOwnWindow)
     ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
     CProbeWnd keeper;  // keeps the connection open between the cases
     ASSERT_TRUE(keeper.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(300, 0, 310, 10), &anchor, 9));
-    CSelfDestructWnd painter(CSelfDestructWnd::kDestroyInPaint), grower(CSelfDestructWnd::kResizeInPaint),
-        button(CSelfDestructWnd::kDestroyOnClick);
+    CSelfDestructWnd painter, grower, button;
+    painter.then = [](CSelfDestructWnd& w, UINT m) { if (m == WM_PAINT) w.DestroyWindow(); };
+    grower.then = [](CSelfDestructWnd& w, UINT m) { if (m == WM_PAINT && w.Count(WM_PAINT) == 1) w.MoveWindow(0, 0, 30, 30); };
+    button.then = [](CSelfDestructWnd& w, UINT m) { if (m == WM_LBUTTONDOWN) w.DestroyWindow(); };
 
     ASSERT_TRUE(painter.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(0, 0, 50, 50), &anchor, 1));
-    ASSERT_TRUE(PumpUntil([&] { return painter.paints > 0; }));
+    ASSERT_TRUE(PumpUntil([&] { return painter.Count(WM_PAINT) > 0; }));
     EXPECT_FALSE(painter.m_bCreated);
     PumpFor(30);
+    EXPECT_EQ(ChildCount(parent), 1) << "the painter's X window is gone, the keeper's stays";
 
     ASSERT_TRUE(grower.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(0, 0, 20, 20), &anchor, 2));
-    ASSERT_TRUE(PumpUntil([&] { return grower.paints >= 2; })) << "repainted at the new size";
+    ASSERT_TRUE(PumpUntil([&] { return grower.Count(WM_PAINT) >= 2; })) << "repainted at the new size";
     EXPECT_EQ(ClientRect(grower), CRect(0, 0, 30, 30));
 
     ASSERT_TRUE(button.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(100, 100, 140, 140), &anchor, 3));
