@@ -13,11 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "CDC.h"
 #include "CWnd.h"
@@ -27,91 +25,51 @@ extern char** environ;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-std::string FindOnPath(const char* name)
-{
-    const char* path = getenv("PATH");
-    std::string dirs = path ? path : "/usr/bin:/bin";
-    size_t start = 0;
-    while (start <= dirs.size()) {
-        size_t end = dirs.find(':', start);
-        if (end == std::string::npos) end = dirs.size();
-        std::string candidate = dirs.substr(start, end - start) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0) return candidate;
-        start = end + 1;
-    }
-    return "";
-}
-
 // An Xvfb of our own. It picks a free display number itself (-displayfd
 // writes the number it took), so it never collides with another server.
-class PrivateServer {
-public:
+struct PrivateServer {
     bool Start()
     {
-        std::string exe = FindOnPath("Xvfb");
-        if (exe.empty()) return false;
         int fds[2];
         if (pipe(fds) != 0) return false;
         std::string fdArg = std::to_string(fds[1]);
-        const char* argv[] = {exe.c_str(), "-displayfd", fdArg.c_str(), "-screen", "0", "320x240x24",
+        const char* argv[] = {"Xvfb", "-displayfd", fdArg.c_str(), "-screen", "0", "320x240x24",
                               "-nolisten", "tcp", nullptr};
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addclose(&actions, fds[0]);
         posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
         posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-        int rc = posix_spawn(&m_pid, exe.c_str(), &actions, nullptr, const_cast<char**>(argv), environ);
+        int rc = posix_spawnp(&m_pid, "Xvfb", &actions, nullptr, const_cast<char**>(argv), environ);
         posix_spawn_file_actions_destroy(&actions);
         close(fds[1]);
-        if (rc != 0) {
-            m_pid = -1;
-            close(fds[0]);
-            return false;
-        }
+        if (rc != 0) m_pid = -1;
+        // The number, one character at a time, until its newline or EOF.
         std::string number;
-        auto end = Clock::now() + std::chrono::seconds(10);
-        while (Clock::now() < end && number.find('\n') == std::string::npos) {
-            pollfd p{fds[0], POLLIN, 0};
-            if (poll(&p, 1, 100) <= 0) continue;
-            char buf[16];
-            ssize_t n = read(fds[0], buf, sizeof buf);
-            if (n <= 0) break;
-            number.append(buf, (size_t)n);
-        }
+        char c;
+        pollfd p{fds[0], POLLIN, 0};
+        while (rc == 0 && number.find('\n') == std::string::npos && poll(&p, 1, 10000) > 0 && read(fds[0], &c, 1) == 1)
+            number += c;
         close(fds[0]);
         if (number.find('\n') == std::string::npos) return false;
-        m_display = ":" + number.substr(0, number.find('\n'));
+        m_display = ":" + number.substr(0, number.size() - 1);
         return true;
     }
     void Kill()
     {
-        if (m_pid <= 0) return;
-        kill(m_pid, SIGKILL);
-        waitpid(m_pid, nullptr, 0);
+        if (m_pid > 0) kill(m_pid, SIGKILL), waitpid(m_pid, nullptr, 0);
         m_pid = -1;
     }
     ~PrivateServer() { Kill(); }
-    const std::string& Name() const { return m_display; }
-
-private:
     pid_t m_pid = -1;
     std::string m_display;
 };
 
-class CTickingWnd : public CWnd {
+// Paints text, so fonts and surfaces are in use when the server dies.
+class CTickingWnd : public CRecorder {
 public:
-    int timers = 0, destroys = 0, paints = 0;
-    afx_msg void OnTimer(UINT) { ++timers; }
-    afx_msg void OnDestroy()
-    {
-        ++destroys;
-        CWnd::OnDestroy();
-    }
     afx_msg void OnPaint()
     {
-        ++paints;
         CPaintDC dc(this);
         dc.FillSolidRect(0, 0, 20, 20, RGB(0, 128, 0));
         dc.TextOut(2, 2, CString("GraphicEQ"));
@@ -119,31 +77,14 @@ public:
     DECLARE_MESSAGE_MAP()
 };
 
-BEGIN_MESSAGE_MAP(CTickingWnd, CWnd)
-    ON_WM_TIMER()
-    ON_WM_DESTROY()
+BEGIN_MESSAGE_MAP(CTickingWnd, CRecorder)
     ON_WM_PAINT()
 END_MESSAGE_MAP()
 
 int g_hostIOErrors = 0;
-int HostIOHandler(Display*)
-{
-    ++g_hostIOErrors;
-    return 0;
-}
+int HostIOHandler(Display*) { return ++g_hostIOErrors, 0; }
 // A host that survives its own connection dying, so the test can go on.
 void HostExitHandler(Display*, void*) {}
-
-template <class Pred>
-bool PumpUntil(Pred pred, int ms = 3000)
-{
-    auto end = Clock::now() + std::chrono::milliseconds(ms);
-    while (!pred()) {
-        if (Clock::now() > end) return false;
-        AfxPumpMessages(10);
-    }
-    return true;
-}
 
 // A private server, DISPLAY pointing at it (the layer opens its own
 // connection from DISPLAY), and a host with its own connection, its own
@@ -151,8 +92,7 @@ bool PumpUntil(Pred pred, int ms = 3000)
 class LostServer : public ::testing::Test {
 protected:
     PrivateServer server;
-    std::string savedDisplay;
-    bool hadDisplay = false;
+    std::string savedDisplay = getenv("DISPLAY") ? getenv("DISPLAY") : "";
     Display* host = nullptr;
     XIOErrorHandler previous = nullptr;
     Window parent = 0;
@@ -160,11 +100,8 @@ protected:
     void SetUp() override
     {
         if (!server.Start()) GTEST_SKIP() << "Xvfb is not installed or did not start";
-        const char* d = getenv("DISPLAY");
-        hadDisplay = d != nullptr;
-        if (d) savedDisplay = d;
-        setenv("DISPLAY", server.Name().c_str(), 1);
-        host = XOpenDisplay(server.Name().c_str());
+        setenv("DISPLAY", server.m_display.c_str(), 1);
+        host = XOpenDisplay(server.m_display.c_str());
         ASSERT_NE(host, nullptr);
         previous = XSetIOErrorHandler(HostIOHandler);
         XSetIOErrorExitHandler(host, HostExitHandler, nullptr);
@@ -189,10 +126,7 @@ protected:
     {
         if (previous) XSetIOErrorHandler(previous);
         if (host) XCloseDisplay(host);
-        if (hadDisplay)
-            setenv("DISPLAY", savedDisplay.c_str(), 1);
-        else
-            unsetenv("DISPLAY");
+        savedDisplay.empty() ? unsetenv("DISPLAY") : setenv("DISPLAY", savedDisplay.c_str(), 1);
     }
 };
 
@@ -210,15 +144,15 @@ TEST_F(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
         ASSERT_TRUE(entry.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(10, 10, 60, 30), &panel, 2));
         panel.SetTimer(1024, 10);
         entry.SetFocus();
-        ASSERT_TRUE(PumpUntil([&] { return panel.paints > 0 && panel.timers > 0; }));
+        ASSERT_TRUE(PumpUntil([&] { return panel.Count(WM_PAINT) > 0 && panel.Count(WM_TIMER) > 0; }));
 
         server.Kill();
         panel.PostMessage(WM_USER, 0, 0);
         ASSERT_TRUE(PumpUntil([&] { return !panel.m_bCreated; })) << "the pump notices the dead server";
 
         // The windows are reported gone as if destroyed, children included.
-        EXPECT_EQ(panel.destroys, 1);
-        EXPECT_EQ(entry.destroys, 1);
+        EXPECT_EQ(panel.Count(WM_DESTROY), 1);
+        EXPECT_EQ(entry.Count(WM_DESTROY), 1);
         EXPECT_FALSE(entry.m_bCreated);
         EXPECT_EQ(panel.GetSafeHwnd(), nullptr);
         EXPECT_EQ(anchor.GetSafeHwnd(), nullptr) << "the host's window is let go";
@@ -227,16 +161,12 @@ TEST_F(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
         EXPECT_EQ(CWnd::GetFocus(), nullptr);
 
         // Nothing more arrives, and using the objects is harmless.
-        int timers = panel.timers;
-        auto end = Clock::now() + std::chrono::milliseconds(60);
-        while (Clock::now() < end) AfxPumpMessages(5);
-        EXPECT_EQ(panel.timers, timers);
+        int timers = panel.Count(WM_TIMER);
+        PumpFor(60);
+        EXPECT_EQ(panel.Count(WM_TIMER), timers);
         panel.Invalidate();
         panel.MoveWindow(0, 0, 10, 10);
-        {
-            CClientDC dc(&panel);
-            dc.FillSolidRect(0, 0, 5, 5, RGB(1, 2, 3));
-        }
+        CClientDC(&panel).FillSolidRect(0, 0, 5, 5, RGB(1, 2, 3));
         EXPECT_FALSE(panel.DestroyWindow());
         EXPECT_FALSE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent))) << "no server to connect to";
         EXPECT_FALSE(panel.Create(nullptr, "again", WS_CHILD | WS_VISIBLE, CRect(0, 0, 10, 10), &anchor, 1));
@@ -255,12 +185,12 @@ TEST_F(LostServer, ClosingRightAfterTheServerDiedFinishes)
     auto panel = std::make_unique<CTickingWnd>();
     ASSERT_TRUE(panel->Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 160, 100), anchor.get(), 1));
     panel->SetTimer(1024, 10);
-    ASSERT_TRUE(PumpUntil([&] { return panel->paints > 0; }));
+    ASSERT_TRUE(PumpUntil([&] { return panel->Count(WM_PAINT) > 0; }));
 
     server.Kill();
     // The editor's close: destroy the panel, delete it and the anchor.
     EXPECT_TRUE(panel->DestroyWindow());
-    EXPECT_EQ(panel->destroys, 1);
+    EXPECT_EQ(panel->Count(WM_DESTROY), 1);
     panel.reset();
     anchor.reset();
     AfxPumpMessages(0);
