@@ -1,14 +1,18 @@
 #pragma once
-// Shared helpers of the host tests: a private scratch folder per test and a
-// way to run the graphiceq-host binary and collect its output and status.
+// Shared helpers of the host tests: a private scratch folder per test, the
+// test plug-in's mode, running the graphiceq-host binary, and audio files.
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "Audio.h"
 
 namespace hosttest {
 
@@ -16,17 +20,10 @@ class TempDir {
 public:
     TempDir()
     {
-        std::string tmpl = std::string(TEST_TMP_DIR) + "/hosttest-XXXXXX";
-        std::vector<char> buf(tmpl.begin(), tmpl.end());
-        buf.push_back('\0');
-        if (mkdtemp(buf.data()))
-            m_path = buf.data();
+        std::string t = std::string(TEST_TMP_DIR) + "/hosttest-XXXXXX";
+        m_path = mkdtemp(&t[0]) ? t : "";
     }
-    ~TempDir()
-    {
-        if (!m_path.empty())
-            std::system(("rm -rf '" + m_path + "'").c_str());
-    }
+    ~TempDir() { std::system(("rm -rf '" + m_path + "'").c_str()); }
     std::string operator/(const std::string& name) const { return m_path + "/" + name; }
     const std::string& Path() const { return m_path; }
 
@@ -34,17 +31,42 @@ private:
     std::string m_path;
 };
 
+// Sets an environment variable for its scope, here and in the hosts started
+// meanwhile, and restores the old value.
+class Env {
+public:
+    Env(const char* name, const std::string& value) : m_name(name), m_had(std::getenv(name) != nullptr)
+    {
+        m_old = m_had ? std::getenv(name) : "";
+        setenv(name, value.c_str(), 1);
+    }
+    ~Env() { m_had ? setenv(m_name, m_old.c_str(), 1) : unsetenv(m_name); }
+
+private:
+    const char* m_name;
+    bool m_had;
+    std::string m_old;
+};
+
+// Picks the test plug-in's behaviour (HT_MODE, see TestPlugin.cpp).
+struct Mode : Env {
+    explicit Mode(const std::string& mode) : Env("HT_MODE", mode) {}
+};
+
 inline std::string ReadText(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::stringstream s;
-    s << in.rdbuf();
+    s << std::ifstream(path, std::ios::binary).rdbuf();
     return s.str();
 }
 
-inline void WriteText(const std::string& path, const std::string& text)
+inline void WriteText(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+inline ::testing::AssertionResult Has(const std::string& text, const std::string& want)
 {
-    std::ofstream(path, std::ios::binary) << text;
+    if (text.find(want) != std::string::npos)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "\"" << want << "\" not found in:\n" << text;
 }
 
 struct Result {
@@ -52,28 +74,50 @@ struct Result {
     std::string out, err;
 };
 
-inline std::string ShellQuote(const std::string& s)
-{
-    std::string q = "'";
-    for (char c : s)
-        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return q + "'";
-}
-
 // Runs graphiceq-host with the arguments; stdout and stderr are kept apart.
 inline Result RunHost(const std::vector<std::string>& args)
 {
+    auto quote = [](const std::string& s) {
+        std::string q = "'";
+        for (char c : s)
+            q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+        return q + "'";
+    };
     TempDir dir;
-    std::string cmd = ShellQuote(HOST_EXE);
+    std::string cmd = quote(HOST_EXE);
     for (const auto& a : args)
-        cmd += " " + ShellQuote(a);
-    cmd += " >" + ShellQuote(dir / "out") + " 2>" + ShellQuote(dir / "err") + " </dev/null";
-    Result r;
-    const int st = std::system(cmd.c_str());
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    r.out = ReadText(dir / "out");
-    r.err = ReadText(dir / "err");
-    return r;
+        cmd += " " + quote(a);
+    const int st = std::system((cmd + " >" + quote(dir / "out") + " 2>" + quote(dir / "err") + " </dev/null").c_str());
+    return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, ReadText(dir / "out"), ReadText(dir / "err")};
+}
+
+// The output level render reports on stderr ("..., out -6.0 dBFS ...").
+inline double RenderedDb(const Result& r)
+{
+    const size_t at = r.err.find(", out ");
+    return at == std::string::npos ? -999 : std::atof(r.err.c_str() + at + 6);
+}
+
+// The gain printed for the 1 kHz band by `response`.
+inline double Gain1k(const std::string& out)
+{
+    const size_t at = out.find("\n1.0KHz");
+    double freq = 0, db = -999;
+    if (at != std::string::npos)
+        std::sscanf(out.c_str() + at + 1, "1.0KHz %lf %lf", &freq, &db);
+    return db;
+}
+
+// A one-second sine, amplitude times the channel number in each channel.
+inline ghost::Audio Sine(int channels, double rate, double amplitude, double freq)
+{
+    ghost::Audio a;
+    a.rate = rate;
+    a.channels.assign(channels, std::vector<float>(static_cast<size_t>(rate)));
+    for (int c = 0; c < channels; ++c)
+        for (size_t i = 0; i < a.Frames(); ++i)
+            a.channels[c][i] = static_cast<float>(amplitude * (c + 1) * std::sin(2 * M_PI * freq * i / rate));
+    return a;
 }
 
 }  // namespace hosttest
