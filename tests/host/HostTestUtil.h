@@ -31,26 +31,11 @@ private:
     std::string m_path;
 };
 
-// Sets an environment variable for its scope, here and in the hosts started
-// meanwhile, and restores the old value.
-class Env {
-public:
-    Env(const char* name, const std::string& value) : m_name(name), m_had(std::getenv(name) != nullptr)
-    {
-        m_old = m_had ? std::getenv(name) : "";
-        setenv(name, value.c_str(), 1);
-    }
-    ~Env() { m_had ? setenv(m_name, m_old.c_str(), 1) : unsetenv(m_name); }
-
-private:
-    const char* m_name;
-    bool m_had;
-    std::string m_old;
-};
-
-// Picks the test plug-in's behaviour (HT_MODE, see TestPlugin.cpp).
-struct Mode : Env {
-    explicit Mode(const std::string& mode) : Env("HT_MODE", mode) {}
+// Picks the test plug-in's behaviour (HT_MODE, see TestPlugin.cpp) for the
+// instances created in its scope, here and in the hosts started meanwhile.
+struct Mode {
+    explicit Mode(const std::string& mode) { setenv("HT_MODE", mode.c_str(), 1); }
+    ~Mode() { unsetenv("HT_MODE"); }
 };
 
 inline std::string ReadText(const std::string& path)
@@ -89,6 +74,14 @@ inline Result RunHost(const std::vector<std::string>& args)
         cmd += " " + quote(a);
     const int st = std::system((cmd + " >" + quote(dir / "out") + " 2>" + quote(dir / "err") + " </dev/null").c_str());
     return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, ReadText(dir / "out"), ReadText(dir / "err")};
+}
+
+// RunHost expecting success; a failure shows the host's messages.
+inline Result RunOk(const std::vector<std::string>& args)
+{
+    Result r = RunHost(args);
+    EXPECT_EQ(r.status, 0) << args[0] << " failed:\n" << r.err;
+    return r;
 }
 
 // The output level render reports on stderr ("..., out -6.0 dBFS ...").

@@ -79,22 +79,16 @@ std::string HostDirectory(TestEffect* t)
     return dir ? dir : "(null)";
 }
 
-void Put(char* out, const char* s, size_t max)
-{
-    std::strncpy(out, s, max - 1);
-    out[max - 1] = '\0';
-}
+void Put(char* out, const char* s, size_t max) { std::snprintf(out, max, "%s", s); }
 
 void ParamDisplay(TestEffect* t, int index, char* out)
 {
     const float v = t->values[index];
-    switch (index) {
-    case kGain: std::snprintf(out, 16, "%.2f", GainDb(v)); break;
-    case kPeakGain: std::snprintf(out, 16, "%.1f", PeakDb(v)); break;
-    case kPeakQ: std::snprintf(out, 16, "%.2f", PeakQ(v)); break;
-    case kBypass: std::strcpy(out, v >= 0.5f ? "On" : "Off"); break;
-    case kTrim: std::snprintf(out, 16, "%.1f", TrimDb(v)); break;
-    }
+    if (index == kBypass)
+        std::strcpy(out, v >= 0.5f ? "On" : "Off");
+    else
+        std::snprintf(out, 16, index == kGain || index == kPeakQ ? "%.2f" : "%.1f",
+                      index == kGain ? GainDb(v) : index == kPeakGain ? PeakDb(v) : index == kPeakQ ? PeakQ(v) : TrimDb(v));
 }
 
 void Load(TestEffect* t, int program)
@@ -122,52 +116,51 @@ void Diagnostics(TestEffect* t, char* text)
                   t->violations, t->calls.c_str(), HostDirectory(t).c_str(), t->dirAtCreate.c_str());
 }
 
+// effSetChunk: whole records only, sanitised; the bank opens on its first program.
+VstIntPtr SetChunk(TestEffect* t, const void* ptr, VstIntPtr size)
+{
+    const size_t records = std::min<size_t>(static_cast<size_t>(size), sizeof t->programs) / sizeof(Program);
+    std::memcpy(t->programs, ptr, records * sizeof(Program));
+    for (Program& p : t->programs) {
+        p.name[sizeof p.name - 1] = '\0';
+        for (float& v : p.values)
+            v = v >= 0.0f && v <= 1.0f ? v : 0.0f;
+    }
+    Load(t, 0);
+    return 1;
+}
+
 VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr value, void* ptr, float opt)
 {
     TestEffect* t = static_cast<TestEffect*>(e->object);
     char* text = static_cast<char*>(ptr);
     const bool odd = t->mode == "odd", chunks = t->mode == "chunks";
     const bool validParam = index >= 0 && index < kNumParams;
+    // Longer than the 8-byte limit, as many plug-ins do; odd goes further.
+    static const char* const names[] = {"Gain", "Peak Gain", "Peak Q", "Bypass", "Trim"};
+    static const char* const oddNames[] = {"Gain\x01\x02", "Peak \xff\xfeGain", "", "Bypass",
+                                           "Trim that has a name far beyond every limit a host would expect, to see whether it copes"};
     switch (opcode) {
     case effOpen:
         std::printf("HostTestEQ: opened\n");  // chatter on standard output, as some plug-ins have
         std::fflush(stdout);
         t->calls += "open,";
         return 0;
-    case effClose:
-        delete t;
-        return 0;
+    case effClose: delete t; return 0;
     case effSetProgram:
         if (value >= 0 && value < kNumPrograms) {
             Load(t, static_cast<int>(value));
             t->host(e, audioMasterUpdateDisplay, 0, 0, nullptr, 0.0f);
         }
         return 0;
-    case effGetProgram:
-        return t->current;
-    case effSetProgramName:
-        if (text)
-            Put(t->programs[t->current].name, text, 24);
-        return 0;
+    case effGetProgram: return t->current;
+    case effSetProgramName: if (text) Put(t->programs[t->current].name, text, 24); return 0;
     case effGetChunk:
         if (!chunks || !ptr)
             return 0;
         *static_cast<void**>(ptr) = t->programs;
-        return static_cast<VstIntPtr>(sizeof t->programs);
-    case effSetChunk: {
-        // Whole records only; the bank opens on its first program.
-        if (!chunks || !ptr || value < 0 || index != 0)
-            return 0;
-        const size_t records = std::min<size_t>(static_cast<size_t>(value), sizeof t->programs) / sizeof(Program);
-        std::memcpy(t->programs, ptr, records * sizeof(Program));
-        for (Program& p : t->programs) {
-            p.name[sizeof p.name - 1] = '\0';
-            for (float& v : p.values)
-                v = v >= 0.0f && v <= 1.0f ? v : 0.0f;
-        }
-        Load(t, 0);
-        return 1;
-    }
+        return sizeof t->programs;
+    case effSetChunk: return chunks && ptr && value >= 0 && index == 0 ? SetChunk(t, ptr, value) : 0;
     case effBeginLoadBank: {
         // The second and third fields: the bank's plug-in and its version.
         const VstInt32* info = static_cast<const VstInt32*>(ptr);
@@ -179,29 +172,14 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
         else
             Put(text, t->programs[t->current].name, 24);
         return 0;
-    case effGetProgramNameIndexed:
+    case effGetProgramNameIndexed:  // odd: only the old way
         if (odd || index < 0 || index >= kNumPrograms)
-            return 0;  // odd: only the old way
+            return 0;
         Put(text, t->programs[index].name, 24);
         return 1;
-    case effGetParamLabel:
-        if (validParam)
-            std::strcpy(text, index == kGain || index == kPeakGain || index == kTrim ? "dB" : "");
-        return 0;
-    case effGetParamDisplay:
-        if (validParam)
-            ParamDisplay(t, index, text);
-        return 0;
-    case effGetParamName: {
-        // Longer than the 8-byte limit, as many plug-ins do; odd goes further.
-        static const char* const names[] = {"Gain", "Peak Gain", "Peak Q", "Bypass", "Trim"};
-        static const char* const oddNames[] = {"Gain\x01\x02", "Peak \xff\xfeGain", "", "Bypass",
-                                               "Trim that has a name far beyond every limit a host "
-                                               "would expect, to see whether it copes"};
-        if (validParam)
-            std::strcpy(text, (odd ? oddNames : names)[index]);
-        return 0;
-    }
+    case effGetParamLabel: if (validParam) std::strcpy(text, index == kBypass || index == kPeakQ ? "" : "dB"); return 0;
+    case effGetParamDisplay: if (validParam) ParamDisplay(t, index, text); return 0;
+    case effGetParamName: if (validParam) std::strcpy(text, (odd ? oddNames : names)[index]); return 0;
     case effSetSampleRate:
         t->violations += t->resumed || !(opt > 0);
         t->rate = opt > 0 ? opt : 44100.0;
@@ -221,15 +199,9 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
         if (value)
             std::fill(t->z1, t->z1 + 2, 0.0), std::fill(t->z2, t->z2 + 2, 0.0);
         return 0;
-    case effStartProcess:
-        t->calls += "start,";
-        return 0;
-    case effStopProcess:
-        t->calls += "stop,";
-        return 0;
-    case effGetErrorText:
-        Diagnostics(t, text);
-        return 1;
+    case effStartProcess: t->calls += "start,"; return 0;
+    case effStopProcess: t->calls += "stop,"; return 0;
+    case effGetErrorText: Diagnostics(t, text); return 1;
     case effGetEffectName:
         if (odd) {
             std::memset(text, 'N', 200);  // no terminator within the published limit
@@ -238,22 +210,13 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
             Put(text, t->channels == 1 ? "HostTestMono" : "HostTestEQ", 32);
         }
         return 1;
-    case effGetVendorString:
-        std::strcpy(text, odd ? "Odd\x1b[31m Vendor\xc3" : "GraphicEQ Tests");
-        return 1;
-    case effGetProductString:
-        Put(text, "Host Test EQ", 64);
-        return 1;
-    case effGetVendorVersion:
-        return 1234;
-    case effGetVstVersion:
-        return 2400;
-    case effGetPlugCategory:
-        return kPlugCategEffect;
-    case effCanBeAutomated:
-        return 1;
-    default:
-        return 0;
+    case effGetVendorString: std::strcpy(text, odd ? "Odd\x1b[31m Vendor\xc3" : "GraphicEQ Tests"); return 1;
+    case effGetProductString: Put(text, "Host Test EQ", 64); return 1;
+    case effGetVendorVersion: return 1234;
+    case effGetVstVersion: return 2400;
+    case effGetPlugCategory: return kPlugCategEffect;
+    case effCanBeAutomated: return 1;
+    default: return 0;
     }
 }
 
@@ -334,13 +297,10 @@ AEffect* Create(audioMasterCallback host)
     e.object = t;
     e.uniqueID = VstFourCC('H', 't', 'E', 'q');
     e.version = 7;
-    static const char* const names[kNumPrograms] = {"Flat", "Boost 1k", "Cut 1k"};
-    for (int p = 0; p < kNumPrograms; ++p) {
-        const float peak[kNumPrograms] = {0.5f, 0.75f, 0.25f};  // 0, +6 and -6 dB at 1 kHz
-        const float values[kNumParams] = {0.5f, peak[p], 0.3f, 0.0f, 0.5f};
-        std::memcpy(t->programs[p].values, values, sizeof values);
-        Put(t->programs[p].name, names[p], sizeof t->programs[p].name);
-    }
+    const Program programs[kNumPrograms] = {{"Flat", {0.5f, 0.5f, 0.3f, 0.0f, 0.5f}},
+                                            {"Boost 1k", {0.5f, 0.75f, 0.3f, 0.0f, 0.5f}},  // +6 dB at 1 kHz
+                                            {"Cut 1k", {0.5f, 0.25f, 0.3f, 0.0f, 0.5f}}};   // -6 dB
+    std::memcpy(t->programs, programs, sizeof programs);
     t->dirAtCreate = HostDirectory(t);  // hosts must answer even before they know the record
     Load(t, 0);
     return &e;

@@ -13,6 +13,7 @@
 using hosttest::Has;
 using hosttest::Mode;
 using hosttest::RunHost;
+using hosttest::RunOk;
 
 namespace {
 
@@ -44,9 +45,8 @@ TEST(HostAudio, RendersFilesWithTheRequestedGain)
     // Mono in: fed to both inputs; the encoding is kept.
     hosttest::TempDir dir;
     ghost::WriteAudioFile(dir / "mono.wav", hosttest::Sine(1, 44100, 0.25, 440), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
-    auto r = RunHost({"render", "--plugin", TEST_PLUGIN, "--set", "Gain=6.02", "--block", "100", dir / "mono.wav",
-                      dir / "out.wav"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    auto r = RunOk({"render", "--plugin", TEST_PLUGIN, "--set", "Gain=6.02", "--block", "100", dir / "mono.wav",
+                    dir / "out.wav"});
     EXPECT_TRUE(Has(r.err, "set 0 \"Gain\" = 6.02 dB"));
     int format = 0;
     const ghost::Audio in = ghost::ReadAudioFile(dir / "mono.wav");
@@ -64,9 +64,8 @@ TEST(HostAudio, RendersFilesWithTheRequestedGain)
     ghost::WriteAudioFile(dir / "stereo.wav", hosttest::Sine(2, 44100, 0.1, 440), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     {
         Mode mono("mono");
-        r = RunHost({"render", "--plugin", TEST_PLUGIN, dir / "stereo.wav", dir / "out.flac"});
+        RunOk({"render", "--plugin", TEST_PLUGIN, dir / "stereo.wav", dir / "out.flac"});
     }
-    ASSERT_EQ(r.status, 0) << r.err;
     out = ghost::ReadAudioFile(dir / "out.flac", &format);
     EXPECT_EQ(format & SF_FORMAT_TYPEMASK, SF_FORMAT_FLAC);
     ASSERT_EQ(out.channels.size(), 1u);
@@ -75,9 +74,8 @@ TEST(HostAudio, RendersFilesWithTheRequestedGain)
     // The declared latency is compensated, sample for sample to the last frame.
     ghost::WriteAudioFile(dir / "low.wav", hosttest::Sine(2, 44100, 0.1, 100), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
     Mode latency("latency");
-    r = RunHost({"render", "--plugin", TEST_PLUGIN, "--set", "Bypass=On", "--block", "64", dir / "low.wav",
-                 dir / "out.wav"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    r = RunOk({"render", "--plugin", TEST_PLUGIN, "--set", "Bypass=On", "--block", "64", dir / "low.wav",
+               dir / "out.wav"});
     EXPECT_EQ(ghost::ReadAudioFile(dir / "out.wav").channels, ghost::ReadAudioFile(dir / "low.wav").channels);
 }
 
@@ -101,8 +99,7 @@ TEST(HostAudio, PicksAnOutputFormatTheContainerTakes)
 TEST(HostAudio, RendersTheTestSignalWithoutInput)
 {
     hosttest::TempDir dir;
-    const auto r = RunHost({"render", "--plugin", TEST_PLUGIN, "--program", "1", "--rate", "32000", dir / "gen.wav"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    const auto r = RunOk({"render", "--plugin", TEST_PLUGIN, "--program", "1", "--rate", "32000", dir / "gen.wav"});
     const ghost::Audio out = ghost::ReadAudioFile(dir / "gen.wav");
     const ghost::Audio ref = ghost::TestSignal(32000, 2);
     EXPECT_EQ(out.rate, 32000);
@@ -159,13 +156,11 @@ TEST(HostAudio, PrintsAndDrawsTheResponseEvenThroughHum)
     // An impulse response that never dies away: the band figures come from
     // sines and stay exact, and the curve falls back to sines as well.
     hosttest::TempDir dir;
-    const auto clean = RunHost({"response", "--plugin", TEST_PLUGIN, "--set", "Peak Gain=-6"});
-    ASSERT_EQ(clean.status, 0) << clean.err;
+    const auto clean = RunOk({"response", "--plugin", TEST_PLUGIN, "--set", "Peak Gain=-6"});
     for (const char* want : {"band", "\n1.0KHz       1000.0    -6.000    -6.000", "16.0KHz"})
         EXPECT_TRUE(Has(clean.out, want));
     Mode hum("hum");
-    const auto r = RunHost({"response", "--plugin", TEST_PLUGIN, "--set", "Peak Gain=-6", "--png", dir / "c.png"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    const auto r = RunOk({"response", "--plugin", TEST_PLUGIN, "--set", "Peak Gain=-6", "--png", dir / "c.png"});
     EXPECT_TRUE(Has(r.err, "curve from stepped sines"));
     EXPECT_EQ(r.out, clean.out) << "every band to the printed thousandth of a dB";
     EXPECT_EQ(hosttest::ReadText(dir / "c.png").substr(0, 4), "\x89PNG");

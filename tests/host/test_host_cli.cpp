@@ -7,18 +7,17 @@
 
 using hosttest::Has;
 using hosttest::RunHost;
+using hosttest::RunOk;
 
 TEST(HostCli, InfoListsIdentityParametersAndPrograms)
 {
-    auto r = RunHost({"info", TEST_PLUGIN});
-    ASSERT_EQ(r.status, 0) << r.err;
+    auto r = RunOk({"info", TEST_PLUGIN});
     for (const char* want : {"Name         HostTestEQ", "Vendor       GraphicEQ Tests", "vendor 1234",
                              "'HtEq' 0x48744571 (1215579505)", "CanReplacing", "2 in, 2 out",
                              "Programs     3 (current 0)", "Boost 1k", "Parameters   5", "Peak Gain", "dB", "0.500000"})
         EXPECT_TRUE(Has(r.out, want));
 
-    r = RunHost({"info", TEST_PLUGIN, "--json"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    r = RunOk({"info", TEST_PLUGIN, "--json"});
     EXPECT_EQ(r.out.substr(0, 2), "{\n") << "the plug-in's own printing stays out of the results";
     EXPECT_TRUE(Has(r.err, "HostTestEQ: opened"));
     for (const char* want : {"\"uniqueID\": \"HtEq\"", "\"inputs\": 2", "\"programs\": [\"Flat\", \"Boost 1k\", \"Cut 1k\"]",
@@ -26,8 +25,7 @@ TEST(HostCli, InfoListsIdentityParametersAndPrograms)
         EXPECT_TRUE(Has(r.out, want));
 
     hosttest::Mode mode("odd");
-    r = RunHost({"info", "--json", TEST_PLUGIN});
-    ASSERT_EQ(r.status, 0) << r.err;
+    r = RunOk({"info", "--json", TEST_PLUGIN});
     for (const char* want : {"\"vendor\": \"Odd?[31m Vendor\\ufffd\"", "\"Peak \\ufffd\\ufffdGain\"",
                              "\"programs\": [\"odd?0\", \"odd?1\", \"odd?2\"]"})
         EXPECT_TRUE(Has(r.out, want));
@@ -44,8 +42,7 @@ TEST(HostCli, JsonStringsEscapeEverythingUnsafe)
 
 TEST(HostCli, BenchComparesPluginsInOneRun)
 {
-    const auto r = RunHost({"bench", TEST_PLUGIN, TEST_PLUGIN_MAIN, "--seconds", "0.05", "--block", "256"});
-    ASSERT_EQ(r.status, 0) << r.err;
+    const auto r = RunOk({"bench", TEST_PLUGIN, TEST_PLUGIN_MAIN, "--seconds", "0.05", "--block", "256"});
     for (const char* want : {"block 256", "HostTestEQ", "2/2", TEST_PLUGIN, TEST_PLUGIN_MAIN})
         EXPECT_TRUE(Has(r.out, want));
 }
