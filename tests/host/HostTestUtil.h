@@ -45,7 +45,10 @@ inline std::string ReadText(const std::string& path)
     return s.str();
 }
 
-inline void WriteText(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+inline void WriteText(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
 
 inline ::testing::AssertionResult Has(const std::string& text, const std::string& want)
 {

@@ -88,7 +88,8 @@ void ParamDisplay(TestEffect* t, int index, char* out)
         std::strcpy(out, v >= 0.5f ? "On" : "Off");
     else
         std::snprintf(out, 16, index == kGain || index == kPeakQ ? "%.2f" : "%.1f",
-                      index == kGain ? GainDb(v) : index == kPeakGain ? PeakDb(v) : index == kPeakQ ? PeakQ(v) : TrimDb(v));
+                      index == kGain ? GainDb(v) : index == kPeakGain ? PeakDb(v)
+                                                 : index == kPeakQ ? PeakQ(v) : TrimDb(v));
 }
 
 void Load(TestEffect* t, int program)
@@ -139,7 +140,8 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
     // Longer than the 8-byte limit, as many plug-ins do; odd goes further.
     static const char* const names[] = {"Gain", "Peak Gain", "Peak Q", "Bypass", "Trim"};
     static const char* const oddNames[] = {"Gain\x01\x02", "Peak \xff\xfeGain", "", "Bypass",
-                                           "Trim that has a name far beyond every limit a host would expect, to see whether it copes"};
+                                           "Trim that has a name far beyond every limit a host would "
+                                           "expect, to see whether it copes"};
     switch (opcode) {
     case effOpen:
         std::printf("HostTestEQ: opened\n");  // chatter on standard output, as some plug-ins have

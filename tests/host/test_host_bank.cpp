@@ -55,7 +55,8 @@ std::string ParamBank(uint32_t id, uint32_t current, const std::vector<Prog>& pr
 {
     std::string b = Be({kCcnK, 0, kFxBk, 2, id, 1, uint32_t(programs.size()), current}) + std::string(124, '\0');
     for (const Prog& p : programs) {
-        b += Be({kCcnK, 0, kFxCk, 1, id, 1, uint32_t(p.values.size())}) + (p.name + std::string(28, '\0')).substr(0, 28);
+        b += Be({kCcnK, 0, kFxCk, 1, id, 1, uint32_t(p.values.size())});
+        b += (p.name + std::string(28, '\0')).substr(0, 28);
         for (float v : p.values) {
             uint32_t u;
             std::memcpy(&u, &v, 4);

@@ -9,26 +9,16 @@ using ghost::HostError;
 using ghost::VstPlugin;
 using hosttest::Has;
 
-TEST(HostLoading, OpensThePluginThroughEitherEntryPoint)
+TEST(HostLoading, OpensThroughEitherEntryPointWithoutSwitchingPrograms)
 {
+    // The identity as a user sees it is checked through `info` (test_host_cli.cpp).
     VstPlugin p(TEST_PLUGIN, 48000.0, 256);
     EXPECT_FALSE(p.UsedMainFallback());
-    EXPECT_EQ(p.EffectName() + "|" + p.VendorString() + "|" + p.ProductString(),
-              "HostTestEQ|GraphicEQ Tests|Host Test EQ");
-    EXPECT_EQ(p.VendorVersion(), 1234);
-    EXPECT_EQ(ghost::FourCCToString(p.Effect()->uniqueID), "HtEq");
-    EXPECT_EQ(p.NumInputs() * 10 + p.NumOutputs(), 22);
-    EXPECT_EQ(p.NumParams(), 5);
-    EXPECT_EQ(p.ParamName(1) + "|" + p.ParamLabel(1) + "|" + p.ParamDisplay(1), "Peak Gain|dB|0.0");
     EXPECT_EQ(p.ProgramNames(), (std::vector<std::string>{"Flat", "Boost 1k", "Cut 1k"}));
     EXPECT_EQ(p.CurrentProgram(), 0) << "reading program names must not switch programs";
-
     VstPlugin m(TEST_PLUGIN_MAIN, 48000.0, 128);
     EXPECT_TRUE(m.UsedMainFallback());
     EXPECT_EQ(m.EffectName(), "HostTestEQ");
-    hosttest::Mode mode("mono");
-    VstPlugin mono(TEST_PLUGIN, 48000.0, 128);
-    EXPECT_EQ(mono.NumInputs() * 10 + mono.NumOutputs(), 11);
 }
 
 TEST(HostLoading, AnswersTheHostQueriesAndCallsInDawOrder)
