@@ -50,6 +50,18 @@ inline void WriteText(const std::string& path, const std::string& text)
     std::ofstream(path, std::ios::binary) << text;
 }
 
+// The message of the HostError `f` throws, or "(accepted)".
+template <class F>
+std::string ErrorOf(F&& f)
+{
+    try {
+        f();
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return "(accepted)";
+}
+
 inline ::testing::AssertionResult Has(const std::string& text, const std::string& want)
 {
     if (text.find(want) != std::string::npos)

@@ -93,12 +93,7 @@ ghost::FxBank Parse(const std::string& bytes)
 
 std::string ParseError(const std::string& bytes)
 {
-    try {
-        Parse(bytes);
-    } catch (const ghost::HostError& e) {
-        return e.what();
-    }
-    return "(accepted)";
+    return hosttest::ErrorOf([&] { Parse(bytes); });
 }
 
 }  // namespace
@@ -172,28 +167,18 @@ TEST(HostBank, ReadsFilesWithinBounds)
     const auto b = ghost::ReadFxBank(dir / "good.fxb");
     EXPECT_EQ(std::string(b.chunk.begin(), b.chunk.end()), "chunk");
     EXPECT_THROW(ghost::ReadFxBank(dir / "missing.fxb"), ghost::HostError);
-    EXPECT_THROW(ghost::ReadFxBank(dir.Path()), ghost::HostError);
+    EXPECT_THROW(ghost::ReadFxBank(dir.Path()), ghost::HostError) << "a directory";
     // A sparse file beyond the limit is refused after reading at most the limit.
     WriteText(dir / "huge.fxb", ChunkBank(kHtEq, "x", 1, 0x7FFFFFFF));
     ASSERT_EQ(truncate((dir / "huge.fxb").c_str(), static_cast<off_t>(ghost::kMaxBankFileBytes) + 10), 0);
-    try {
-        ghost::ReadFxBank(dir / "huge.fxb");
-        ADD_FAILURE() << "an oversized file was accepted";
-    } catch (const ghost::HostError& e) {
-        EXPECT_TRUE(Has(e.what(), "larger than 64 MiB"));
-    }
+    EXPECT_TRUE(Has(hosttest::ErrorOf([&] { ghost::ReadFxBank(dir / "huge.fxb"); }), "larger than 64 MiB"));
 }
 
 TEST(HostBank, ParameterBankReachesInfoResponseAndTheListing)
 {
     TempDir dir;
     WriteText(dir / "p.fxb", ParamBank(kHtEq, 1, TestPrograms()));
-    auto r = RunOk({"info", TEST_PLUGIN, "--bank", dir / "p.fxb"});
-    for (const char* want : {"Programs     3 (current 1)", "    0  Alpha", "    1  Bravo", "    2  Charlie"})
-        EXPECT_TRUE(Has(r.out, want));
-    EXPECT_TRUE(Has(r.err, "3 programs of parameters"));
-
-    r = RunOk({"response", "--plugin", TEST_PLUGIN, "--bank", dir / "p.fxb"});
+    auto r = RunOk({"response", "--plugin", TEST_PLUGIN, "--bank", dir / "p.fxb"});
     EXPECT_NEAR(Gain1k(r.out), 6.0, 0.01) << "the bank's current program (Bravo) is playing\n" << r.out;
     r = RunOk({"response", "--plugin", TEST_PLUGIN, "--bank", dir / "p.fxb", "--program", "2", "--peak"});
     EXPECT_NEAR(Gain1k(r.out), -6.0, 0.01) << r.out;
@@ -207,8 +192,10 @@ TEST(HostBank, ParameterBankReachesInfoResponseAndTheListing)
     progs.push_back({"Delta", {0.1f, 0.1f, 0.1f, 0.1f, 0.1f}});
     WriteText(dir / "p.fxb", ParamBank(kHtEq, 1, progs));
     r = RunOk({"bank", "--plugin", TEST_PLUGIN, dir / "p.fxb"});
+    EXPECT_TRUE(Has(r.err, "4 programs of parameters"));
     EXPECT_TRUE(Has(r.err, "holds 4 programs, the plug-in has 3; 3 loaded"));
-    for (const char* want : {"plug-in HostTestEQ 'HtEq'\nprograms 3, parameters 5\n", "\nprogram 1: Bravo\n",
+    for (const char* want : {"plug-in HostTestEQ 'HtEq'\nprograms 3, parameters 5\n", "\nprogram 0: Alpha\n",
+                             "\nprogram 1: Bravo\n",
                              "    0  Gain      = -24.00 dB      (0.000000)\n",
                              "    4  Trim      = -6.0 dB        (1.000000)\n",
                              "    1  Peak Gain = 6.0 dB         (0.750000)\n", "\nprogram 2: Charlie\n",
