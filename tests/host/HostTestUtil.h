@@ -106,13 +106,13 @@ inline double RenderedDb(const Result& r)
     return at == std::string::npos ? -999 : std::atof(r.err.c_str() + at + 6);
 }
 
-// The gain printed for the 1 kHz band by `response`.
-inline double Gain1k(const std::string& out)
+// The gain `response` prints on the line starting with `label` ("1.0KHz", "peak").
+inline double PrintedDb(const std::string& out, const std::string& label)
 {
-    const size_t at = out.find("\n1.0KHz");
-    double freq = 0, db = -999;
+    const size_t at = out.find("\n" + label + " ");
+    double hz = 0, db = -999;
     if (at != std::string::npos)
-        std::sscanf(out.c_str() + at + 1, "1.0KHz %lf %lf", &freq, &db);
+        std::sscanf(out.c_str() + at + 1 + label.size(), "%lf %lf", &hz, &db);
     return db;
 }
 

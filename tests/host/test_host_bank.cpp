@@ -14,8 +14,8 @@
 #include "HostTestUtil.h"
 #include "VstHost.h"
 
-using hosttest::Gain1k;
 using hosttest::Has;
+using hosttest::PrintedDb;
 using hosttest::ReadText;
 using hosttest::RenderedDb;
 using hosttest::RunHost;
@@ -179,10 +179,10 @@ TEST(HostBank, ParameterBankReachesInfoResponseAndTheListing)
     TempDir dir;
     WriteText(dir / "p.fxb", ParamBank(kHtEq, 1, TestPrograms()));
     auto r = RunOk({"response", "--plugin", TEST_PLUGIN, "--bank", dir / "p.fxb"});
-    EXPECT_NEAR(Gain1k(r.out), 6.0, 0.01) << "the bank's current program (Bravo) is playing\n" << r.out;
+    EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), 6.0, 0.01) << "the bank's current program (Bravo) is playing\n" << r.out;
     r = RunOk({"response", "--plugin", TEST_PLUGIN, "--bank", dir / "p.fxb", "--program", "2", "--peak"});
-    EXPECT_NEAR(Gain1k(r.out), -6.0, 0.01) << r.out;
-    EXPECT_TRUE(Has(r.out, "\npeak "));
+    EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), -6.0, 0.01) << r.out;
+    EXPECT_NEAR(PrintedDb(r.out, "peak"), 0.0, 0.01) << "a cut leaves 0 dB as the highest gain\n" << r.out;
 
     // A fourth program the plug-in has no room for, and values no plug-in
     // should see: not a number, and beyond 1.
@@ -228,7 +228,7 @@ TEST(HostBank, OpaqueBankReachesAChunkPlugin)
     EXPECT_TRUE(Has(r.out, "\nprogram 2: Charlie\n"));
     EXPECT_TRUE(Has(r.err, "opaque chunk of 156 bytes"));
     r = RunOk({"response", "--plugin", TEST_PLUGIN, "--bank", dir / "c.fxb"});
-    EXPECT_NEAR(Gain1k(r.out), -6.0, 0.01) << r.out;
+    EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), -6.0, 0.01) << r.out;
 }
 
 TEST(HostBank, RefusesBanksThePluginCannotTake)
@@ -284,20 +284,13 @@ TEST(HostBankGraphicEQ, ListsTheFactoryBankAsAFirstRunSeesIt)
 TEST(HostBankGraphicEQ, PeakAndCurveSurviveTheLowBandLimitCycleAndResume)
 {
     TempDir dir;
-    const auto peakDb = [](const std::string& out) {
-        const size_t at = out.find("\npeak ");
-        double hz = 0, db = 99;
-        if (at != std::string::npos)
-            std::sscanf(out.c_str() + at + 1, "peak %lf %lf", &hz, &db);
-        return db;
-    };
     // After a 25 Hz tone, and after an impulse through a low boost,
     // GraphicEQ's flush of tiny values leaves a small 25 Hz limit cycle; an
     // impulse response seconds long summed it into a +45 dB "peak" on Flat.
     auto r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--bank", GRAPHICEQ_FACTORY_BANK, "--program", "0",
                     "--peak", "--png", dir / "flat.png"});
-    EXPECT_NEAR(Gain1k(r.out), 0.0, 0.01) << r.out;
-    EXPECT_NEAR(peakDb(r.out), 0.0, 0.01) << r.out;
+    EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), 0.0, 0.01) << r.out;
+    EXPECT_NEAR(PrintedDb(r.out, "peak"), 0.0, 0.01) << r.out;
     // With the 25 Hz band boosted the impulse itself trips the cycle; the
     // curve then comes from stepped sines.
     r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 25Hz=6", "--png", dir / "low.png"});
@@ -312,7 +305,7 @@ TEST(HostBankGraphicEQ, PeakAndCurveSurviveTheLowBandLimitCycleAndResume)
         EXPECT_NEAR(RenderedDb(r), want, 0.15) << onOff << "\n" << r.err;
     }
     r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 1.0KHz=6", "--set", "ON/OFF=OFF", "--peak"});
-    EXPECT_NEAR(Gain1k(r.out), 0.0, 0.01) << r.out;
-    EXPECT_NEAR(peakDb(r.out), 0.0, 0.01) << r.out;
+    EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), 0.0, 0.01) << r.out;
+    EXPECT_NEAR(PrintedDb(r.out, "peak"), 0.0, 0.01) << r.out;
 }
 #endif

@@ -13,8 +13,9 @@ TEST(HostCli, InfoListsIdentityParametersAndPrograms)
 {
     auto r = RunOk({"info", TEST_PLUGIN});
     for (const char* want : {"Name         HostTestEQ", "Vendor       GraphicEQ Tests", "Product      Host Test EQ",
-                             "vendor 1234, effect 7, VST 2400", "'HtEq' 0x48744571 (1215579505)", "Effect (1)", "CanReplacing", "2 in, 2 out",
-                             "Programs     3 (current 0)", "Boost 1k", "Parameters   5", "Peak Gain", "dB", "0.500000"})
+                             "vendor 1234, effect 7, VST 2400", "'HtEq' 0x48744571 (1215579505)", "Effect (1)",
+                             "CanReplacing", "2 in, 2 out", "Programs     3 (current 0)", "Boost 1k", "Parameters   5",
+                             "Peak Gain", "dB", "0.500000"})
         EXPECT_TRUE(Has(r.out, want));
 
     r = RunOk({"info", TEST_PLUGIN, "--json"});

@@ -1,7 +1,10 @@
-// GraphicEQ.so driven through its binary interface by the host, as a DAW
-// would: identity, parameter names, --set by display value, and a sine
-// through a boosted band. Skipped in trees that do not build the plug-in.
+// Real plug-ins driven through their binary interface by the host, as a DAW
+// would. GraphicEQ.so: identity, parameter names, --set by display value, and
+// a sine through a boosted band (skipped in trees that do not build it).
+// Debian's lsp-plugins-vst graphic equalizer (installed by
+// scripts/install-deps.sh --hosts; skipped when it is not installed).
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 
@@ -46,3 +49,21 @@ TEST(HostGraphicEQ, LoadsWithItsIdentityAndBoostsTheBandSetByItsDisplayValue)
     EXPECT_NEAR(g.first, 0.0, 0.01) << "switched off, the equalizer passes the signal unchanged";
 }
 #endif
+
+TEST(HostThirdParty, DrivesTheLspGraphicEqualizer)
+{
+    const char* const lsp = "/usr/lib/vst/lsp-plugins/graph-equalizer-x16-stereo.so";
+    if (access(lsp, R_OK) != 0)
+        GTEST_SKIP() << lsp << " is not installed";
+    ghost::VstPlugin p(lsp, 48000.0, 512);
+    EXPECT_EQ(p.NumInputs() * 10 + p.NumOutputs(), 22);
+    EXPECT_EQ(ghost::FourCCToString(p.Effect()->uniqueID), "argl");
+    ghost::PluginParamAccess a(p);
+    const auto s = ghost::ApplySetting(a, "g_8=6");  // the 630 Hz band
+    EXPECT_EQ(s.display + "|" + s.label, "6.00|dB");
+    p.Resume();
+    const auto h = ghost::MeasureImpulseResponse(p, 4800, 480000);
+    ASSERT_EQ(h.size(), 2u);
+    EXPECT_NEAR(ghost::ResponseDb(h[0], 630.0, 48000.0), 6.0, 0.5);
+    EXPECT_NEAR(ghost::ResponseDb(h[1], 4000.0, 48000.0), 0.0, 0.05);
+}
