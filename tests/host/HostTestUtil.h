@@ -99,13 +99,6 @@ inline Result RunOk(const std::vector<std::string>& args)
     return r;
 }
 
-// The output level render reports on stderr ("..., out -6.0 dBFS ...").
-inline double RenderedDb(const Result& r)
-{
-    const size_t at = r.err.find(", out ");
-    return at == std::string::npos ? -999 : std::atof(r.err.c_str() + at + 6);
-}
-
 // The gain `response` prints on the line starting with `label` ("1.0KHz", "peak").
 inline double PrintedDb(const std::string& out, const std::string& label)
 {

@@ -17,7 +17,6 @@
 using hosttest::Has;
 using hosttest::PrintedDb;
 using hosttest::ReadText;
-using hosttest::RenderedDb;
 using hosttest::RunHost;
 using hosttest::RunOk;
 using hosttest::TempDir;
@@ -163,9 +162,6 @@ TEST(HostBank, RejectsDamagedFilesWithoutTrustingTheirSizes)
 TEST(HostBank, ReadsFilesWithinBounds)
 {
     TempDir dir;
-    WriteText(dir / "good.fxb", ChunkBank(kHtEq, "chunk"));
-    const auto b = ghost::ReadFxBank(dir / "good.fxb");
-    EXPECT_EQ(std::string(b.chunk.begin(), b.chunk.end()), "chunk");
     EXPECT_THROW(ghost::ReadFxBank(dir / "missing.fxb"), ghost::HostError);
     EXPECT_THROW(ghost::ReadFxBank(dir.Path()), ghost::HostError) << "a directory";
     // A sparse file beyond the limit is refused after reading at most the limit.
@@ -281,7 +277,8 @@ TEST(HostBankGraphicEQ, ListsTheFactoryBankAsAFirstRunSeesIt)
     EXPECT_EQ(RunOk({"bank", "--plugin", GRAPHICEQ_PLUGIN, "--program-list"}).out, r.out);
 }
 
-TEST(HostBankGraphicEQ, PeakAndCurveSurviveTheLowBandLimitCycleAndResume)
+// Two tests, as each runs for a while under the sanitizers.
+TEST(HostBankGraphicEQ, PeakAndCurveSurviveTheLowBandLimitCycle)
 {
     TempDir dir;
     // After a 25 Hz tone, and after an impulse through a low boost,
@@ -295,16 +292,21 @@ TEST(HostBankGraphicEQ, PeakAndCurveSurviveTheLowBandLimitCycleAndResume)
     // curve then comes from stepped sines.
     r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 25Hz=6", "--png", dir / "low.png"});
     EXPECT_TRUE(Has(r.err, "curve from stepped sines"));
+}
 
+TEST(HostBankGraphicEQ, SettingsOutliveResume)
+{
     // GraphicEQ switches itself on in resume; --set ON/OFF=OFF must still
     // bypass it in render, response and the peak search.
+    TempDir dir;
     ghost::WriteAudioFile(dir / "sine.wav", hosttest::Sine(1, 48000, 0.25, 1000), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
     for (const auto& [onOff, want] : {std::make_pair("ON", -6.0), std::make_pair("OFF", -12.0)}) {
-        r = RunOk({"render", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Output=0", "--set", "Gain 1.0KHz=6", "--set",
-                   std::string("ON/OFF=") + onOff, dir / "sine.wav", dir / "o.wav"});
-        EXPECT_NEAR(RenderedDb(r), want, 0.15) << onOff << "\n" << r.err;
+        const auto r = RunOk({"render", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Output=0", "--set", "Gain 1.0KHz=6",
+                              "--set", std::string("ON/OFF=") + onOff, dir / "sine.wav", dir / "o.wav"});
+        const double out = std::atof(r.err.substr(r.err.find(", out ") + 6).c_str());  // "..., out -6.0 dBFS"
+        EXPECT_NEAR(out, want, 0.15) << onOff << "\n" << r.err;
     }
-    r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 1.0KHz=6", "--set", "ON/OFF=OFF", "--peak"});
+    const auto r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 1.0KHz=6", "--set", "ON/OFF=OFF", "--peak"});
     EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), 0.0, 0.01) << r.out;
     EXPECT_NEAR(PrintedDb(r.out, "peak"), 0.0, 0.01) << r.out;
 }
