@@ -4,23 +4,19 @@
 
 #include <cmath>
 
+#include "HostTestUtil.h"
 #include "ParamSet.h"
 #include "VstHost.h"
 
 using ghost::ApplySetting;
-using ghost::HostError;
 using ghost::ParamSetting;
+using hosttest::Has;
 
 namespace {
 
 std::string ErrorOf(ghost::ParamAccess& a, const std::string& assignment)
 {
-    try {
-        ApplySetting(a, assignment);
-    } catch (const HostError& e) {
-        return e.what();
-    }
-    return "(accepted)";
+    return hosttest::ErrorOf([&] { ApplySetting(a, assignment); });
 }
 
 // A parameter whose display rises and falls again (not monotonic), one
@@ -49,25 +45,20 @@ public:
 
 TEST(HostParams, ParsesDisplayNumbers)
 {
-    double v = 0;
-    int dec = -1;
-    ASSERT_TRUE(ghost::ParseDisplayNumber(" 6.00 dB", &v, &dec));
-    EXPECT_EQ(v, 6.0);
-    EXPECT_EQ(dec, 2);
-    ASSERT_TRUE(ghost::ParseDisplayNumber("-3.5dB", &v));
-    EXPECT_EQ(v, -3.5);
-    ASSERT_TRUE(ghost::ParseDisplayNumber("1.6KHz", &v));
-    EXPECT_DOUBLE_EQ(v, 1600.0);
-    ASSERT_TRUE(ghost::ParseDisplayNumber("2 k", &v));
-    EXPECT_DOUBLE_EQ(v, 2000.0);
-    ASSERT_TRUE(ghost::ParseDisplayNumber("-inf", &v));
-    EXPECT_TRUE(std::isinf(v) && v < 0);
-    ASSERT_TRUE(ghost::ParseDisplayNumber("+12", &v));
-    EXPECT_EQ(v, 12.0);
-    EXPECT_FALSE(ghost::ParseDisplayNumber("ON", &v));
-    EXPECT_FALSE(ghost::ParseDisplayNumber("", &v));
-    EXPECT_FALSE(ghost::ParseDisplayNumber("nan", &v));
-    EXPECT_FALSE(ghost::ParseDisplayNumber("0x10", &v));
+    const std::tuple<const char*, double, int> good[] = {{" 6.00 dB", 6.0, 2}, {"-3.5dB", -3.5, 1},
+                                                         {"1.6KHz", 1600.0, 0}, {"2 k", 2000.0, 0},
+                                                         {"+12", 12.0, 0},      {"-inf", -INFINITY, 0}};
+    for (const auto& [text, want, decimals] : good) {
+        double v = 0;
+        int dec = -1;
+        ASSERT_TRUE(ghost::ParseDisplayNumber(text, &v, &dec)) << text;
+        EXPECT_DOUBLE_EQ(v, want) << text;
+        EXPECT_EQ(std::isfinite(want) ? dec : 0, decimals) << text;
+    }
+    for (const char* bad : {"ON", "", "nan", "0x10"}) {
+        double v = 0;
+        EXPECT_FALSE(ghost::ParseDisplayNumber(bad, &v)) << bad;
+    }
 }
 
 TEST(HostParams, ResolvesNamesAndDisplayValuesThroughThePlugin)
@@ -75,83 +66,69 @@ TEST(HostParams, ResolvesNamesAndDisplayValuesThroughThePlugin)
     ghost::VstPlugin p(TEST_PLUGIN, 48000.0, 64);
     ghost::PluginParamAccess a(p);
 
-    // Linear display with one decimal: the middle of the "6.0" plateau is
-    // exactly the value the plug-in maps to +6 dB.
-    ParamSetting s = ApplySetting(a, "Peak Gain=6");
-    EXPECT_EQ(s.index, 1);
-    EXPECT_EQ(s.display, "6.0");
-    EXPECT_EQ(s.label, "dB");
-    EXPECT_NEAR(s.normalised, 0.75f, 1e-5);
-    EXPECT_TRUE(s.note.empty());
-    EXPECT_NEAR(p.GetParam(1), 0.75f, 1e-5) << "the setting stays applied";
-
-    // Forgiving name match, a unit suffix, and two decimals.
-    s = ApplySetting(a, "  gain =-6.02 dB");
-    EXPECT_EQ(s.index, 0);
-    EXPECT_EQ(s.display, "-6.02");
-    EXPECT_NEAR(-24.0 + 48.0 * s.normalised, -6.02, 0.001);
-
-    // Logarithmic mapping: bisection still lands in the plateau.
-    s = ApplySetting(a, "Peak Q=2");
-    EXPECT_EQ(s.display, "2.00");
-    EXPECT_NEAR(0.5 * std::pow(40.0, s.normalised), 2.0, 0.005);
-
-    // A display that falls as the value rises.
-    s = ApplySetting(a, "Trim=-3");
-    EXPECT_EQ(s.display, "-3.0");
-    EXPECT_NEAR(6.0 - 12.0 * s.normalised, -3.0, 1e-4);
-
-    // The ends of the range are reached exactly, not half a display step in.
-    EXPECT_EQ(ApplySetting(a, "Peak Gain=12").normalised, 1.0f);
-    EXPECT_EQ(ApplySetting(a, "Peak Gain=-12").normalised, 0.0f);
-    EXPECT_EQ(ApplySetting(a, "Trim=-6").normalised, 1.0f);
-    EXPECT_EQ(ApplySetting(a, "Peak Q=20").normalised, 1.0f);
-
-    // Words, case-insensitively.
-    s = ApplySetting(a, "Bypass=on");
-    EXPECT_EQ(s.display, "On");
-    EXPECT_GE(s.normalised, 0.5f);
-
-    // Between two display steps: the closest.
-    s = ApplySetting(a, "Peak Gain=6.04");
-    EXPECT_EQ(s.display, "6.0");
-    s = ApplySetting(a, "Peak Gain=6.07");
-    EXPECT_EQ(s.display, "6.1");
-    EXPECT_TRUE(s.note.empty()) << "within the display's resolution";
-
-    // INDEX=NORMALISED.
-    s = ApplySetting(a, "2=0.25");
-    EXPECT_EQ(s.index, 2);
-    EXPECT_EQ(s.normalised, 0.25f);
-    EXPECT_EQ(p.GetParam(2), 0.25f);
+    EXPECT_EQ(ApplySetting(a, "Peak Gain=6").label, "dB");
+    // assignment, index, display, then the value shown back through the
+    // plug-in's own mapping, or (normalised) the exact normalised value.
+    struct Case {
+        const char* assignment;
+        int index;
+        const char* display;
+        double value, normalised;
+    } cases[] = {
+        // Linear display with one decimal: the middle of the "6.0" plateau
+        // is exactly the value the plug-in maps to +6 dB.
+        {"Peak Gain=6", 1, "6.0", 6, 0.75},
+        {"  gain =-6.02 dB", 0, "-6.02", -6.02, -1},  // forgiving name match, a unit, two decimals
+        {"Peak Q=2", 2, "2.00", 2.0, -1},             // logarithmic mapping: bisection lands in the plateau
+        {"Trim=-3", 4, "-3.0", -3.0, -1},             // a display that falls as the value rises
+        {"Peak Gain=12", 1, "12.0", 12, 1.0},         // the ends of the range reached exactly
+        {"Peak Gain=-12", 1, "-12.0", -12, 0.0},
+        {"Trim=-6", 4, "-6.0", -6, 1.0},
+        {"Peak Q=20", 2, "20.00", 20, 1.0},
+        {"Bypass=on", 3, "On", 0, -1},                // words, case-insensitively
+        {"Peak Gain=6.04", 1, "6.0", 6.0, -1},        // between two display steps: the closest
+        {"Peak Gain=6.07", 1, "6.1", 6.1, -1},
+        {"2=0.25", 2, "1.26", 1.26, 0.25},            // INDEX=NORMALISED
+    };
+    const auto shown = [](int index, float n) {
+        return index == 0 ? -24.0 + 48.0 * n : index == 1 ? -12.0 + 24.0 * n
+             : index == 2 ? 0.5 * std::pow(40.0, n) : index == 4 ? 6.0 - 12.0 * n : 0.0;
+    };
+    for (const Case& c : cases) {
+        const ParamSetting s = ApplySetting(a, c.assignment);
+        EXPECT_EQ(s.index, c.index) << c.assignment;
+        EXPECT_EQ(s.display, c.display) << c.assignment;
+        EXPECT_TRUE(s.note.empty()) << c.assignment << ": within the display's resolution";
+        EXPECT_EQ(p.GetParam(c.index), s.normalised) << c.assignment << ": the setting stays applied";
+        if (c.normalised >= 0) {
+            EXPECT_NEAR(s.normalised, c.normalised, 1e-6) << c.assignment;
+        } else if (c.index != 3) {
+            EXPECT_NEAR(shown(c.index, s.normalised), c.value, 0.005) << c.assignment;
+        }
+    }
 }
 
 TEST(HostParams, ExplainsWhatItCannotSet)
 {
     ghost::VstPlugin p(TEST_PLUGIN, 48000.0, 64);
     ghost::PluginParamAccess a(p);
-    const std::string unknown = ErrorOf(a, "Peak Gian=3");
-    EXPECT_NE(unknown.find("unknown parameter \"Peak Gian\""), std::string::npos) << unknown;
-    EXPECT_NE(unknown.find("close matches: \"Peak Gain\""), std::string::npos) << unknown;
-    EXPECT_NE(ErrorOf(a, "Peak Gain=20").find("outside the range"), std::string::npos);
-    EXPECT_NE(ErrorOf(a, "Peak Gain=-12.2").find("-12.0 .. 12.0"), std::string::npos);
-    EXPECT_NE(ErrorOf(a, "Bypass=maybe").find("never displays"), std::string::npos);
-    EXPECT_NE(ErrorOf(a, "7=0.5").find("out of range"), std::string::npos);
-    EXPECT_NE(ErrorOf(a, "1=1.5").find("from 0 to 1"), std::string::npos);
-    EXPECT_NE(ErrorOf(a, "Gain").find("NAME=VALUE"), std::string::npos);
-    EXPECT_NE(ErrorOf(a, "=3").find("NAME=VALUE"), std::string::npos);
-    EXPECT_NE(ErrorOf(a, "Gain=").find("NAME=VALUE"), std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf(a, "Peak Gian=3"), "unknown parameter \"Peak Gian\"; close matches: \"Peak Gain\""));
+    const std::pair<const char*, const char*> cases[] = {
+        {"Peak Gain=20", "outside the range"}, {"Peak Gain=-12.2", "-12.0 .. 12.0"}, {"Bypass=maybe", "never displays"},
+        {"7=0.5", "out of range"},             {"1=1.5", "from 0 to 1"},          {"Gain", "NAME=VALUE"},
+        {"=3", "NAME=VALUE"},                  {"Gain=", "NAME=VALUE"}};
+    for (const auto& [assignment, message] : cases)
+        EXPECT_TRUE(Has(ErrorOf(a, assignment), message)) << assignment;
 }
 
 TEST(HostParams, ScansDisplaysThatAreNotMonotonic)
 {
     SyntheticParams a;
-    ParamSetting s = ApplySetting(a, "Tent=6");
-    EXPECT_EQ(s.display, "6.0");
-    s = ApplySetting(a, "Shape=square");
+    EXPECT_EQ(ApplySetting(a, "Tent=6").display, "6.0");
+    ParamSetting s = ApplySetting(a, "Shape=square");
     EXPECT_EQ(s.display, "Square");
     EXPECT_NEAR(s.normalised, 0.495f, 0.01f) << "the middle of the run that shows the word";
-    EXPECT_NE(ErrorOf(a, "Shape=Triangle").find("never displays"), std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf(a, "Shape=Triangle"), "never displays"));
 
     s = ApplySetting(a, "Steps=4");
     EXPECT_EQ(s.display, "4");
@@ -159,17 +136,16 @@ TEST(HostParams, ScansDisplaysThatAreNotMonotonic)
     EXPECT_TRUE(s.note.empty());
     s = ApplySetting(a, "Steps=5");
     EXPECT_TRUE(s.display == "4" || s.display == "6") << s.display;
-    EXPECT_NE(s.note.find("the closest is " + s.display), std::string::npos) << s.note;
+    EXPECT_TRUE(Has(s.note, "the closest is " + s.display));
 }
 
 TEST(HostParams, SuggestsCloseNames)
 {
     const std::vector<std::string> names = {"Gain 25Hz", "Gain 1.0KHz", "Q 1.0KHz", "Output", "Input"};
-    auto m = ghost::CloseMatches(names, "gain 1khz");
-    ASSERT_FALSE(m.empty());
-    EXPECT_EQ(m[0], "Gain 1.0KHz");
-    m = ghost::CloseMatches(names, "Outptu");
-    ASSERT_FALSE(m.empty());
-    EXPECT_EQ(m[0], "Output");
+    for (const auto& [typed, best] : {std::make_pair("gain 1khz", "Gain 1.0KHz"), std::make_pair("Outptu", "Output")}) {
+        const auto m = ghost::CloseMatches(names, typed);
+        ASSERT_FALSE(m.empty()) << typed;
+        EXPECT_EQ(m[0], best);
+    }
     EXPECT_TRUE(ghost::CloseMatches(names, "zzzzzzzzzzzz").empty());
 }
