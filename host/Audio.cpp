@@ -92,6 +92,28 @@ struct Noise {
     }
 };
 
+
+// One block of zeroed input and output buffers for every pin of a plug-in,
+// with the pointer arrays processReplacing takes. Plug-ins without inputs
+// still get one (unused) input buffer, so in[0] always exists.
+struct PinBuffers {
+    std::vector<std::vector<float>> in, out;
+    std::vector<float*> inPtr, outPtr;
+    PinBuffers(int ins, int outs, size_t block)
+        : in(static_cast<size_t>(std::max(ins, 1)), std::vector<float>(block, 0.0f)),
+          out(static_cast<size_t>(std::max(outs, 0)), std::vector<float>(block, 0.0f))
+    {
+        for (auto& c : in)
+            inPtr.push_back(c.data());
+        for (auto& c : out)
+            outPtr.push_back(c.data());
+    }
+    void Process(VstPlugin& plugin, size_t frames)
+    {
+        plugin.Process(inPtr.data(), outPtr.data(), static_cast<int>(frames));
+    }
+};
+
 }  // namespace
 
 Audio ReadAudioFile(const std::string& path, int* format)
@@ -232,13 +254,9 @@ Audio RenderThrough(VstPlugin& plugin, const Audio& in, const std::function<void
     const size_t delay = static_cast<size_t>(plugin.InitialDelay());
     const size_t total = frames + delay;
 
-    std::vector<std::vector<float>> ib(std::max(ins, 1), std::vector<float>(block));
-    std::vector<std::vector<float>> ob(outs, std::vector<float>(block));
-    std::vector<float*> ip(ib.size()), op(outs);
-    for (size_t c = 0; c < ib.size(); ++c)
-        ip[c] = ib[c].data();
-    for (int c = 0; c < outs; ++c)
-        op[c] = ob[c].data();
+    PinBuffers pins(ins, outs, block);
+    auto& ib = pins.in;
+    auto& ob = pins.out;
 
     Audio out;
     out.rate = in.rate;
@@ -255,7 +273,7 @@ Audio RenderThrough(VstPlugin& plugin, const Audio& in, const std::function<void
             for (size_t i = 0; i < n; ++i)
                 ib[c][i] = (src && pos + i < frames) ? (*src)[pos + i] : 0.0f;
         }
-        plugin.Process(ip.data(), op.data(), static_cast<int>(n));
+        pins.Process(plugin, n);
         for (int c = 0; c < outs; ++c)
             for (size_t i = 0; i < n; ++i) {
                 const size_t at = pos + i;
@@ -282,16 +300,12 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
     const size_t maximum = std::max(maxLength, length) + delay;
     const size_t window = std::max<size_t>(block, static_cast<size_t>(0.25 * plugin.SampleRate()));
 
-    std::vector<std::vector<float>> ib(std::max(ins, 1), std::vector<float>(block, 0.0f));
-    std::vector<std::vector<float>> ob(outs, std::vector<float>(block));
-    std::vector<float*> ip(ib.size()), op(outs);
-    for (size_t c = 0; c < ib.size(); ++c)
-        ip[c] = ib[c].data();
-    for (int c = 0; c < outs; ++c)
-        op[c] = ob[c].data();
+    PinBuffers pins(ins, outs, block);
+    auto& ib = pins.in;
+    auto& ob = pins.out;
 
     for (size_t pos = 0; pos < warm; pos += block)
-        plugin.Process(ip.data(), op.data(), static_cast<int>(std::min(block, warm - pos)));
+        pins.Process(plugin, std::min(block, warm - pos));
 
     // Record at least `length` frames, then go on while the last quarter
     // second still holds more than 1e-9 of the peak (a narrow low band rings
@@ -307,7 +321,7 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
         if (pos == 0)
             for (auto& ch : ib)
                 ch[0] = kAmplitude;
-        plugin.Process(ip.data(), op.data(), static_cast<int>(n));
+        pins.Process(plugin, n);
         for (int c = 0; c < outs; ++c)
             for (size_t i = 0; i < n; ++i) {
                 const float v = ob[c][i] / kAmplitude;
@@ -337,16 +351,10 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
 void PlaySilence(VstPlugin& plugin, double seconds)
 {
     const size_t block = static_cast<size_t>(plugin.BlockSize());
-    std::vector<std::vector<float>> ib(std::max(plugin.NumInputs(), 1), std::vector<float>(block, 0.0f));
-    std::vector<std::vector<float>> ob(std::max(plugin.NumOutputs(), 1), std::vector<float>(block));
-    std::vector<float*> ip, op;
-    for (auto& c : ib)
-        ip.push_back(c.data());
-    for (auto& c : ob)
-        op.push_back(c.data());
+    PinBuffers pins(plugin.NumInputs(), std::max(plugin.NumOutputs(), 1), block);
     const size_t total = static_cast<size_t>(seconds * plugin.SampleRate());
     for (size_t pos = 0; pos < total; pos += block)
-        plugin.Process(ip.data(), op.data(), static_cast<int>(std::min(block, total - pos)));
+        pins.Process(plugin, std::min(block, total - pos));
 }
 
 std::vector<std::complex<double>> MeasureSineGain(VstPlugin& plugin, double f, double maxSeconds)
@@ -368,13 +376,9 @@ std::vector<std::complex<double>> MeasureSineGain(VstPlugin& plugin, double f, d
         taper[n] = 0.35875 - 0.48829 * std::cos(x) + 0.14128 * std::cos(2 * x) - 0.01168 * std::cos(3 * x);
     }
 
-    std::vector<std::vector<float>> ib(std::max(ins, 1), std::vector<float>(block));
-    std::vector<std::vector<float>> ob(outs, std::vector<float>(block));
-    std::vector<float*> ip, op;
-    for (auto& c : ib)
-        ip.push_back(c.data());
-    for (auto& c : ob)
-        op.push_back(c.data());
+    PinBuffers pins(ins, outs, block);
+    auto& ib = pins.in;
+    auto& ob = pins.out;
 
     const double w = 2.0 * kPi * f / rate;
     std::vector<std::complex<double>> previous(outs), gain(outs), accY(outs);
@@ -388,7 +392,7 @@ std::vector<std::complex<double>> MeasureSineGain(VstPlugin& plugin, double f, d
             for (auto& c : ib)
                 c[i] = x;
         }
-        plugin.Process(ip.data(), op.data(), static_cast<int>(n));
+        pins.Process(plugin, n);
         for (size_t i = 0; i < n; ++i) {
             // Phase reference: the window's own sample index, the same for
             // input and output, so their ratio is the gain.
