@@ -269,16 +269,3 @@ TEST(Windows, TextGoesInAndOutAsStringObjects)
     field.GetWindowText(text);
     EXPECT_EQ(text, "scaled");
 }
-
-TEST(Windows, ApplicationObjectKeepsAPrivateName)
-{
-    EXPECT_EQ(AfxGetApp(), nullptr);
-    {
-        char name[] = "GraphicEQ";
-        CWinApp app(name);
-        name[0] = 'X';
-        EXPECT_EQ(AfxGetApp(), &app);
-        EXPECT_STREQ(app.m_pszAppName, "GraphicEQ");
-    }
-    EXPECT_EQ(AfxGetApp(), nullptr);
-}
