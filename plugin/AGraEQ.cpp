@@ -260,28 +260,28 @@ unsigned char AGraEQ::GetClip()
 // ---------------------------------------------------------------------------
 // Identity
 
+// The identity strings, cut to the buffer sizes hosts give for them.
+static bool CopyIdentity(char* text, size_t size, const char* value)
+{
+    if (!text)
+        return false;
+    CopyString(text, size, value);
+    return true;
+}
+
 bool AGraEQ::getEffectName(char* name)
 {
-    if (!name)
-        return false;
-    CopyString(name, kVstMaxEffectNameLen, kEffectName);
-    return true;
+    return CopyIdentity(name, kVstMaxEffectNameLen, kEffectName);
 }
 
 bool AGraEQ::getProductString(char* text)
 {
-    if (!text)
-        return false;
-    CopyString(text, kVstMaxProductStrLen, kEffectName);
-    return true;
+    return CopyIdentity(text, kVstMaxProductStrLen, kEffectName);
 }
 
 bool AGraEQ::getVendorString(char* text)
 {
-    if (!text)
-        return false;
-    CopyString(text, kVstMaxVendorStrLen, kVendor);
-    return true;
+    return CopyIdentity(text, kVstMaxVendorStrLen, kVendor);
 }
 
 VstInt32 AGraEQ::canDo(char* text)
