@@ -336,12 +336,12 @@ std::vector<std::vector<float>> MeasureImpulseResponse(VstPlugin& plugin, size_t
     // Drop the negligible tail once, so each frequency evaluated later costs
     // only the part of the response that matters.
     for (auto& ch : h) {
-        double peak = 0;
+        double chPeak = 0;
         for (float v : ch)
             if (std::isfinite(v))
-                peak = std::max(peak, static_cast<double>(std::fabs(v)));
+                chPeak = std::max(chPeak, static_cast<double>(std::fabs(v)));
         size_t end = ch.size();
-        while (end > 0 && std::fabs(ch[end - 1]) <= peak * 1e-10)
+        while (end > 0 && std::fabs(ch[end - 1]) <= chPeak * 1e-10)
             --end;
         ch.resize(end);
     }

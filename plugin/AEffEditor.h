@@ -10,7 +10,7 @@ class AudioEffect;
 
 class AEffEditor {
 public:
-    explicit AEffEditor(AudioEffect* effect = nullptr) : effect(effect), systemWindow(nullptr) {}
+    explicit AEffEditor(AudioEffect* effectObject = nullptr) : effect(effectObject), systemWindow(nullptr) {}
     virtual ~AEffEditor() {}
     AEffEditor(const AEffEditor&) = delete;
     AEffEditor& operator=(const AEffEditor&) = delete;

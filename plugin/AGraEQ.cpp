@@ -21,15 +21,11 @@ const char kVendor[] = "HALDRIKS Co.,Ltd.";
 constexpr size_t kNameBuffer = kVstMaxProgNameLen;
 constexpr size_t kParamStrBuffer = kVstMaxParamStrLen;
 
-inline bool IsBandGain(VstInt32 i) { return i >= kParamGainFirst && i < kParamGainFirst + kNumBands; }
-inline bool IsBandQ(VstInt32 i) { return i >= kParamQFirst && i < kParamQFirst + kNumBands; }
-
-// ON/OFF is on when the normalised value truncates to a non-zero integer,
-// that is from 1.0 up (or -1.0 down); NaN counts as off. Written as
-// comparisons so no out-of-range float-to-int conversion happens.
-inline bool SwitchOn(float normalised)
+// ON/OFF is on only at 1.0: stored values never exceed 1, and a value below
+// it (0.7 included) truncates to off.
+inline int32_t SwitchStep(float normalised)
 {
-    return normalised >= 1.0f || normalised <= -1.0f;
+    return normalised >= 1.0f ? 1 : 0;
 }
 
 inline void CopyString(char* dst, size_t size, const char* src)
@@ -44,19 +40,14 @@ void CopyBank(AGraEQProgram* dst, const AGraEQProgram* src)
 }
 }  // namespace
 
-AGraEQ::AGraEQ(audioMasterCallback audioMaster)
-    : AudioEffectX(audioMaster, kNumPrograms, kNumParams),
+AGraEQ::AGraEQ(audioMasterCallback host)
+    : AudioEffectX(host, kNumPrograms, kNumParams),
       m_processCounter(0xFFFF),
       m_engine(nullptr),
       m_resourcePath{},
       m_prefsFolder{},
-      m_spare0(0),
-      m_spare1(0),
       m_values{},
-      m_gainDisplay{},
-      m_qDisplay{},
-      m_outputDisplay(0.0f),
-      m_inputDisplay(0.0f),
+      m_display{},
       m_format{},
       m_blockSize(0),
       m_editorObject(nullptr),
@@ -70,19 +61,10 @@ AGraEQ::AGraEQ(audioMasterCallback audioMaster)
     setNumPrograms(kNumPrograms);
     m_engine = new (std::nothrow) CGraphicEQ;
 
-    m_spare0 = 256;
-    m_spare1 = 0;
-    m_values[kParamActive] = 1.0f;
-    for (int i = 0; i < kNumBands; ++i) {
-        m_values[kParamGainFirst + i] = ValToNormalizeValue(kParamGainFirst + i, 0.0f);
-        m_values[kParamQFirst + i] = ValToNormalizeValue(kParamQFirst + i, 5.0f);
-        m_gainDisplay[i] = 0.0f;
-        m_qDisplay[i] = 5.0f;
+    for (int i = 0; i < kNumParams; ++i) {
+        m_values[i] = DefaultNormalized(i);
+        m_display[i] = NormalizeValToInternalVal(i, m_values[i]);
     }
-    m_values[kParamOutput] = ValToNormalizeValue(kParamOutput, 1.0f);
-    m_values[kParamInput] = ValToNormalizeValue(kParamInput, 1.0f);
-    m_outputDisplay = 0.0f;
-    m_inputDisplay = 0.0f;
 
     m_blockSize = 256;
     m_format.wFormatTag = 3;  // IEEE float
@@ -327,46 +309,27 @@ void AGraEQ::ApplyToEngine(VstInt32 index, float normalised)
 {
     if (!m_engine || !IsValidParamIndex(index))
         return;
-    if (index == kParamActive) {
-        m_engine->set_Activate(SwitchOn(normalised));
-        return;
-    }
-    const int32_t internal = NormalizeValToDWValue(index, normalised);
-    if (index == kParamOutput)
-        m_engine->set_OutputLevel(internal);
-    else if (index == kParamInput)
-        m_engine->set_InputLevel(internal);
-    else if (IsBandGain(index))
-        m_engine->set_Gain(index - kParamGainFirst, internal);
-    else
-        m_engine->set_Q(index - kParamQFirst, internal);
-}
-
-void AGraEQ::SetDisplayValue(VstInt32 index, float display)
-{
-    if (index == kParamOutput)
-        m_outputDisplay = display;
-    else if (index == kParamInput)
-        m_inputDisplay = display;
-    else if (IsBandGain(index))
-        m_gainDisplay[index - kParamGainFirst] = display;
-    else if (IsBandQ(index))
-        m_qDisplay[index - kParamQFirst] = display;
+    const AutomateParamMinMax& row = AutomateParamMinMax_Tbl[index];
+    row.setter(*m_engine, row.band,
+               row.integer ? SwitchStep(normalised) : NormalizeValToDWValue(index, normalised));
 }
 
 void AGraEQ::StoreParameter(VstInt32 index, float value)
 {
     m_values[index] = value;
-    if (index != kParamActive)
-        SetDisplayValue(index, NormalizeValToInternalVal(index, value));
+    m_display[index] = NormalizeValToInternalVal(index, value);
     CurrentRecord().fValue[index] = value;
     ApplyToEngine(index, value);
 }
 
+// The host and the panel's controls: a NaN leaves the parameter as it was,
+// anything else outside 0..1 (infinities too) is taken at the nearest bound.
+// The panel is shown the value that was stored.
 void AGraEQ::setParameter(VstInt32 index, float value)
 {
     if (!IsValidParamIndex(index))
         return;
+    value = SanitizeNormalized(value, m_values[index]);
     PanelUpdateControl(index, value);
     StoreParameter(index, value);
 }
@@ -377,30 +340,37 @@ void AGraEQ::setParameterFormUI(VstInt32 index, float value)
     // handed a parameter the effect does not have.
     if (!IsValidParamIndex(index))
         return;
+    value = SanitizeNormalized(value, m_values[index]);
     StoreParameter(index, value);
     Automate(index, value);
 }
 
 void AGraEQ::setParameterFromDiaplay(VstInt32 index, float value)
 {
-    if (!IsValidParamIndex(index))
+    // A typed NaN is no entry at all; an out-of-range entry is clamped by
+    // the conversion below.
+    if (!IsValidParamIndex(index) || std::isnan(value))
         return;
-    float normalised = value;  // ON/OFF: passed on as if it were normalised
-    if (index != kParamActive) {
-        if (index == kParamOutput || index == kParamInput) {
-            float amplitude = static_cast<float>(std::pow(2.0, static_cast<double>(value) / 6.0));
-            const float top = index == kParamOutput ? 2.0f : 1.0f;
-            if (amplitude > top)
-                amplitude = top;
-            if (!(amplitude >= 0.001f))  // below the bottom, or NaN
-                amplitude = 0.001f;
-            normalised = ValToNormalizeValue(index, amplitude);
-        } else {
-            normalised = ValToNormalizeValue(index, value);
+    const AutomateParamMinMax& row = AutomateParamMinMax_Tbl[index];
+    float normalised;
+    if (row.format == ParamFormat::kSwitch) {
+        // The switch is passed on as a normalised value, nothing stored.
+        normalised = SanitizeNormalized(value, m_values[index]);
+    } else {
+        float unit = value;
+        if (row.format == ParamFormat::kLevel) {
+            // Typed in dB; the table's range is the linear amplitude.
+            unit = static_cast<float>(std::pow(2.0, static_cast<double>(value) / 6.0));
+            const float top = static_cast<float>(row.max);
+            if (unit > top)
+                unit = top;
+            if (!(unit >= static_cast<float>(row.min)))
+                unit = static_cast<float>(row.min);
         }
+        normalised = SanitizeNormalized(ValToNormalizeValue(index, unit), m_values[index]);
         m_values[index] = normalised;
-        // The display keeps what was typed, unclamped.
-        SetDisplayValue(index, value);
+        // The display keeps what was typed (finite), unclamped.
+        m_display[index] = std::isfinite(value) ? value : NormalizeValToInternalVal(index, normalised);
         CurrentRecord().fValue[index] = normalised;
         ApplyToEngine(index, normalised);
     }
@@ -416,19 +386,11 @@ float AGraEQ::getParameter(VstInt32 index)
 
 float AGraEQ::getParameterDisplayVal(VstInt32 index)
 {
-    float v;
-    if (index == kParamActive)
-        return m_values[kParamActive];
-    if (index == kParamOutput)
-        v = m_outputDisplay;
-    else if (index == kParamInput)
-        v = m_inputDisplay;
-    else if (IsBandGain(index))
-        v = m_gainDisplay[index - kParamGainFirst];
-    else if (IsBandQ(index))
-        v = m_qDisplay[index - kParamQFirst];
-    else
+    if (!IsValidParamIndex(index))
         return 0.0f;
+    if (AutomateParamMinMax_Tbl[index].format == ParamFormat::kSwitch)
+        return m_values[index];
+    const float v = m_display[index];
     // Biased half a step away from zero, so the panel's truncation to one
     // decimal rounds.
     return v >= 0.0f ? v + 0.05f : v - 0.05f;
@@ -436,51 +398,29 @@ float AGraEQ::getParameterDisplayVal(VstInt32 index)
 
 void AGraEQ::getParameterName(VstInt32 index, char* text)
 {
-    if (!text || !IsValidParamIndex(index))
-        return;
-    if (index == kParamActive)
-        CopyString(text, kNameBuffer, "ON/OFF");
-    else if (index == kParamOutput)
-        CopyString(text, kNameBuffer, "Output");
-    else if (index == kParamInput)
-        CopyString(text, kNameBuffer, "Input");
-    else if (IsBandGain(index))
-        std::snprintf(text, kNameBuffer, "Gain %s", szCenterFreq[index - kParamGainFirst]);
-    else
-        std::snprintf(text, kNameBuffer, "Q %s", szCenterFreq[index - kParamQFirst]);
+    if (text && IsValidParamIndex(index))
+        GetParamName(index, text, kNameBuffer);
 }
 
 void AGraEQ::getParameterLabel(VstInt32 index, char* label)
 {
-    if (!label || !IsValidParamIndex(index))
-        return;
-    if (index == kParamOutput || index == kParamInput || IsBandGain(index))
-        CopyString(label, kParamStrBuffer, "dB");
-    else
-        CopyString(label, kParamStrBuffer, "");
+    if (label && IsValidParamIndex(index))
+        CopyString(label, kParamStrBuffer, AutomateParamMinMax_Tbl[index].label);
 }
 
 void AGraEQ::getParameterDisplay(VstInt32 index, char* text)
 {
     if (!text || !IsValidParamIndex(index))
         return;
-    if (index == kParamActive) {
-        CopyString(text, kParamStrBuffer, m_values[kParamActive] == 1.0f ? "ON" : "OFF");
+    const ParamFormat format = AutomateParamMinMax_Tbl[index].format;
+    if (format == ParamFormat::kSwitch) {
+        CopyString(text, kParamStrBuffer, m_values[index] == 1.0f ? "ON" : "OFF");
         return;
     }
-    float v;
-    if (index == kParamOutput)
-        v = m_outputDisplay;
-    else if (index == kParamInput)
-        v = m_inputDisplay;
-    else if (IsBandGain(index))
-        v = m_gainDisplay[index - kParamGainFirst];
-    else
-        v = m_qDisplay[index - kParamQFirst];
-    std::snprintf(text, kParamStrBuffer, "%.1f", static_cast<double>(v));
+    std::snprintf(text, kParamStrBuffer, "%.1f", static_cast<double>(m_display[index]));
     // Only the levels lose the sign of a negative zero; a band gain just
     // below 0 dB keeps showing "-0.0".
-    if ((index == kParamOutput || index == kParamInput) && strcasecmp(text, "-0.0") == 0)
+    if (format == ParamFormat::kLevel && strcasecmp(text, "-0.0") == 0)
         CopyString(text, kParamStrBuffer, "0.0");
 }
 

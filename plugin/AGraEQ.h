@@ -4,6 +4,10 @@
 // initial, factory), keeps the 33 parameters in their normalised and display
 // forms and passes audio blocks to the engine.
 //
+// Every stored normalised value is finite and inside 0..1 whatever arrives:
+// the setters, setChunk and the bank and program file readers bring bad
+// values back (ParamMap.h's SanitizeNormalized and SanitizeStoredValue).
+//
 // Threads: processing runs on the host's audio thread and touches only the
 // engine (under the engine's own lock) and the process counter. Parameters,
 // programs and chunks are plain, unlocked stores made by the host's
@@ -116,8 +120,8 @@ private:
     void ApplyMediaType(VstInt32 maxBlock);
     void ApplyToEngine(VstInt32 index, float normalised);
     // Stores value, display value and program slot, and drives the engine.
+    // value must already be sane (finite, inside 0..1).
     void StoreParameter(VstInt32 index, float value);
-    void SetDisplayValue(VstInt32 index, float display);
     void UpdateDisplayValues();
     void PanelUpdateControl(VstInt32 index, float value);
     void PanelUpdateModify();
@@ -132,13 +136,10 @@ private:
     char m_prefsFolder[kBankPathSize];  // with a trailing "/"; empty when unknown
     AGraEQProgram m_initialPrograms[kNumPrograms];
     AGraEQProgram m_factoryPrograms[kNumPrograms];
-    int32_t m_spare0;
-    int32_t m_spare1;
+    // Normalised values, always finite and inside 0..1, and their display
+    // values (unused for the switch, whose display comes from the value).
     float m_values[kNumParams];
-    float m_gainDisplay[kNumBands];
-    float m_qDisplay[kNumBands];
-    float m_outputDisplay;
-    float m_inputDisplay;
+    float m_display[kNumParams];
     tWAVEFORMATEX m_format;
     VstInt32 m_blockSize;
     AEffEditor* m_editorObject;

@@ -52,5 +52,8 @@ bool AGraEQ::WriteDefaultBank()
 // it touches neither the current program's parameters nor the saved bank.
 bool AGraEQ::Convert()
 {
-    return ::Convert(m_programs, kNumPrograms) > 0;
+    const bool imported = ::Convert(m_programs, kNumPrograms) > 0;
+    for (AGraEQProgram& record : m_programs)
+        SanitizeProgram(record);
+    return imported;
 }

@@ -29,6 +29,13 @@ static_assert(offsetof(AGraEQProgram, szName) == 132, "name at 132");
 static_assert(offsetof(AGraEQProgram, nCurrentProgram) == 156, "trailing integer at 156");
 static_assert(std::is_trivially_copyable<AGraEQProgram>::value, "records are copied as bytes");
 
+// Makes a record safe to use, whatever bytes it came from: every value
+// through SanitizeStoredValue (a NaN or infinity becomes the parameter's
+// default, a finite value outside 0..1 the nearest bound), the name
+// terminated within its field and cut before a half Shift-JIS character.
+// The trailing integer is left alone. A sane record keeps every byte.
+void SanitizeProgram(AGraEQProgram& record);
+
 constexpr int kProgramBytes = static_cast<int>(sizeof(AGraEQProgram));  // 160
 constexpr int kBankBytes = kProgramBytes * kNumPrograms;                // 5120
 

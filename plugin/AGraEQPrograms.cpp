@@ -53,12 +53,8 @@ const AGraEQProgram* AGraEQ::GetBank(Bank which) const
 
 void AGraEQ::UpdateDisplayValues()
 {
-    for (int i = 0; i < kNumBands; ++i) {
-        m_gainDisplay[i] = NormalizeValToInternalVal(kParamGainFirst + i, m_values[kParamGainFirst + i]);
-        m_qDisplay[i] = NormalizeValToInternalVal(kParamQFirst + i, m_values[kParamQFirst + i]);
-    }
-    m_outputDisplay = NormalizeValToInternalVal(kParamOutput, m_values[kParamOutput]);
-    m_inputDisplay = NormalizeValToInternalVal(kParamInput, m_values[kParamInput]);
+    for (int i = 0; i < kNumParams; ++i)
+        m_display[i] = NormalizeValToInternalVal(i, m_values[i]);
 }
 
 void AGraEQ::setProgram(VstInt32 program)
@@ -72,12 +68,13 @@ void AGraEQ::setProgram(VstInt32 program)
     // so the order of application cannot matter.
     float v[kNumParams];
     std::memcpy(v, m_programs[program].fValue, sizeof(v));
+    // Switch and levels first, then each band's gain and Q together.
     setParameter(kParamActive, v[kParamActive]);
     setParameter(kParamOutput, v[kParamOutput]);
     setParameter(kParamInput, v[kParamInput]);
-    for (int i = 0; i < kNumBands; ++i) {
-        setParameter(kParamGainFirst + i, v[kParamGainFirst + i]);
-        setParameter(kParamQFirst + i, v[kParamQFirst + i]);
+    for (int b = 0; b < kNumBands; ++b) {
+        setParameter(kParamGainFirst + b, v[kParamGainFirst + b]);
+        setParameter(kParamQFirst + b, v[kParamQFirst + b]);
     }
     UpdateDisplayValues();
     PanelUpdateModify();
@@ -178,16 +175,25 @@ VstInt32 AGraEQ::setChunk(void* data, VstInt32 byteSize, bool isPreset)
 {
     // Only whole records are taken: at most one for a preset, at most the
     // bank for a bank; anything shorter than a record (or no data) leaves
-    // every program as it was.
+    // every program as it was. Each record is made safe before it is
+    // stored (SanitizeProgram): a chunk is outside data like any file.
     if (!data || byteSize < kProgramBytes)
         return 0;
+    const unsigned char* bytes = static_cast<const unsigned char*>(data);
     if (isPreset) {
-        std::memcpy(static_cast<void*>(&m_programs[curProgram]), data, kProgramBytes);
+        AGraEQProgram record;
+        std::memcpy(static_cast<void*>(&record), bytes, kProgramBytes);
+        SanitizeProgram(record);
+        m_programs[curProgram] = record;
     } else {
-        const VstInt32 bytes = byteSize < kBankBytes ? byteSize : kBankBytes;
-        const VstInt32 records = bytes / kProgramBytes;
-        std::memcpy(static_cast<void*>(m_programs), data,
-                    static_cast<size_t>(records) * kProgramBytes);
+        const VstInt32 taken = byteSize < kBankBytes ? byteSize : kBankBytes;
+        const VstInt32 records = taken / kProgramBytes;
+        for (VstInt32 r = 0; r < records; ++r) {
+            AGraEQProgram record;
+            std::memcpy(static_cast<void*>(&record), bytes + r * kProgramBytes, kProgramBytes);
+            SanitizeProgram(record);
+            m_programs[r] = record;
+        }
         // A current-program index the bank cannot hold is ignored.
         const int32_t current = m_programs[0].nCurrentProgram;
         if (IsValidProgram(current))

@@ -11,9 +11,9 @@ inline AudioEffect* Instance(AEffect* e)
 }
 }  // namespace
 
-AudioEffect::AudioEffect(audioMasterCallback audioMaster, VstInt32 numPrograms, VstInt32 numParams)
-    : audioMaster(audioMaster), editor(nullptr), sampleRate(44100.0f), blockSize(1024),
-      numPrograms(numPrograms), numParams(numParams), curProgram(0)
+AudioEffect::AudioEffect(audioMasterCallback host, VstInt32 programCount, VstInt32 paramCount)
+    : audioMaster(host), editor(nullptr), sampleRate(44100.0f), blockSize(1024),
+      numPrograms(programCount), numParams(paramCount), curProgram(0)
 {
     std::memset(&cEffect, 0, sizeof(cEffect));
     cEffect.magic = kEffectMagic;

@@ -200,22 +200,12 @@ void SanitizeProgramRecords(unsigned char* chunk, int bytes)
         return;
     for (int r = 0; (r + 1) * kProgramBytes <= bytes; ++r) {
         unsigned char* rec = chunk + r * kProgramBytes;
-        for (int k = 0; k < kNumParams; ++k) {
-            float v;
-            std::memcpy(&v, rec + k * 4, 4);
-            const float safe = std::isnan(v) || v < 0.0f ? 0.0f : v > 1.0f ? 1.0f : v;
-            if (std::memcmp(&safe, &v, 4) != 0)
-                std::memcpy(rec + k * 4, &safe, 4);
-        }
-        rec[offsetof(AGraEQProgram, szName) + kProgramNameSize - 1] = 0;
-        if (r == 0) {
-            int32_t index;
-            std::memcpy(&index, rec + offsetof(AGraEQProgram, nCurrentProgram), 4);
-            if (index < 0 || index >= kNumPrograms) {
-                index = 0;
-                std::memcpy(rec + offsetof(AGraEQProgram, nCurrentProgram), &index, 4);
-            }
-        }
+        AGraEQProgram record;
+        std::memcpy(static_cast<void*>(&record), rec, kProgramBytes);
+        SanitizeProgram(record);
+        if (r == 0 && (record.nCurrentProgram < 0 || record.nCurrentProgram >= kNumPrograms))
+            record.nCurrentProgram = 0;
+        std::memcpy(rec, &record, kProgramBytes);
     }
 }
 

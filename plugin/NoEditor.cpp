@@ -11,7 +11,7 @@
 namespace {
 class CNoPanelEditor final : public AEffEditor {
 public:
-    explicit CNoPanelEditor(AudioEffect* effect) : AEffEditor(effect) {}
+    explicit CNoPanelEditor(AudioEffect* effectObject) : AEffEditor(effectObject) {}
 };
 }  // namespace
 

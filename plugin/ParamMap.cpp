@@ -1,6 +1,13 @@
 #include "ParamMap.h"
 
 #include <cmath>
+#include <cstdio>
+
+#include "CGraphicEQ.h"
+
+static_assert(kNumBands == CGraphicEQ::kBandCount, "one parameter pair per engine band");
+static_assert(kParamQFirst == kParamGainFirst + kNumBands && kNumParams == kParamQFirst + kNumBands,
+              "gains, then Qs, fill the parameter map");
 
 namespace {
 constexpr double kLn2 = 0.6931471805599453;
@@ -11,14 +18,15 @@ inline float Range(const AutomateParamMinMax& row)
     return static_cast<float>(row.max - row.min);
 }
 
-inline bool IsLevel(int index) { return index == kParamOutput || index == kParamInput; }
+inline bool IsLevel(int index) { return AutomateParamMinMax_Tbl[index].format == ParamFormat::kLevel; }
 
-// Clamps a level's dB figure: -100 below; at most +6 dB for Output, 0 dB for Input.
+// Clamps a level's dB figure: -100 below; at most the dB figure of the row's
+// top amplitude (+6 dB for Output, 0 dB for Input).
 inline double ClampLevelDB(int index, double dB)
 {
     if (dB < -100.0)
         dB = -100.0;
-    const double top = index == kParamOutput ? 6.0 : 0.0;
+    const double top = LevelToDB(AutomateParamMinMax_Tbl[index].max);
     if (dB > top)
         dB = top;
     return dB;
@@ -55,19 +63,27 @@ float ContinuousDisplay(int index, float normalised)
 }
 }  // namespace
 
-#define GAIN_ROW {-12.0, 12.0, 0.0, 0}
-#define Q_ROW {1.0, 20.0, 5.0, 0}
+namespace {
+void SetActive(CGraphicEQ& e, int, int32_t on) { e.set_Activate(on != 0); }
+void SetOutput(CGraphicEQ& e, int, int32_t v) { e.set_OutputLevel(v); }
+void SetInput(CGraphicEQ& e, int, int32_t v) { e.set_InputLevel(v); }
+void SetGain(CGraphicEQ& e, int band, int32_t v) { e.set_Gain(band, v); }
+void SetQ(CGraphicEQ& e, int band, int32_t v) { e.set_Q(band, v); }
+}  // namespace
+
+#define GAIN_ROW(b) {-12.0, 12.0, 0.0, 0, "Gain ", b, "dB", ParamFormat::kBand, SetGain}
+#define Q_ROW(b) {1.0, 20.0, 5.0, 0, "Q ", b, "", ParamFormat::kBand, SetQ}
+#define BAND_ROWS(ROW) \
+    ROW(0), ROW(1), ROW(2), ROW(3), ROW(4), ROW(5), ROW(6), ROW(7), \
+    ROW(8), ROW(9), ROW(10), ROW(11), ROW(12), ROW(13), ROW(14)
 const AutomateParamMinMax AutomateParamMinMax_Tbl[kNumParams] = {
-    {0.0, 1.0, 1.0, 1},      // ON/OFF
-    {0.001, 2.0, 1.0, 0},    // Output, linear amplitude
-    {0.001, 1.0, 1.0, 0},    // Input, linear amplitude
-    GAIN_ROW, GAIN_ROW, GAIN_ROW, GAIN_ROW, GAIN_ROW,
-    GAIN_ROW, GAIN_ROW, GAIN_ROW, GAIN_ROW, GAIN_ROW,
-    GAIN_ROW, GAIN_ROW, GAIN_ROW, GAIN_ROW, GAIN_ROW,
-    Q_ROW, Q_ROW, Q_ROW, Q_ROW, Q_ROW,
-    Q_ROW, Q_ROW, Q_ROW, Q_ROW, Q_ROW,
-    Q_ROW, Q_ROW, Q_ROW, Q_ROW, Q_ROW,
+    {0.0, 1.0, 1.0, 1, "ON/OFF", -1, "", ParamFormat::kSwitch, SetActive},
+    {0.001, 2.0, 1.0, 0, "Output", -1, "dB", ParamFormat::kLevel, SetOutput},  // linear amplitude
+    {0.001, 1.0, 1.0, 0, "Input", -1, "dB", ParamFormat::kLevel, SetInput},    // linear amplitude
+    BAND_ROWS(GAIN_ROW),
+    BAND_ROWS(Q_ROW),
 };
+#undef BAND_ROWS
 #undef GAIN_ROW
 #undef Q_ROW
 
@@ -137,4 +153,39 @@ void GetParamMinMax(int index, float* min, float* max)
         *min = mn;
     if (max)
         *max = mx;
+}
+
+void GetParamName(int index, char* text, unsigned size)
+{
+    if (!text || !size)
+        return;
+    if (!IsValidParamIndex(index)) {
+        text[0] = 0;
+        return;
+    }
+    const AutomateParamMinMax& row = AutomateParamMinMax_Tbl[index];
+    std::snprintf(text, size, "%s%s", row.prefix, row.band >= 0 ? szCenterFreq[row.band] : "");
+}
+
+float DefaultNormalized(int index)
+{
+    return IsValidParamIndex(index) ? ValToNormalizeValue(index, static_cast<float>(AutomateParamMinMax_Tbl[index].def))
+                                    : 0.0f;
+}
+
+float SanitizeNormalized(float value, float fallback)
+{
+    if (std::isnan(value))
+        return fallback;
+    if (value < 0.0f)
+        return 0.0f;
+    if (value > 1.0f)
+        return 1.0f;
+    return value;
+}
+
+float SanitizeStoredValue(int index, float value)
+{
+    const float def = DefaultNormalized(index);
+    return std::isfinite(value) ? SanitizeNormalized(value, def) : def;
 }

@@ -34,7 +34,7 @@ inline size_t SentCount(VstInt32 opcode)
 
 class RecordingEditor : public AEffEditor {
 public:
-    explicit RecordingEditor(AGraEQ* effect) : AEffEditor(effect), fx(effect) {}
+    explicit RecordingEditor(AGraEQ* effectObject) : AEffEditor(effectObject), fx(effectObject) {}
     ~RecordingEditor() override { ++destroyed; }
 
     bool HasPanel() const override { return panel; }

@@ -3,6 +3,8 @@
 // suspend/resume and the absence of automation from host-set parameters.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <initializer_list>
 #include <limits>
 #include <string>
@@ -146,7 +148,7 @@ TEST_F(Binary, DisplayReferencePoints)
         const char* display;
     } points[] = {
         {3, 1.0f, "12.0"},  {3, 0.0f, "-12.0"},  {3, 0.5f, "0.0"},  {3, 0.75f, "6.0"},
-        {17, 2.0f, "12.0"}, {17, -1.0f, "-12.0"},  // clamped in display, stored as sent
+        {17, 2.0f, "12.0"}, {17, -1.0f, "-12.0"},  // stored at the nearest bound
         {18, 0.0f, "1.0"},  {18, 1.0f, "20.0"},  {32, 0.5f, "10.5"},
         {1, 1.0f, "6.0"},   {1, 0.0f, "-59.8"},  {2, 1.0f, "0.0"},  {2, 0.5f, "-6.0"},
         {0, 1.0f, "ON"},    {0, 0.5f, "OFF"},    {0, 0.0f, "OFF"},
@@ -156,13 +158,16 @@ TEST_F(Binary, DisplayReferencePoints)
     for (const auto& p : points) {
         e->Set(p.index, p.value);
         EXPECT_EQ(e->Display(p.index), p.display) << p.index << " = " << p.value;
-        EXPECT_EQ(e->Get(p.index), p.value) << "stored unclamped";
+        EXPECT_EQ(e->Get(p.index), std::min(std::max(p.value, 0.0f), 1.0f));
     }
-    // NaN and infinities never crash; the display stays inside its buffer.
+    // NaN and infinities never crash, never get stored, and the display
+    // stays inside its buffer.
     for (VstInt32 index = 0; index < 33; ++index) {
         for (float v : {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
                         -std::numeric_limits<float>::infinity(), 1e30f, -1e30f}) {
             e->Set(index, v);
+            const float stored = e->Get(index);
+            EXPECT_TRUE(stored >= 0.0f && stored <= 1.0f) << index << " = " << v;
             char text[9] = {};
             e->Dispatch(effGetParamDisplay, index, 0, text);
             EXPECT_EQ(text[8], 0);

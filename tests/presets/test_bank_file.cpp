@@ -119,9 +119,9 @@ TEST(BankFile, LoadedRecordsAreMadeSafe)
         std::memcpy(static_cast<void*>(loaded.data()), chunk.data(), kBankBytes);
         EXPECT_EQ(loaded[0].nCurrentProgram, current == 5 ? 5 : 0) << current;
         EXPECT_EQ(std::strlen(loaded[3].szName), 23u);
-        EXPECT_EQ(loaded[4].fValue[5], 0.0f);
-        EXPECT_EQ(loaded[4].fValue[6], 1.0f);
-        EXPECT_EQ(loaded[4].fValue[7], 0.0f);
+        EXPECT_EQ(loaded[4].fValue[5], 0.5f);  // NaN: the default (0 dB)
+        EXPECT_EQ(loaded[4].fValue[6], 1.0f);  // finite: the nearest bound
+        EXPECT_EQ(loaded[4].fValue[7], 0.5f);  // infinity: the default
         EXPECT_EQ(loaded[1].nCurrentProgram, 12345);
         EXPECT_EQ(std::memcmp(&loaded[2], &bank[2], sizeof bank[2]), 0);
     }
