@@ -1,14 +1,18 @@
 // graphiceq-host: a command-line VST 2.4 host for Linux. See UsageText().
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "Commands.h"
+#include "Validate.h"
 #include "VstHost.h"
 
 int main(int argc, char** argv)
 {
     ghost::SeparatePluginOutput();
     try {
+        if (argc >= 2 && std::string(argv[1]) == "validate")
+            return ghost::RunValidate(argc - 2, argv + 2);
         bool help = false;
         const ghost::Options o = ghost::ParseCommandLine(argc, argv, &help);
         if (help) {
