@@ -707,7 +707,8 @@ int RunChild(const std::string& check, const std::string& path)
         if (g_rt.Present()) {
             RtCounts counts{};
             g_rt.read(&counts);
-            Report("rt %llu %llu %llu %llu", g_rtBlocks, counts.allocs, counts.frees, counts.lock_waits);
+            Report("rt %llu %llu %llu %llu %llu", g_rtBlocks, counts.allocs, counts.frees, counts.lock_waits,
+                   counts.syscalls);
         }
         Report("done");
         std::fclose(g_report);
@@ -727,7 +728,7 @@ struct Row {
     int hangs = 0;
     long long nonFinite = 0;
     long long overruns = 0;
-    unsigned long long rtBlocks = 0, allocs = 0, frees = 0, locks = 0;
+    unsigned long long rtBlocks = 0, allocs = 0, frees = 0, locks = 0, syscalls = 0;
     std::string recovery = "-";
     std::string tail = "-";
     std::string editor = "-";
@@ -736,7 +737,7 @@ struct Row {
     bool Failed(bool rt) const
     {
         return crashes || hangs || nonFinite || overruns || !findings.empty() ||
-               (rt && (rtBlocks == 0 || allocs || frees || locks));
+               (rt && (rtBlocks == 0 || allocs || frees || locks || syscalls));
     }
 };
 
@@ -765,6 +766,10 @@ std::string FindRtLibrary()
     for (const std::string& c : {dir + "/rtcheck/libgraphiceq_rtcheck.so", dir + "/libgraphiceq_rtcheck.so"})
         if (FileExists(c))
             return c;
+#ifdef GRAPHICEQ_RTCHECK_LIBRARY
+    if (FileExists(GRAPHICEQ_RTCHECK_LIBRARY))
+        return GRAPHICEQ_RTCHECK_LIBRARY;
+#endif
     return {};
 }
 
@@ -883,12 +888,13 @@ void RunCheck(Row& row, const Check& check, const std::string& path, const std::
         else if (key == "time")
             std::sscanf(rest, "%lf %lf", &row.worstUs, &row.medianUs);
         else if (key == "rt") {
-            unsigned long long b = 0, a = 0, f = 0, l = 0;
-            if (std::sscanf(rest, "%llu %llu %llu %llu", &b, &a, &f, &l) == 4) {
+            unsigned long long b = 0, a = 0, f = 0, l = 0, y = 0;
+            if (std::sscanf(rest, "%llu %llu %llu %llu %llu", &b, &a, &f, &l, &y) == 5) {
                 row.rtBlocks += b;
                 row.allocs += a;
                 row.frees += f;
                 row.locks += l;
+                row.syscalls += y;
             }
         } else if (key == "done")
             done = true;
@@ -995,9 +1001,11 @@ int RunValidate(int argc, char** argv)
             std::fprintf(stderr, "%s: %s\n", r.plugin.c_str(), f.c_str());
     if (rt)
         for (const Row& r : rows)
-            if (r.allocs || r.frees || r.locks || r.rtBlocks == 0)
-                std::fprintf(stderr, "%s: on the audio thread: %llu allocations, %llu frees, %llu lock waits in %llu blocks\n",
-                             r.plugin.c_str(), r.allocs, r.frees, r.locks, r.rtBlocks);
+            if (r.allocs || r.frees || r.locks || r.syscalls || r.rtBlocks == 0)
+                std::fprintf(stderr,
+                             "%s: on the audio thread: %llu allocations, %llu frees, %llu lock waits, "
+                             "%llu blocking system calls in %llu blocks\n",
+                             r.plugin.c_str(), r.allocs, r.frees, r.locks, r.syscalls, r.rtBlocks);
     std::fflush(out);
     return anyFailed ? 1 : 0;
 }
