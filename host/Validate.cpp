@@ -113,13 +113,19 @@ public:
     std::vector<float>& Channel(int c) { return m_data[static_cast<size_t>(c)]; }
     int Channels() const { return static_cast<int>(m_data.size()); }
     int Frames() const { return m_frames; }
-    // Guard samples written: the plug-in wrote past the frame count.
-    int GuardsHit() const
+    // Guard samples written: the plug-in wrote past the frame count. Each is
+    // counted once, then set back.
+    int GuardsHit()
     {
         int hit = 0;
-        for (const auto& ch : m_data)
-            for (int i = 0; i < kGuard; ++i)
-                hit += !IsGuard(ch[static_cast<size_t>(m_frames + i)]);
+        for (auto& ch : m_data)
+            for (int i = 0; i < kGuard; ++i) {
+                float& g = ch[static_cast<size_t>(m_frames + i)];
+                if (!IsGuard(g)) {
+                    ++hit;
+                    g = GuardValue();
+                }
+            }
         return hit;
     }
     int NonFinite() const
@@ -527,7 +533,10 @@ void CheckSignal(const std::string& path)
         }
         worstRecovery = std::max(worstRecovery, blocks);
     }
-    Report("recovery %s %d", recovered ? "ok" : "never", worstRecovery * block * 1000 / static_cast<int>(rate));
+    if (recovered)
+        Report("recovery %d", worstRecovery * block * 1000 / static_cast<int>(rate));
+    else
+        Report("recovery never");
 
     // Tail: a second of noise over low tones (where long recursions ring
     // longest), then up to 30 s of silence.

@@ -12,6 +12,9 @@
 //   hum      adds a 50 Hz hum at -60 dBFS: not a linear, decaying system
 //   chunks   keeps its programs as an opaque chunk (the Program records as
 //            they lie in memory) and refuses banks of a newer version
+//   crash    aborts on a block of 17 frames
+//   overrun  writes one sample past the frame count
+//   alloc    allocates and frees on every block
 // Built with HT_MAIN_ONLY it exports only the historical `main` entry point.
 #include <algorithm>
 #include <cmath>
@@ -260,6 +263,16 @@ void ProcessReplacing(AEffect* e, float** in, float** out, VstInt32 frames)
                 std::swap(v, t->delay[c][(t->delayPos + i) % kLatency]);
             out[c][i] = v;
         }
+    }
+    if (t->mode == "crash" && frames == 17)
+        std::abort();
+    if (t->mode == "overrun" && frames > 0)
+        for (int c = 0; c < t->channels; ++c)
+            out[c][frames] = 0.0f;
+    if (t->mode == "alloc") {
+        // Through a volatile pointer, so the compiler cannot drop the pair.
+        void* volatile block = std::malloc(static_cast<size_t>(std::max(frames, 1)) * sizeof(float));
+        std::free(block);
     }
     t->clock += static_cast<uint64_t>(std::max(frames, 0));
     t->delayPos = (t->delayPos + std::max(frames, 0)) % kLatency;

@@ -1,0 +1,97 @@
+// graphiceq-host validate: each fault the test plug-in can be switched to is
+// found and shown in its column, a crash included, and GraphicEQ passes.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "HostTestUtil.h"
+
+using hosttest::Has;
+using hosttest::RunHost;
+
+namespace {
+
+// The cells of the row printed for a plug-in, by column title.
+std::map<std::string, std::string> RowOf(const std::string& out)
+{
+    std::vector<std::string> lines;
+    std::istringstream in(out);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    auto cells = [](const std::string& line) {
+        std::vector<std::string> c;
+        std::istringstream s(line);
+        std::string cell;
+        std::getline(s, cell, '|');
+        while (std::getline(s, cell, '|')) {
+            const size_t a = cell.find_first_not_of(' '), b = cell.find_last_not_of(' ');
+            c.push_back(a == std::string::npos ? "" : cell.substr(a, b - a + 1));
+        }
+        return c;
+    };
+    std::map<std::string, std::string> row;
+    if (lines.size() < 3)
+        return row;
+    const auto titles = cells(lines[0]), values = cells(lines[2]);
+    for (size_t i = 0; i < titles.size() && i < values.size(); ++i)
+        row[titles[i]] = values[i];
+    return row;
+}
+
+TEST(Validate, EachFaultShowsInItsColumn)
+{
+    const struct {
+        const char* mode;
+        bool rt;
+        const char* column;
+        const char* baseline;  // the column's value without the fault
+        const char* finding;   // on standard error
+    } cases[] = {
+        {"crash", false, "crashes", "0", "blocks: crashed with signal 6"},
+        {"overrun", false, "overruns", "0", ""},
+        {"hum", false, "tail (ms)", "0", "never digital silence"},
+        {"alloc", true, "allocs/1k blocks", "0.0", "allocations"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> args = {"validate", TEST_PLUGIN};
+        if (c.rt)
+            args.insert(args.begin() + 1, "--rt");
+        const auto clean = RunHost(args);
+        hosttest::Mode mode(c.mode);
+        const auto faulty = RunHost(args);
+        EXPECT_EQ(faulty.status, 1) << c.mode;
+        EXPECT_EQ(RowOf(clean.out)[c.column], c.baseline) << c.mode << "\n" << clean.out;
+        EXPECT_NE(RowOf(faulty.out)[c.column], c.baseline) << c.mode << "\n" << faulty.out;
+        EXPECT_EQ(RowOf(faulty.out)["result"], "FAIL");
+        EXPECT_TRUE(Has(faulty.err, c.finding)) << c.mode;
+    }
+}
+
+TEST(Validate, CommandLineMistakes)
+{
+    EXPECT_EQ(RunHost({"validate"}).status, 2);
+    EXPECT_EQ(RunHost({"validate", "--frobnicate", TEST_PLUGIN}).status, 2);
+    // A file that is no plug-in fails every check, and the run goes on.
+    const auto r = RunHost({"validate", NOT_A_PLUGIN, TEST_PLUGIN});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(Has(r.out, "| NotAPlugin.so |"));
+    EXPECT_TRUE(Has(r.out, "| HostTestEQ.so |"));
+}
+
+#ifdef GRAPHICEQ_PLUGIN
+TEST(Validate, GraphicEQPassesEveryCheck)
+{
+    const auto r = RunHost({"validate", GRAPHICEQ_PLUGIN});
+    EXPECT_EQ(r.status, 0) << r.out << r.err;
+    const auto row = RowOf(r.out);
+    EXPECT_EQ(row.at("result"), "pass") << r.out;
+    EXPECT_EQ(row.at("crashes"), "0");
+    EXPECT_EQ(row.at("non-finite"), "0");
+    EXPECT_EQ(row.at("overruns"), "0");
+}
+#endif
+
+}  // namespace
