@@ -49,7 +49,6 @@ AGraEQ::AGraEQ(audioMasterCallback host)
       m_values{},
       m_display{},
       m_format{},
-      m_blockSize(0),
       m_editorObject(nullptr),
       m_slice{}
 {
@@ -66,7 +65,6 @@ AGraEQ::AGraEQ(audioMasterCallback host)
         m_display[i] = NormalizeValToInternalVal(i, m_values[i]);
     }
 
-    m_blockSize = 256;
     m_format.wFormatTag = 3;  // IEEE float
     m_format.nChannels = 2;
     m_format.nSamplesPerSec = 44100;
@@ -140,7 +138,6 @@ void AGraEQ::setBlockSize(VstInt32 size)
     // pass the base class's field (1024 unless the host used
     // effSetBlockSizeAndSampleRate). The engine slices whatever arrives.
     ApplyMediaType(size);
-    m_blockSize = size;
 }
 
 void AGraEQ::resume()

@@ -100,8 +100,6 @@ public:
     enum Bank { kCurrentBank, kInitialBank, kFactoryBank };
     const AGraEQProgram* GetBank(Bank which) const;
     CGraphicEQ* GetEngine() { return m_engine; }
-    const tWAVEFORMATEX& GetMediaFormat() const { return m_format; }
-    VstInt32 GetHostBlockSize() const { return m_blockSize; }
     AEffEditor* GetEditorObject() { return m_editorObject; }
     const char* GetResourcePath() const { return m_resourcePath; }
 
@@ -141,7 +139,6 @@ private:
     float m_values[kNumParams];
     float m_display[kNumParams];
     tWAVEFORMATEX m_format;
-    VstInt32 m_blockSize;
     AEffEditor* m_editorObject;
 
     // Single-precision slices for processDoubleReplacing, so the audio

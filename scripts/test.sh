@@ -32,13 +32,31 @@ if [ -z "${DISPLAY:-}" ]; then
 fi
 
 echo "== normal build"
-configure_build build -DCMAKE_BUILD_TYPE=RelWithDebInfo
+configure_build build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DGRAPHICEQ_WERROR=ON
 ctest --test-dir "$ROOT/build" --output-on-failure -j "$JOBS"
+
+# ---- validator -------------------------------------------------------------
+# graphiceq-host validate on GraphicEQ (every check must pass) and, as a
+# smoke test of the validator on a foreign plug-in, on LSP's graphic
+# equalizer: its findings are printed, only a broken validator (exit status
+# other than 0 or 1) fails the run.
+echo "== graphiceq-host validate"
+"$ROOT/build/host/graphiceq-host" validate "$ROOT/build/plugin/GraphicEQ.so"
+LSP_GEQ=/usr/lib/vst/lsp-plugins/graph-equalizer-x16-stereo.so
+if [ -e "$LSP_GEQ" ]; then
+  status=0
+  "$ROOT/build/host/graphiceq-host" validate "$LSP_GEQ" || status=$?
+  if [ "$status" -gt 1 ]; then
+    echo "graphiceq-host validate broke on $LSP_GEQ (exit status $status)" >&2
+    exit 1
+  fi
+fi
+# ---- end validator ---------------------------------------------------------
 
 if [ "$QUICK" = 1 ]; then exit 0; fi
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
-configure_build build-asan -DCMAKE_BUILD_TYPE=Debug -DGRAPHICEQ_SANITIZE=ON -DGRAPHICEQ_BENCH=OFF
+configure_build build-asan -DCMAKE_BUILD_TYPE=Debug -DGRAPHICEQ_SANITIZE=ON -DGRAPHICEQ_BENCH=OFF -DGRAPHICEQ_WERROR=ON
 ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}" \
 UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}" \
 LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$ROOT/tests/lsan.supp}" \
@@ -47,22 +65,22 @@ LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$ROOT/tests/lsan.supp}" \
 echo "== ThreadSanitizer: host-thread/audio-thread stress of the plug-in"
 # Only the tests labelled tsan; no X11 and no benchmarks needed for them.
 cmake -S "$ROOT" -B "$ROOT/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DGRAPHICEQ_TSAN=ON -DGRAPHICEQ_WITH_X11=OFF -DGRAPHICEQ_BENCH=OFF >/dev/null
+  -DGRAPHICEQ_TSAN=ON -DGRAPHICEQ_WITH_X11=OFF -DGRAPHICEQ_BENCH=OFF -DGRAPHICEQ_WERROR=ON >/dev/null
 cmake --build "$ROOT/build-tsan" -j "$JOBS" --target plugin_thread_tests
 TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1}" \
   ctest --test-dir "$ROOT/build-tsan" --output-on-failure -L tsan
 
 # ---- fuzzers ---------------------------------------------------------------
-# The readers of outside files (the bank file, the old program files) under
-# libFuzzer with AddressSanitizer + UndefinedBehaviorSanitizer, built with
+# The readers of outside data (the bank file, the old program files, the
+# host's chunks through the whole effect) under libFuzzer with AddressSanitizer + UndefinedBehaviorSanitizer, built with
 # clang into build-fuzz/, each for a bounded time (FUZZ_SECONDS, default 60).
 # New inputs go to build-fuzz/corpus/; the seeds in tests/fuzz/corpus/ stay
 # as committed.
 echo "== fuzzers (clang + libFuzzer, ${FUZZ_SECONDS:-60} s each)"
 CC=clang CXX=clang++ cmake -S "$ROOT" -B "$ROOT/build-fuzz" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DGRAPHICEQ_FUZZ=ON -DGRAPHICEQ_WITH_X11=OFF -DGRAPHICEQ_BENCH=OFF >/dev/null
-cmake --build "$ROOT/build-fuzz" -j "$JOBS" --target fuzz_bank_file fuzz_program_file
-for target in bank_file program_file; do
+  -DGRAPHICEQ_FUZZ=ON -DGRAPHICEQ_WITH_X11=OFF -DGRAPHICEQ_BENCH=OFF -DGRAPHICEQ_WERROR=ON >/dev/null
+cmake --build "$ROOT/build-fuzz" -j "$JOBS" --target fuzz_bank_file fuzz_program_file fuzz_host_chunk
+for target in bank_file program_file host_chunk; do
   mkdir -p "$ROOT/build-fuzz/corpus/$target"
   log="$ROOT/build-fuzz/fuzz_$target.log"
   if ! "$ROOT/build-fuzz/tests/fuzz/fuzz_$target" -max_total_time="${FUZZ_SECONDS:-60}" -print_final_stats=1 \
