@@ -107,15 +107,27 @@ TEST_F(CrashSafeSave, KilledAtRandomMomentsLeavesAWholeBank)
     std::mt19937 rng(2024);
     int sawA = 0, sawB = 0;
     for (int round = 0; round < 40; ++round) {
+        // The saver reports its first save, so the kill lands among saves
+        // however slowly the process starts (a sanitizer build).
+        int ready[2];
+        ASSERT_EQ(pipe(ready), 0);
         const pid_t pid = fork();
         ASSERT_GE(pid, 0);
         if (pid == 0) {
+            close(ready[0]);
             AGraEQ fx(CoreHost);
             fx.open();
-            for (int n = 0;; ++n)
+            for (int n = 0;; ++n) {
                 SaveState(fx, (n & 1) ? 'A' : 'B');
+                if (n == 0 && write(ready[1], "!", 1) != 1)
+                    _exit(1);
+            }
         }
-        usleep(2000 + rng() % 30000);
+        close(ready[1]);
+        char byte = 0;
+        ASSERT_EQ(read(ready[0], &byte, 1), 1);
+        close(ready[0]);
+        usleep(rng() % 20000);
         kill(pid, SIGKILL);
         int status = 0;
         waitpid(pid, &status, 0);
