@@ -962,6 +962,7 @@ int RunValidate(int argc, char** argv)
         return RunChild(argv[1], argv[2]);
     bool rt = false, verbose = false;
     int timeout = 120;
+    std::string only;  // ",calls,blocks,": just these checks
     std::vector<std::string> plugins;
     for (int i = 0; i < argc; ++i) {
         const std::string a = argv[i];
@@ -971,6 +972,8 @@ int RunValidate(int argc, char** argv)
             verbose = true;
         else if (a == "--timeout" && i + 1 < argc)
             timeout = std::max(1, std::atoi(argv[++i]));
+        else if (a == "--only" && i + 1 < argc)
+            only = "," + std::string(argv[++i]) + ",";
         else if (!a.empty() && a[0] == '-') {
             std::fprintf(stderr, "graphiceq-host validate: unknown option %s\n", a.c_str());
             return 2;
@@ -978,7 +981,9 @@ int RunValidate(int argc, char** argv)
             plugins.push_back(a);
     }
     if (plugins.empty()) {
-        std::fprintf(stderr, "usage: graphiceq-host validate [--rt] [--verbose] [--timeout S] PLUGIN.so...\n");
+        std::fprintf(stderr, "usage: graphiceq-host validate [--rt] [--verbose] [--timeout S] [--only CHECK,...] "
+                             "PLUGIN.so...\n"
+                             "checks: calls blocks rates strings params state signal timing threads editor\n");
         return 2;
     }
     std::string rtLib;
@@ -995,7 +1000,8 @@ int RunValidate(int argc, char** argv)
         Row row;
         row.plugin = path;
         for (const Check& c : kChecks)
-            RunCheck(row, c, path, rtLib, verbose, timeout);
+            if (only.empty() || only.find("," + std::string(c.name) + ",") != std::string::npos)
+                RunCheck(row, c, path, rtLib, verbose, timeout);
         rows.push_back(row);
     }
     if (g_xvfb > 0) {

@@ -5,7 +5,8 @@
 // the plug-in rather than the end of the run.
 namespace ghost {
 
-// argv after "validate": [--rt] [--verbose] PLUGIN.so... Prints one row per
+// argv after "validate": [--rt] [--verbose] [--timeout S] [--only CHECK,...]
+// PLUGIN.so... Prints one row per
 // plug-in; returns 0 when every plug-in passed, 1 when one failed, 2 on a
 // malformed command line.
 int RunValidate(int argc, char** argv);
