@@ -1,0 +1,137 @@
+// The band-by-band kernel (the plain order: each band over the whole block,
+// left and right of a band in one loop) and the choice of kernel.
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+#include "EngineKernels.h"
+
+namespace graphiceq {
+
+namespace {
+
+inline float Flush(float y)
+{
+    uint32_t bits;
+    std::memcpy(&bits, &y, sizeof bits);
+    return ((bits >> 23) & 0xFFu) < 127u - 20u ? 0.0f : y;
+}
+
+// One band of one channel over a block, from src into dst (never the same).
+void RunBand(const LaneCoeffs& q, LaneHistory& h, int b, const float* src, float* dst, int count, bool slice)
+{
+    const float kb2 = q.kb2[b], b1k = q.b1k[b], k = q.k[b], a1 = q.a1[b], a2 = q.a2[b];
+    float x1 = h.x1[b], x2 = h.x2[b], y1 = h.y1[b], y2 = h.y2[b];
+    int i = 0;
+    if (!slice) {
+        // A block's first two samples group their feedback terms.
+        for (; i < count && i < 2; ++i) {
+            const float x = src[i];
+            const float y = Flush(kb2 * x2 + (b1k * x1 + x * k) - (a2 * y2 + a1 * y1));
+            dst[i] = y;
+            x2 = x1; x1 = x; y2 = y1; y1 = y;
+        }
+    }
+    for (; i < count; ++i) {
+        const float x = src[i];
+        const float y = Flush(kb2 * x2 + (b1k * x1 + x * k) - a1 * y1 - a2 * y2);
+        dst[i] = y;
+        x2 = x1; x1 = x; y2 = y1; y1 = y;
+    }
+    h.x1[b] = x1; h.x2[b] = x2; h.y1[b] = y1; h.y2[b] = y2;
+}
+
+}  // namespace
+
+void SanitizeHistory(LaneHistory& h)
+{
+    for (int b = 0; b < kLanes; ++b) {
+        if (b == kBands || !std::isfinite(h.x1[b]) || !std::isfinite(h.x2[b]) || !std::isfinite(h.y1[b]) ||
+            !std::isfinite(h.y2[b]))
+            h.x1[b] = h.x2[b] = h.y1[b] = h.y2[b] = 0.0f;
+    }
+}
+
+void RunScalar(const KernelArgs& a)
+{
+    const int n = a.count;
+    if (n <= 0)
+        return;
+    for (int c = 0; c < a.channels; ++c) {
+        float* const bufA = a.work[c];
+        float* const bufB = a.work[c + 2];
+        for (int i = 0; i < n; ++i)
+            bufA[i] = a.in[c][i] * a.gi;
+        // Ping-pong A -> B -> A ...; with fifteen bands the result ends in B.
+        for (int b = 0; b < kBands; ++b) {
+            if ((b & 1) == 0)
+                RunBand(*a.coeffs[c], *a.history[c], b, bufA, bufB, n, a.slice);
+            else
+                RunBand(*a.coeffs[c], *a.history[c], b, bufB, bufA, n, a.slice);
+        }
+        for (int i = 0; i < n; ++i)
+            a.out[c][i] = bufB[i] * a.go;
+        SanitizeHistory(*a.history[c]);
+    }
+}
+
+Kernel KernelFor(Variant v)
+{
+    switch (v) {
+    case Variant::Sse2: return RunSse2;
+    case Variant::Avx2: return RunAvx2;
+    case Variant::Avx512: return RunAvx512;
+    case Variant::Scalar: break;
+    }
+    return RunScalar;
+}
+
+const char* VariantName(Variant v)
+{
+    switch (v) {
+    case Variant::Sse2: return "sse2";
+    case Variant::Avx2: return "avx2";
+    case Variant::Avx512: return "avx512";
+    case Variant::Scalar: break;
+    }
+    return "scalar";
+}
+
+bool VariantSupported(Variant v)
+{
+    switch (v) {
+    case Variant::Avx512: return __builtin_cpu_supports("avx512f");
+    case Variant::Avx2: return __builtin_cpu_supports("avx2");
+    case Variant::Sse2: return __builtin_cpu_supports("sse2");
+    case Variant::Scalar: break;
+    }
+    return true;
+}
+
+bool ParseVariant(const char* name, Variant* v)
+{
+    if (!name)
+        return false;
+    for (Variant c : {Variant::Scalar, Variant::Sse2, Variant::Avx2, Variant::Avx512}) {
+        if (std::strcmp(name, VariantName(c)) == 0) {
+            *v = c;
+            return true;
+        }
+    }
+    return false;
+}
+
+Variant DefaultVariant()
+{
+    Variant forced;
+    if (ParseVariant(std::getenv("GRAPHICEQ_SIMD"), &forced) && VariantSupported(forced))
+        return forced;
+    for (Variant c : {Variant::Avx512, Variant::Avx2, Variant::Sse2}) {
+        if (VariantSupported(c))
+            return c;
+    }
+    return Variant::Scalar;
+}
+
+}  // namespace graphiceq
