@@ -44,7 +44,7 @@ using Kernel = void (*)(const KernelArgs&);
 
 // Runs every band of every channel over count samples: in * gi, through the
 // fifteen sections, times go into out. The history of a band that ends the
-// call holding an infinity or a NaN restarts from zero.
+// call holding an infinity, a NaN or a huge value restarts from zero.
 void RunScalar(const KernelArgs& args);
 void RunSse2(const KernelArgs& args);
 void RunAvx2(const KernelArgs& args);
@@ -58,9 +58,9 @@ bool VariantSupported(Variant v);
 Variant DefaultVariant();
 bool ParseVariant(const char* name, Variant* v);
 
-// Shared by every kernel: a history holding an infinity or a NaN restarts
-// from zero, so one bad block does not silence the rest of the session;
-// the idle lane is kept at zero.
+// Shared by every kernel: a band whose history holds an infinity, a NaN or
+// a magnitude beyond 2^40 restarts from zero, so one bad block does not
+// silence the rest of the session; the idle lane is kept at zero.
 void SanitizeHistory(LaneHistory& h);
 
 }  // namespace graphiceq

@@ -74,11 +74,18 @@ void RunBandPair(const KernelArgs& a, int b, const float* srcL, float* dstL, con
 
 }  // namespace
 
+// A history beyond 2^40 (+240 dBFS) is no signal any more: fed into the
+// next block it could overflow fifteen resonant bands into infinities.
+// Such a band, and one holding an infinity or a NaN, starts the next call
+// from silence: the block that carried the bad input passes it on, the next
+// clean block is finite again.
 void SanitizeHistory(LaneHistory& h)
 {
+    constexpr float kLimit = 1099511627776.0f;  // 2^40
     for (int b = 0; b < kLanes; ++b) {
-        if (b == kBands || !std::isfinite(h.x1[b]) || !std::isfinite(h.x2[b]) || !std::isfinite(h.y1[b]) ||
-            !std::isfinite(h.y2[b]))
+        const bool sane = std::fabs(h.x1[b]) <= kLimit && std::fabs(h.x2[b]) <= kLimit &&
+                          std::fabs(h.y1[b]) <= kLimit && std::fabs(h.y2[b]) <= kLimit;
+        if (b == kBands || !sane)
             h.x1[b] = h.x2[b] = h.y1[b] = h.y2[b] = 0.0f;
     }
 }
