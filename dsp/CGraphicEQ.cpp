@@ -230,10 +230,15 @@ void CGraphicEQ::Publish()
             q.k[b] = unit.GetK();
             q.a1[b] = unit.GetA1();
             q.a2[b] = unit.GetA2();
-            // The poles' radius is sqrt(a2): the envelope falls by one neper
-            // in -1 / ln(sqrt(a2)) samples.
-            const double a2 = q.a2[b];
-            const double tau = a2 > 0.0 && a2 < 1.0 ? -2.0 / std::log(a2) : std::numeric_limits<double>::infinity();
+            // The slower pole sets how long the band rings: complex poles
+            // share the radius sqrt(a2); real ones (a heavily damped cut)
+            // split, and the larger root of z^2 + a1 z + a2 decays slowest.
+            // The envelope falls by one neper in -1 / ln(radius) samples.
+            const double a1 = q.a1[b], a2 = q.a2[b];
+            const double disc = a1 * a1 - 4.0 * a2;
+            const double radius = disc > 0.0 ? (std::fabs(a1) + std::sqrt(disc)) / 2.0 : std::sqrt(std::fabs(a2));
+            const double tau = radius > 0.0 && radius < 1.0 ? -1.0 / std::log(radius)
+                                                            : std::numeric_limits<double>::infinity();
             if (tau > slowest)
                 slowest = tau;
         }
