@@ -17,15 +17,15 @@ namespace {
 enum Input { kNoise, kDenormal, kHuge, kNaN, kInf };
 const char* const kInputName[] = {"noise", "denormal", "huge", "nan", "inf"};
 
-void Setup(CGraphicEQ& eq, int block)
+void Setup(CGraphicEQ& eq, int block, int channels)
 {
     tWAVEFORMATEX fmt{};
     fmt.wFormatTag = 3;
-    fmt.nChannels = 2;
+    fmt.nChannels = static_cast<uint16_t>(channels);
     fmt.nSamplesPerSec = 48000;
     fmt.wBitsPerSample = 32;
-    fmt.nBlockAlign = 8;
-    fmt.nAvgBytesPerSec = 48000 * 8;
+    fmt.nBlockAlign = static_cast<uint16_t>(4 * channels);
+    fmt.nAvgBytesPerSec = 48000 * fmt.nBlockAlign;
     eq.SetMediaType(&fmt, block);
     for (int b = 0; b < CGraphicEQ::kBandCount; ++b) {
         eq.set_Gain(b, (b % 2 ? 6 : -6) * 65536);
@@ -33,7 +33,7 @@ void Setup(CGraphicEQ& eq, int block)
     }
 }
 
-void Run(benchmark::State& state, graphiceq::Variant variant, Input kind)
+void Run(benchmark::State& state, graphiceq::Variant variant, Input kind, int channels = 2)
 {
     const int block = static_cast<int>(state.range(0));
     CGraphicEQ eq;
@@ -41,7 +41,7 @@ void Run(benchmark::State& state, graphiceq::Variant variant, Input kind)
         state.SkipWithError("variant not supported here");
         return;
     }
-    Setup(eq, block);
+    Setup(eq, block, channels);
     std::vector<float> inL(block), inR(block), outL(block), outR(block);
     unsigned seed = 12345;
     for (int i = 0; i < block; ++i) {
@@ -70,7 +70,8 @@ void Run(benchmark::State& state, graphiceq::Variant variant, Input kind)
         benchmark::ClobberMemory();
     }
     const double frames = static_cast<double>(state.iterations()) * block;
-    // Seconds per stereo frame; printed with its SI prefix, e.g. "9.3n".
+    // Seconds per frame (stereo unless the name says mono); printed with
+    // its SI prefix, e.g. "9.3n".
     state.counters["per_frame"] =
         benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.SetItemsProcessed(static_cast<int64_t>(frames));
@@ -92,6 +93,13 @@ int main(int argc, char** argv)
         const std::string name = std::string("BM_Transform/") + graphiceq::VariantName(v);
         benchmark::RegisterBenchmark(name.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise); })
             ->Arg(64)->Arg(512)->Arg(4096)->Unit(benchmark::kMicrosecond);
+        // Hosts that cut blocks into a few frames, and mono.
+        const std::string tiny = std::string("BM_Tiny/") + graphiceq::VariantName(v);
+        benchmark::RegisterBenchmark(tiny.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise); })
+            ->Arg(1)->Arg(4)->Arg(7)->Unit(benchmark::kMicrosecond);
+        const std::string mono = std::string("BM_Mono/") + graphiceq::VariantName(v);
+        benchmark::RegisterBenchmark(mono.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise, 1); })
+            ->Arg(64)->Arg(512)->Unit(benchmark::kMicrosecond);
     }
     for (Input kind : {kNoise, kDenormal, kHuge, kNaN, kInf}) {
         const std::string name = std::string("BM_Special/") + kInputName[kind];
