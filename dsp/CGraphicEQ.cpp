@@ -22,6 +22,35 @@ inline void TrackPeak(float& peak, float v)
         peak = m;
 }
 
+inline void Raise(float& peak, float m)
+{
+    if (m > peak)
+        peak = m;
+}
+
+// The largest |x[i] * gain|, NaNs ignored (a NaN never compares larger):
+// the same result as tracking the samples one by one, four at a time.
+float PeakOf(const float* x, int n, float gain)
+{
+    typedef float v4 __attribute__((vector_size(16)));
+    typedef int32_t i4 __attribute__((vector_size(16)));
+    v4 acc = {0.0f, 0.0f, 0.0f, 0.0f};
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {
+        v4 v;
+        std::memcpy(&v, x + i, sizeof v);
+        v = v * gain;
+        const v4 m = (v4)((i4)v & 0x7FFFFFFF);
+        acc = m > acc ? m : acc;
+    }
+    float peak = 0.0f;
+    for (int k = 0; k < 4; ++k)
+        Raise(peak, acc[k]);
+    for (; i < n; ++i)
+        TrackPeak(peak, x[i] * gain);
+    return peak;
+}
+
 // After the input falls silent the filters ring out; once the slowest
 // section has had the time to decay by this much (150 dB, in nepers), what
 // is left of its history is rounding noise circulating in the recursion,
@@ -495,25 +524,18 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, c
     float* outR = out[1] + offset;
 
     // Input meters (after the input stage), and where the input last carried
-    // anything but exact zeros.
-    int lastLive = -1;
+    // anything but exact zeros (for live audio, the last sample).
+    int lastLive = count - 1;
     if (channels == 2) {
-        for (int i = 0; i < count; ++i) {
-            const float l = inL[i] * gi;
-            const float r = inR[i] * gi;
-            TrackPeak(m_peakInL, l);
-            TrackPeak(m_peakInR, r);
-            if (l != 0.0f || r != 0.0f)
-                lastLive = i;
-        }
+        Raise(m_peakInL, PeakOf(inL, count, gi));
+        Raise(m_peakInR, PeakOf(inR, count, gi));
+        while (lastLive >= 0 && inL[lastLive] * gi == 0.0f && inR[lastLive] * gi == 0.0f)
+            --lastLive;
     } else {
-        for (int i = 0; i < count; ++i) {
-            const float l = inL[i] * gi;
-            TrackPeak(m_peakInL, l);
-            if (l != 0.0f)
-                lastLive = i;
-        }
+        Raise(m_peakInL, PeakOf(inL, count, gi));
         m_peakInR = m_peakInL;
+        while (lastLive >= 0 && inL[lastLive] * gi == 0.0f)
+            --lastLive;
     }
 
     // Silence: the filters run exactly as always until the input has been
@@ -566,23 +588,20 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, c
         }
     }
 
-    bool over = false;
+    // An output sample beyond the threshold exists exactly when this
+    // slice's peak is beyond it (NaNs count for neither).
+    bool over;
     if (channels == 2) {
-        for (int i = 0; i < count; ++i) {
-            const float l = outL[i];
-            const float r = outR[i];
-            TrackPeak(m_peakOutL, l);
-            TrackPeak(m_peakOutR, r);
-            over |= static_cast<double>(std::fabs(l)) > s.threshold ||
-                    static_cast<double>(std::fabs(r)) > s.threshold;
-        }
+        const float l = PeakOf(outL, count, 1.0f);
+        const float r = PeakOf(outR, count, 1.0f);
+        Raise(m_peakOutL, l);
+        Raise(m_peakOutR, r);
+        over = static_cast<double>(l) > s.threshold || static_cast<double>(r) > s.threshold;
     } else {
-        for (int i = 0; i < count; ++i) {
-            const float l = outL[i];
-            TrackPeak(m_peakOutL, l);
-            over |= static_cast<double>(std::fabs(l)) > s.threshold;
-        }
+        const float l = PeakOf(outL, count, 1.0f);
+        Raise(m_peakOutL, l);
         m_peakOutR = m_peakOutL;
+        over = static_cast<double>(l) > s.threshold;
     }
     if (over)
         m_overLevel.store(true, std::memory_order_relaxed);
