@@ -69,6 +69,13 @@ public:
     // carries on the previous one as part of one host block (a caller that
     // converts a block in pieces): the filters continue exactly and the
     // meters keep the peak of the whole block.
+    // Transform is the audio thread's call and never waits: it takes no lock,
+    // picks up the newest settings the setters handed over (a change takes
+    // effect from the next call), publishes the meters through atomics, and
+    // passes a block through unchanged if it meets a format change in
+    // progress on another thread. After the input has been digitally silent
+    // for GetSilenceHold() samples the history is cleared and the output is
+    // exact zero until the input returns.
     bool Transform(float** in, int count, float** out, int* outCount, bool continueBlock = false);
 
     // The kernel width in use: chosen at construction (the widest this
