@@ -194,3 +194,41 @@ TEST(EngineVariants, AgreeOnTinyBlocksSlicesMonoAndSpecialValues)
         }
     }
 }
+
+// A block carrying NaN, infinity, a huge or a denormal value (anywhere,
+// the last sample included) may pass it on; the next clean block is finite
+// again, even with every band at +12 dB and Q 20 and the output at +6 dB.
+TEST(EngineVariants, NextCleanBlockIsFiniteAfterSpecialValues)
+{
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(), 1e30f, -3e38f, 1e-40f};
+    for (Variant v : Supported()) {
+        for (float special : specials) {
+            for (int at : {0, 100, 255}) {
+                CGraphicEQ eq;
+                ASSERT_TRUE(eq.SetVariant(v));
+                const tWAVEFORMATEX f = ref::Format(48000);
+                eq.SetMediaType(&f, 256);
+                for (int b = 0; b < 15; ++b) {
+                    eq.set_Gain(b, ref::FixedDB(12));
+                    eq.set_Q(b, 20 * 65536);
+                }
+                eq.set_OutputLevel(ref::FixedDB(6));
+                std::vector<float> l = ref::Noise(256, 1), r = ref::Noise(256, 2);
+                l[at] = r[255 - at] = special;
+                float* in[2] = {l.data(), r.data()};
+                int produced = 0;
+                eq.Transform(in, 256, in, &produced);
+                for (int block = 0; block < 3; ++block) {
+                    std::vector<float> cl = ref::Noise(256, 3 + block), cr = ref::Noise(256, 9 + block);
+                    float* clean[2] = {cl.data(), cr.data()};
+                    eq.Transform(clean, 256, clean, &produced);
+                    for (int i = 0; i < 256; ++i)
+                        ASSERT_TRUE(std::isfinite(cl[i]) && std::isfinite(cr[i]))
+                            << graphiceq::VariantName(v) << ": " << special << " at " << at << ", clean block "
+                            << block << ", sample " << i;
+                }
+            }
+        }
+    }
+}
