@@ -1,35 +1,64 @@
 // Throughput of the engine's block processing, stereo at 48 kHz, with every
-// band boosted or cut so no section is a trivial pass-through.
+// band boosted or cut so no section is a trivial pass-through: once per
+// kernel variant this processor runs, and the default variant under
+// special input (denormals, huge values, NaN, infinity) in every block.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <cstdio>
+#include <limits>
+#include <string>
 #include <vector>
 
 #include "CGraphicEQ.h"
 
-static void BM_Transform(benchmark::State& state)
+namespace {
+
+enum Input { kNoise, kDenormal, kHuge, kNaN, kInf };
+const char* const kInputName[] = {"noise", "denormal", "huge", "nan", "inf"};
+
+void Setup(CGraphicEQ& eq, int block, int channels)
 {
-    const int block = static_cast<int>(state.range(0));
-    CGraphicEQ eq;
     tWAVEFORMATEX fmt{};
     fmt.wFormatTag = 3;
-    fmt.nChannels = 2;
+    fmt.nChannels = static_cast<uint16_t>(channels);
     fmt.nSamplesPerSec = 48000;
     fmt.wBitsPerSample = 32;
-    fmt.nBlockAlign = 8;
-    fmt.nAvgBytesPerSec = 48000 * 8;
+    fmt.nBlockAlign = static_cast<uint16_t>(4 * channels);
+    fmt.nAvgBytesPerSec = 48000 * fmt.nBlockAlign;
     eq.SetMediaType(&fmt, block);
     for (int b = 0; b < CGraphicEQ::kBandCount; ++b) {
         eq.set_Gain(b, (b % 2 ? 6 : -6) * 65536);
         eq.set_Q(b, (2 + b % 4) * 65536);
     }
+}
 
+void Run(benchmark::State& state, graphiceq::Variant variant, Input kind, int channels = 2)
+{
+    const int block = static_cast<int>(state.range(0));
+    CGraphicEQ eq;
+    if (!eq.SetVariant(variant)) {
+        state.SkipWithError("variant not supported here");
+        return;
+    }
+    Setup(eq, block, channels);
     std::vector<float> inL(block), inR(block), outL(block), outR(block);
     unsigned seed = 12345;
     for (int i = 0; i < block; ++i) {
         seed = seed * 1664525u + 1013904223u;
         inL[i] = static_cast<float>(seed >> 8) / 16777216.0f - 0.5f;
         inR[i] = 0.5f * std::sin(0.01f * static_cast<float>(i));
+        // Every fourth sample of the special blocks carries the value.
+        if (kind != kNoise && i % 4 == 1) {
+            const float v = kind == kDenormal ? 1e-40f
+                          : kind == kHuge     ? 1e30f
+                          : kind == kNaN      ? std::numeric_limits<float>::quiet_NaN()
+                                              : std::numeric_limits<float>::infinity();
+            inL[i] = v;
+            inR[i] = kind == kDenormal ? -v : v;
+        }
+        if (kind == kDenormal)
+            inL[i] *= 1e-38f;  // the whole block is tiny, most of it denormal
     }
     float* in[2] = {inL.data(), inR.data()};
     float* out[2] = {outL.data(), outR.data()};
@@ -41,11 +70,43 @@ static void BM_Transform(benchmark::State& state)
         benchmark::ClobberMemory();
     }
     const double frames = static_cast<double>(state.iterations()) * block;
-    // Seconds per stereo frame; printed with its SI prefix, e.g. "49.3n".
+    // Seconds per frame (stereo unless the name says mono); printed with
+    // its SI prefix, e.g. "9.3n".
     state.counters["per_frame"] =
         benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.SetItemsProcessed(static_cast<int64_t>(frames));
+    state.SetLabel(graphiceq::VariantName(variant));
 }
-BENCHMARK(BM_Transform)->Arg(64)->Arg(512)->Arg(4096)->Unit(benchmark::kMicrosecond);
 
-BENCHMARK_MAIN();
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    const graphiceq::Variant chosen = graphiceq::DefaultVariant();
+    std::printf("graphiceq-bench: default variant %s (GRAPHICEQ_SIMD overrides)\n",
+                graphiceq::VariantName(chosen));
+    using graphiceq::Variant;
+    for (Variant v : {Variant::Scalar, Variant::Sse2, Variant::Avx2, Variant::Avx512}) {
+        if (!graphiceq::VariantSupported(v))
+            continue;
+        const std::string name = std::string("BM_Transform/") + graphiceq::VariantName(v);
+        benchmark::RegisterBenchmark(name.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise); })
+            ->Arg(64)->Arg(512)->Arg(4096)->Unit(benchmark::kMicrosecond);
+        // Hosts that cut blocks into a few frames, and mono.
+        const std::string tiny = std::string("BM_Tiny/") + graphiceq::VariantName(v);
+        benchmark::RegisterBenchmark(tiny.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise); })
+            ->Arg(1)->Arg(4)->Arg(7)->Unit(benchmark::kMicrosecond);
+        const std::string mono = std::string("BM_Mono/") + graphiceq::VariantName(v);
+        benchmark::RegisterBenchmark(mono.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise, 1); })
+            ->Arg(64)->Arg(512)->Unit(benchmark::kMicrosecond);
+    }
+    for (Input kind : {kNoise, kDenormal, kHuge, kNaN, kInf}) {
+        const std::string name = std::string("BM_Special/") + kInputName[kind];
+        benchmark::RegisterBenchmark(name.c_str(), [chosen, kind](benchmark::State& s) { Run(s, chosen, kind); })
+            ->Arg(512)->Unit(benchmark::kMicrosecond);
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

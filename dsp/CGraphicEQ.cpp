@@ -2,7 +2,9 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <new>
+#include <thread>
 
 namespace {
 // Single-precision value of 1/65536.
@@ -19,7 +21,73 @@ inline void TrackPeak(float& peak, float v)
     if (m > peak)
         peak = m;
 }
+
+inline void Raise(float& peak, float m)
+{
+    if (m > peak)
+        peak = m;
+}
+
+// The largest |x[i] * gain|, NaNs ignored (a NaN never compares larger):
+// the same result as tracking the samples one by one, four at a time.
+float PeakOf(const float* x, int n, float gain)
+{
+    typedef float v4 __attribute__((vector_size(16)));
+    typedef int32_t i4 __attribute__((vector_size(16)));
+    v4 acc = {0.0f, 0.0f, 0.0f, 0.0f};
+    int i = 0;
+    for (; i + 4 <= n; i += 4) {
+        v4 v;
+        std::memcpy(&v, x + i, sizeof v);
+        v = v * gain;
+        const v4 m = (v4)((i4)v & 0x7FFFFFFF);
+        acc = m > acc ? m : acc;
+    }
+    float peak = 0.0f;
+    for (int k = 0; k < 4; ++k)
+        Raise(peak, acc[k]);
+    for (; i < n; ++i)
+        TrackPeak(peak, x[i] * gain);
+    return peak;
+}
+
+// After the input falls silent the filters ring out; once the slowest
+// section has had the time to decay by this much (150 dB, in nepers), what
+// is left of its history is rounding noise circulating in the recursion,
+// not signal, and is cleared. Never later than kMaxSilenceHold seconds.
+constexpr double kSilenceDecay = 150.0 / 20.0 * 2.302585092994046;
+constexpr double kMaxSilenceHold = 3.5;
 }  // namespace
+
+// Holds the structural gate for the control thread. The audio thread never
+// waits for it: a block that meets a rebuild passes through unchanged. The
+// control side yields until the block in progress has finished. Nested
+// rebuilds (SetMediaType calling InitInternalFilters) share one hold; the
+// depth is guarded by the engine lock, which every caller holds.
+class CGraphicEQ::Rebuild {
+public:
+    explicit Rebuild(CGraphicEQ& eq) : m_eq(eq)
+    {
+        if (m_eq.m_rebuildDepth++ > 0)
+            return;
+        for (;;) {
+            int idle = 0;
+            if (m_eq.m_gate.compare_exchange_weak(idle, 2, std::memory_order_acquire))
+                break;
+            std::this_thread::yield();
+        }
+    }
+    ~Rebuild()
+    {
+        if (--m_eq.m_rebuildDepth == 0)
+            m_eq.m_gate.store(0, std::memory_order_release);
+    }
+    Rebuild(const Rebuild&) = delete;
+    Rebuild& operator=(const Rebuild&) = delete;
+
+private:
+    CGraphicEQ& m_eq;
+};
 
 // Two-thirds of an octave apart, 24.8 Hz to 15999.9 Hz.
 const float CGraphicEQ::kBandFreq[kBandCount] = {
@@ -31,7 +99,10 @@ CGraphicEQ::CGraphicEQ()
     : m_buf{nullptr, nullptr, nullptr, nullptr}, m_inputLevel(0.0f), m_outputLevel(0.0f),
       m_threshold(1.0), m_active(true), m_overLevel(false), m_format{}, m_units(nullptr),
       m_unitCount(0), m_bandCount(kBandCount), m_filtersReady(false), m_buffersReady(false),
-      m_bufferLength(0), m_peakInL(0.0f), m_peakInR(0.0f), m_peakOutL(0.0f), m_peakOutR(0.0f)
+      m_bufferLength(0), m_peakInL(0.0f), m_peakInR(0.0f), m_peakOutL(0.0f), m_peakOutR(0.0f),
+      m_meter{0.0f, 0.0f, 0.0f, 0.0f}, m_variant(graphiceq::DefaultVariant()),
+      m_kernel(graphiceq::KernelFor(m_variant)), m_history{}, m_slot{}, m_middle(1), m_back(0),
+      m_front(2), m_gate(0), m_rebuildDepth(0), m_silenceHold(1), m_silentRun(0), m_quiet(false)
 {
     m_format.nChannels = 2;
     for (int ch = 0; ch < 2; ++ch) {
@@ -63,11 +134,13 @@ void CGraphicEQ::SetDefaultProp()
         set_Gain(b, 0);
         set_Q(b, kQDefault);
     }
+    Publish();
 }
 
 void CGraphicEQ::SetMediaType(const tWAVEFORMATEX* format, int maxBlock)
 {
     CSingleLock hold(m_lock);
+    Rebuild rebuild(*this);
     if (format)
         m_format = *format;
     InitInternalFilters();
@@ -77,6 +150,9 @@ void CGraphicEQ::SetMediaType(const tWAVEFORMATEX* format, int maxBlock)
 void CGraphicEQ::InitInternalFilters()
 {
     CSingleLock hold(m_lock);
+    Rebuild rebuild(*this);
+    ClearHistory();
+    m_silentRun = 0;
     delete[] m_units;
     m_units = nullptr;
     m_unitCount = 0;
@@ -100,11 +176,13 @@ void CGraphicEQ::InitInternalFilters()
         }
     }
     m_filtersReady = true;
+    Publish();
 }
 
 void CGraphicEQ::PrepareWorkingBuffer(int n)
 {
     CSingleLock hold(m_lock);
+    Rebuild rebuild(*this);
     FreeWorkArea();
     // Even a host that announces no block size gets working buffers: longer
     // blocks are then processed in slices.
@@ -127,6 +205,7 @@ void CGraphicEQ::PrepareWorkingBuffer(int n)
 void CGraphicEQ::FreeWorkArea()
 {
     CSingleLock hold(m_lock);
+    Rebuild rebuild(*this);
     if (m_buffersReady) {
         for (float*& b : m_buf) {
             delete[] b;
@@ -156,6 +235,94 @@ void CGraphicEQ::PushBand(int band)
     } else if (m_format.nChannels == 1) {
         m_units[band].SetParams(T, kBandFreq[band], m_Q[0][band], m_linearGain[0][band]);
     }
+    Publish();
+}
+
+// Copies what the audio thread uses into the writer's slot and hands it over.
+// Called with the engine lock held, so writers never race each other.
+void CGraphicEQ::Publish()
+{
+    Settings& s = m_slot[m_back];
+    const int channels = m_format.nChannels;
+    double slowest = 0.0;  // samples per neper of the slowest decay
+    for (int c = 0; c < 2; ++c) {
+        graphiceq::LaneCoeffs& q = s.coeffs[c];
+        for (int b = 0; b < graphiceq::kLanes; ++b) {
+            const int u = channels == 2 ? 2 * b + c : b;
+            if (b >= kBandCount || !m_units || u >= m_unitCount) {
+                q.kb2[b] = q.b1k[b] = q.k[b] = q.a1[b] = q.a2[b] = 0.0f;
+                continue;
+            }
+            const CEqualizerUnit& unit = m_units[u];
+            q.kb2[b] = unit.GetK() * unit.GetB2();
+            q.b1k[b] = unit.GetB1() * unit.GetK();
+            q.k[b] = unit.GetK();
+            q.a1[b] = unit.GetA1();
+            q.a2[b] = unit.GetA2();
+            // The slower pole sets how long the band rings: complex poles
+            // share the radius sqrt(a2); real ones (a heavily damped cut)
+            // split, and the larger root of z^2 + a1 z + a2 decays slowest.
+            // The envelope falls by one neper in -1 / ln(radius) samples.
+            const double a1 = q.a1[b], a2 = q.a2[b];
+            const double disc = a1 * a1 - 4.0 * a2;
+            const double radius = disc > 0.0 ? (std::fabs(a1) + std::sqrt(disc)) / 2.0 : std::sqrt(std::fabs(a2));
+            const double tau = radius > 0.0 && radius < 1.0 ? -1.0 / std::log(radius)
+                                                            : std::numeric_limits<double>::infinity();
+            if (tau > slowest)
+                slowest = tau;
+        }
+    }
+    s.gi = LevelFactor(m_inputLevel);
+    s.go = LevelFactor(m_outputLevel);
+    s.threshold = m_threshold;
+    s.active = m_active;
+    const double cap = kMaxSilenceHold * static_cast<double>(m_format.nSamplesPerSec);
+    double hold = slowest * kSilenceDecay;
+    if (!(hold < cap))
+        hold = cap;
+    s.silenceHold = hold < 1.0 ? 1 : static_cast<int64_t>(std::ceil(hold));
+    m_silenceHold = s.silenceHold;
+    m_back = m_middle.exchange(m_back | kFresh, std::memory_order_acq_rel) & ~kFresh;
+}
+
+// Audio thread: takes the newest settings, if there are any, without waiting.
+const CGraphicEQ::Settings& CGraphicEQ::FetchSettings()
+{
+    if (m_middle.load(std::memory_order_relaxed) & kFresh)
+        m_front = m_middle.exchange(m_front, std::memory_order_acq_rel) & ~kFresh;
+    return m_slot[m_front];
+}
+
+void CGraphicEQ::PublishMeters()
+{
+    m_meter[0].store(m_peakInL, std::memory_order_relaxed);
+    m_meter[1].store(m_peakInR, std::memory_order_relaxed);
+    m_meter[2].store(m_peakOutL, std::memory_order_relaxed);
+    m_meter[3].store(m_peakOutR, std::memory_order_relaxed);
+}
+
+void CGraphicEQ::ClearHistory()
+{
+    for (graphiceq::LaneHistory& h : m_history)
+        h = graphiceq::LaneHistory{};
+    m_quiet = false;
+}
+
+bool CGraphicEQ::SetVariant(graphiceq::Variant variant)
+{
+    if (!graphiceq::VariantSupported(variant))
+        return false;
+    CSingleLock hold(m_lock);
+    Rebuild rebuild(*this);
+    m_variant = variant;
+    m_kernel = graphiceq::KernelFor(variant);
+    return true;
+}
+
+int64_t CGraphicEQ::GetSilenceHold()
+{
+    CSingleLock hold(m_lock);
+    return m_silenceHold;
 }
 
 bool CGraphicEQ::set_Gain(int band, int gain)
@@ -216,6 +383,7 @@ bool CGraphicEQ::set_Activate(bool active)
 {
     CSingleLock hold(m_lock);
     m_active = active;
+    Publish();
     return true;
 }
 
@@ -231,6 +399,7 @@ bool CGraphicEQ::set_InputLevel(int level)
 {
     CSingleLock hold(m_lock);
     m_inputLevel = static_cast<float>(level) * kFixedToFloat;
+    Publish();
     return true;
 }
 
@@ -238,6 +407,7 @@ bool CGraphicEQ::set_OutputLevel(int level)
 {
     CSingleLock hold(m_lock);
     m_outputLevel = static_cast<float>(level) * kFixedToFloat;
+    Publish();
     return true;
 }
 
@@ -263,6 +433,7 @@ bool CGraphicEQ::set_OverLevelThreshold(int /*threshold*/)
     // interface's sake.
     CSingleLock hold(m_lock);
     m_threshold = 1.0;
+    Publish();
     return true;
 }
 
@@ -276,10 +447,11 @@ bool CGraphicEQ::get_OverLevelThreshold(int* threshold)
 
 bool CGraphicEQ::get_OverLevel(bool* over)
 {
-    CSingleLock hold(m_lock);
+    // Read and cleared in one step: a block that overloads meanwhile is
+    // never lost between the read and the reset.
+    const bool was = m_overLevel.exchange(false, std::memory_order_relaxed);
     if (over)
-        *over = m_overLevel;
-    m_overLevel = false;
+        *over = was;
     return true;
 }
 
@@ -305,11 +477,11 @@ bool CGraphicEQ::get_Q(int band, int* q)
 
 bool CGraphicEQ::GetVU(float* inL, float* inR, float* outL, float* outR)
 {
-    CSingleLock hold(m_lock);
-    if (inL) *inL = m_peakInL;
-    if (inR) *inR = m_peakInR;
-    if (outL) *outL = m_peakOutL;
-    if (outR) *outR = m_peakOutR;
+    // The audio thread publishes the peaks of its latest block; no lock.
+    if (inL) *inL = m_meter[0].load(std::memory_order_relaxed);
+    if (inR) *inR = m_meter[1].load(std::memory_order_relaxed);
+    if (outL) *outL = m_meter[2].load(std::memory_order_relaxed);
+    if (outR) *outR = m_meter[3].load(std::memory_order_relaxed);
     return true;
 }
 
@@ -339,96 +511,133 @@ void CGraphicEQ::Bypass(float** in, int offset, int count, float** out)
 
 // slice: these samples continue a block already begun, so the recursion
 // carries on instead of starting a new block.
-void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, float gi, float go, bool slice)
+void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, const Settings& s, bool slice)
 {
     const int channels = m_format.nChannels;
     if (channels != 1 && channels != 2)
         return;
-    float* const b0 = m_buf[0];
-    float* const b1 = m_buf[1];
-    float* const b2 = m_buf[2];
-    float* const b3 = m_buf[3];
+    const float gi = s.gi;
+    const float go = s.go;
     const float* inL = in[0] + offset;
+    const float* inR = in[1] + offset;
     float* outL = out[0] + offset;
-    bool over = false;
+    float* outR = out[1] + offset;
 
+    // Input meters (after the input stage), and where the input last carried
+    // anything but exact zeros (for live audio, the last sample).
+    int lastLive = count - 1;
     if (channels == 2) {
-        const float* inR = in[1] + offset;
-        float* outR = out[1] + offset;
-        for (int i = 0; i < count; ++i) {
-            b0[i] = inL[i] * gi;
-            b1[i] = inR[i] * gi;
-            TrackPeak(m_peakInL, b0[i]);
-            TrackPeak(m_peakInR, b1[i]);
-        }
-        // Bands in series, lowest first, ping-ponging between the A and B
-        // buffers; with an odd band count the result ends in B (2 and 3).
-        // Left and right of a band run in one loop: they are independent.
-        for (int b = 0; b < kBandCount; ++b) {
-            CEqualizerUnit& uL = m_units[2 * b];
-            CEqualizerUnit& uR = m_units[2 * b + 1];
-            if ((b & 1) == 0)
-                CEqualizerUnit::OperateEqualizerPair(uL, b0, b2, uR, b1, b3, count, slice);
-            else
-                CEqualizerUnit::OperateEqualizerPair(uL, b2, b0, uR, b3, b1, count, slice);
-        }
-        for (int i = 0; i < count; ++i) {
-            const float l = b2[i] * go;
-            const float r = b3[i] * go;
-            outL[i] = l;
-            outR[i] = r;
-            TrackPeak(m_peakOutL, l);
-            TrackPeak(m_peakOutR, r);
-            over |= static_cast<double>(std::fabs(l)) > m_threshold ||
-                    static_cast<double>(std::fabs(r)) > m_threshold;
-        }
+        Raise(m_peakInL, PeakOf(inL, count, gi));
+        Raise(m_peakInR, PeakOf(inR, count, gi));
+        while (lastLive >= 0 && inL[lastLive] * gi == 0.0f && inR[lastLive] * gi == 0.0f)
+            --lastLive;
     } else {
-        for (int i = 0; i < count; ++i) {
-            b0[i] = inL[i] * gi;
-            TrackPeak(m_peakInL, b0[i]);
-        }
+        Raise(m_peakInL, PeakOf(inL, count, gi));
         m_peakInR = m_peakInL;
-        for (int b = 0; b < kBandCount; ++b) {
-            if ((b & 1) == 0)
-                m_units[b].OperateEqualizer(b0, b2, count, slice);
-            else
-                m_units[b].OperateEqualizer(b2, b0, count, slice);
+        while (lastLive >= 0 && inL[lastLive] * gi == 0.0f)
+            --lastLive;
+    }
+
+    // Silence: the filters run exactly as always until the input has been
+    // silent for the hold time; from that sample on the history is cleared
+    // and the output is exact zero (times the output level) until the input
+    // comes back.
+    if (lastLive >= 0)
+        m_quiet = false;
+    const int silentFrom = lastLive + 1;
+    const int64_t runBefore = lastLive >= 0 ? 0 : m_silentRun;
+    int cut = count;
+    if (m_quiet) {
+        cut = 0;
+    } else if (runBefore + (count - silentFrom) > s.silenceHold) {
+        const int64_t at = silentFrom + (s.silenceHold > runBefore ? s.silenceHold - runBefore : 0);
+        cut = at < count ? static_cast<int>(at) : count;
+    }
+    const int64_t run = runBefore + (count - silentFrom);
+    m_silentRun = run < (int64_t{1} << 62) ? run : (int64_t{1} << 62);
+
+    if (cut > 0) {
+        graphiceq::KernelArgs a{};
+        a.in[0] = inL;
+        a.in[1] = inR;
+        a.out[0] = outL;
+        a.out[1] = outR;
+        a.coeffs[0] = &s.coeffs[0];
+        a.coeffs[1] = &s.coeffs[1];
+        a.history[0] = &m_history[0];
+        a.history[1] = &m_history[1];
+        for (int b = 0; b < 4; ++b)
+            a.work[b] = m_buf[b];
+        a.channels = channels;
+        a.count = cut;
+        a.slice = slice;
+        a.gi = gi;
+        a.go = go;
+        m_kernel(a);
+    }
+    if (cut < count) {
+        if (!m_quiet)
+            ClearHistory();
+        m_quiet = true;
+        const float zero = 0.0f * go;
+        for (int i = cut; i < count; ++i)
+            outL[i] = zero;
+        if (channels == 2) {
+            for (int i = cut; i < count; ++i)
+                outR[i] = zero;
         }
-        for (int i = 0; i < count; ++i) {
-            const float l = b2[i] * go;
-            outL[i] = l;
-            TrackPeak(m_peakOutL, l);
-            over |= static_cast<double>(std::fabs(l)) > m_threshold;
-        }
+    }
+
+    // An output sample beyond the threshold exists exactly when this
+    // slice's peak is beyond it (NaNs count for neither).
+    bool over;
+    if (channels == 2) {
+        const float l = PeakOf(outL, count, 1.0f);
+        const float r = PeakOf(outR, count, 1.0f);
+        Raise(m_peakOutL, l);
+        Raise(m_peakOutR, r);
+        over = static_cast<double>(l) > s.threshold || static_cast<double>(r) > s.threshold;
+    } else {
+        const float l = PeakOf(outL, count, 1.0f);
+        Raise(m_peakOutL, l);
         m_peakOutR = m_peakOutL;
+        over = static_cast<double>(l) > s.threshold;
     }
     if (over)
-        m_overLevel = true;
+        m_overLevel.store(true, std::memory_order_relaxed);
 }
 
 bool CGraphicEQ::Transform(float** in, int count, float** out, int* outCount, bool continueBlock)
 {
-    CSingleLock hold(m_lock);
     if (outCount)
         *outCount = count > 0 ? count : 0;
     if (!continueBlock)
         m_peakInL = m_peakInR = m_peakOutL = m_peakOutR = 0.0f;
-    if (count <= 0 || !in || !out || !in[0] || !in[1] || !out[0] || !out[1])
+    if (count <= 0 || !in || !out || !in[0] || !in[1] || !out[0] || !out[1]) {
+        PublishMeters();
         return true;
+    }
 
-    if (!m_active || !m_filtersReady || !m_buffersReady || !m_units) {
+    const Settings& s = FetchSettings();
+    int idle = 0;
+    if (!m_gate.compare_exchange_strong(idle, 1, std::memory_order_acquire)) {
+        // The format is being changed on another thread right now.
         Bypass(in, 0, count, out);
+        PublishMeters();
         return true;
     }
-
-    const float gi = LevelFactor(m_inputLevel);
-    const float go = LevelFactor(m_outputLevel);
-    for (int done = 0; done < count;) {
-        const int n = count - done < m_bufferLength ? count - done : m_bufferLength;
-        // A block longer than the work buffers runs in slices that continue
-        // it, so the result does not depend on where it was cut.
-        OperateFilter(in, done, n, out, gi, go, continueBlock || done > 0);
-        done += n;
+    if (!s.active || !m_filtersReady || !m_buffersReady || !m_units) {
+        Bypass(in, 0, count, out);
+    } else {
+        for (int done = 0; done < count;) {
+            const int n = count - done < m_bufferLength ? count - done : m_bufferLength;
+            // A block longer than the work buffers runs in slices that
+            // continue it, so the result does not depend on where it was cut.
+            OperateFilter(in, done, n, out, s, continueBlock || done > 0);
+            done += n;
+        }
     }
+    m_gate.store(0, std::memory_order_release);
+    PublishMeters();
     return true;
 }

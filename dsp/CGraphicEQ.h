@@ -3,10 +3,12 @@
 // peaking sections in series per channel, output level stage, block peak
 // meters and a sticky over-level flag. Settings cross the interface as 16.16
 // fixed point (65536 = 1.0): dB for gains and levels, a plain number for Q.
+#include <atomic>
 #include <cstdint>
 
 #include "CCriticalSection.h"
 #include "CEqualizerUnit.h"
+#include "EngineKernels.h"
 
 // The stream format handed to the engine. Only nChannels and nSamplesPerSec
 // are used.
@@ -67,7 +69,24 @@ public:
     // carries on the previous one as part of one host block (a caller that
     // converts a block in pieces): the filters continue exactly and the
     // meters keep the peak of the whole block.
+    // Transform is the audio thread's call and never waits: it takes no lock,
+    // picks up the newest settings the setters handed over (a change takes
+    // effect from the next call), publishes the meters through atomics, and
+    // passes a block through unchanged if it meets a format change in
+    // progress on another thread. After the input has been digitally silent
+    // for GetSilenceHold() samples the history is cleared and the output is
+    // exact zero until the input returns.
     bool Transform(float** in, int count, float** out, int* outCount, bool continueBlock = false);
+
+    // The kernel width in use: chosen at construction (the widest this
+    // processor runs, or GRAPHICEQ_SIMD), or forced here; false when the
+    // processor lacks it. All variants give the same output bit for bit.
+    bool SetVariant(graphiceq::Variant variant);
+    graphiceq::Variant GetVariant() const { return m_variant; }
+
+    // Samples of digital silence at the input after which the filters'
+    // history is cleared, for the current settings.
+    int64_t GetSilenceHold();
 
     // Test and tool access.
     const tWAVEFORMATEX& GetFormat() const { return m_format; }
@@ -77,9 +96,32 @@ public:
     uint32_t GetBandCount() const { return m_bandCount; }
 
 private:
+    // What the audio thread needs from the settings, handed over without a
+    // lock through three slots: the writer fills its own slot and swaps it
+    // with the middle one; the audio thread swaps its slot with the middle
+    // one when the middle holds something newer. Each slot is owned by
+    // exactly one side at any time.
+    struct Settings {
+        graphiceq::LaneCoeffs coeffs[2];
+        float gi, go;         // level factors
+        double threshold;
+        bool active;
+        int64_t silenceHold;  // samples
+    };
+    static constexpr unsigned kFresh = 4;  // the middle slot holds news
+
+    // Structural changes (format, buffers, units, kernel) hold the gate;
+    // the audio thread only ever tries it, and passes the block through
+    // unchanged while a change is in progress.
+    class Rebuild;
+
     void Bypass(float** in, int offset, int count, float** out);
-    void OperateFilter(float** in, int offset, int count, float** out, float gi, float go, bool slice);
+    void OperateFilter(float** in, int offset, int count, float** out, const Settings& s, bool slice);
     void PushBand(int band);
+    void Publish();
+    const Settings& FetchSettings();
+    void PublishMeters();
+    void ClearHistory();
     static bool ValidBandIndex(int band) { return band >= 0 && band < kBandCount; }
 
     CCriticalSection m_lock;
@@ -88,7 +130,7 @@ private:
     float m_outputLevel;  // dB
     double m_threshold;
     bool m_active;
-    bool m_overLevel;
+    std::atomic<bool> m_overLevel;
     tWAVEFORMATEX m_format;
     CEqualizerUnit* m_units;
     int m_unitCount;
@@ -100,5 +142,19 @@ private:
     bool m_filtersReady;
     bool m_buffersReady;
     int32_t m_bufferLength;
-    float m_peakInL, m_peakInR, m_peakOutL, m_peakOutR;
+    float m_peakInL, m_peakInR, m_peakOutL, m_peakOutR;  // owned by the audio thread
+
+    std::atomic<float> m_meter[4];  // the peaks as GetVU reads them
+    graphiceq::Variant m_variant;
+    graphiceq::Kernel m_kernel;
+    graphiceq::LaneHistory m_history[2];
+    Settings m_slot[3];
+    std::atomic<unsigned> m_middle;
+    unsigned m_back;   // the writer's slot (under m_lock)
+    unsigned m_front;  // the audio thread's slot
+    std::atomic<int> m_gate;
+    int m_rebuildDepth;  // under m_lock
+    int64_t m_silenceHold;  // the writer's latest, under m_lock
+    int64_t m_silentRun;  // input samples of digital silence so far
+    bool m_quiet;         // history cleared after silence; output is zero
 };

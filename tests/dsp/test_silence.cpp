@@ -1,0 +1,155 @@
+// After the input falls to digital silence the output must reach exact zero
+// within four seconds and stay there, at every setting; until then, and
+// while the input is live, it is the plain recursion bit for bit.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "reference.h"
+
+using ref::Bits;
+using ref::FixedDB;
+
+namespace {
+
+struct Case {
+    const char* name;
+    double gainDB, q, inDB, outDB;
+};
+
+const Case kCases[] = {
+    {"every band +12 dB, Q 20", 12.0, 20.0, 0.0, 0.0},
+    {"every band -12 dB, Q 20", -12.0, 20.0, 0.0, 0.0},
+    {"every band -12 dB, Q 1", -12.0, 1.0, 0.0, 0.0},
+    {"flat", 0.0, 5.0, 0.0, -6.0},
+    {"+12 dB, Q 20, levels at the top", 12.0, 20.0, 0.0, 6.0},
+    {"+12 dB, Q 20, levels at the bottom", 12.0, 20.0, -100.0, -100.0},
+};
+
+void Configure(CGraphicEQ& eq, const Case& c, uint32_t rate, int block)
+{
+    const tWAVEFORMATEX f = ref::Format(rate);
+    eq.SetMediaType(&f, block);
+    for (int b = 0; b < 15; ++b) {
+        eq.set_Gain(b, FixedDB(c.gainDB));
+        eq.set_Q(b, static_cast<int>(c.q * 65536.0));
+    }
+    eq.set_InputLevel(FixedDB(c.inDB));
+    eq.set_OutputLevel(FixedDB(c.outDB));
+}
+
+ref::StereoEngine ReferenceOf(CGraphicEQ& eq, const Case& c)
+{
+    ref::StereoEngine plain;
+    plain.inLevelDB = static_cast<float>(FixedDB(c.inDB)) * 1.5258789e-5f;
+    plain.outLevelDB = static_cast<float>(FixedDB(c.outDB)) * 1.5258789e-5f;
+    for (int b = 0; b < 15; ++b) {
+        plain.left[b].c = ref::Of(*eq.GetUnit(2 * b));
+        plain.right[b].c = ref::Of(*eq.GetUnit(2 * b + 1));
+    }
+    return plain;
+}
+
+double DBFS(double x) { return x > 0 ? 20.0 * std::log10(x) : -999.0; }
+
+}  // namespace
+
+// A half-second noise burst, then five seconds of silence, in blocks of 512.
+TEST(Silence, OutputReachesExactZeroWithinFourSecondsAndStays)
+{
+    const int block = 512;
+    for (uint32_t rate : {44100u, 48000u, 96000u}) {
+        for (const Case& c : kCases) {
+            SCOPED_TRACE(std::string(c.name) + " at " + std::to_string(rate) + " Hz");
+            CGraphicEQ eq;
+            Configure(eq, c, rate, block);
+            ref::StereoEngine plain = ReferenceOf(eq, c);
+            const int burst = static_cast<int>(rate / 2 / block) * block;
+            const int total = burst + static_cast<int>(rate) * 5;
+            std::vector<float> l = ref::Noise(burst, 3, 1.0f), r = ref::Noise(burst, 4, 1.0f);
+            l.resize(total, 0.0f);
+            r.resize(total, 0.0f);
+            std::vector<float> gl(total), gr(total), wl(total), wr(total);
+            for (int done = 0; done < total; done += block) {
+                const int n = std::min(block, total - done);
+                float* in[2] = {l.data() + done, r.data() + done};
+                float* out[2] = {gl.data() + done, gr.data() + done};
+                int produced = 0;
+                eq.Transform(in, n, out, &produced);
+                plain.Run(l.data() + done, r.data() + done, wl.data() + done, wr.data() + done, n);
+            }
+            // The first sample from which the output stays exactly zero.
+            int zeroFrom = total;
+            while (zeroFrom > 0 && gl[zeroFrom - 1] == 0.0f && gr[zeroFrom - 1] == 0.0f)
+                --zeroFrom;
+            EXPECT_LE(zeroFrom - burst, static_cast<int>(4 * rate)) << "still sounding 4 s after the input stopped";
+            // Until then, the plain recursion bit for bit.
+            for (int i = 0; i < zeroFrom; ++i) {
+                ASSERT_EQ(Bits(gl[i]), Bits(wl[i])) << "left " << i;
+                ASSERT_EQ(Bits(gr[i]), Bits(wr[i])) << "right " << i;
+            }
+            // What the clearing took away: the plain recursion's level from
+            // that sample on.
+            double peak = 0, energy = 0;
+            for (int i = zeroFrom; i < total; ++i) {
+                peak = std::max(peak, static_cast<double>(std::fabs(wl[i])));
+                energy += static_cast<double>(wl[i]) * wl[i];
+            }
+            const double rms = total > zeroFrom ? std::sqrt(energy / (total - zeroFrom)) : 0.0;
+            std::printf("%-36s %6u Hz: zero %.3f s after the input stopped; removed tail peak %.1f dBFS, rms %.1f dBFS\n",
+                        c.name, rate, static_cast<double>(zeroFrom - burst) / rate, DBFS(peak), DBFS(rms));
+        }
+    }
+}
+
+// Once cleared, a new burst is filtered from a clean history: exactly what
+// a freshly configured engine gives for the same blocks.
+TEST(Silence, InputAfterTheSilenceStartsFromCleanHistory)
+{
+    const uint32_t rate = 48000;
+    const int block = 256;
+    const Case& c = kCases[0];
+    CGraphicEQ used, fresh;
+    Configure(used, c, rate, block);
+    Configure(fresh, c, rate, block);
+    auto run = [&](CGraphicEQ& eq, std::vector<float> l, std::vector<float> r) {
+        std::vector<float> out(2 * l.size());
+        for (size_t done = 0; done < l.size(); done += block) {
+            float* in[2] = {l.data() + done, r.data() + done};
+            float* o[2] = {out.data() + done, out.data() + l.size() + done};
+            int produced = 0;
+            eq.Transform(in, block, o, &produced);
+        }
+        return out;
+    };
+    run(used, ref::Noise(block * 40, 5), ref::Noise(block * 40, 6));
+    const int silentBlocks = static_cast<int>(used.GetSilenceHold() / block) + 2;
+    const std::vector<float> quiet = run(used, std::vector<float>(block * silentBlocks), std::vector<float>(block * silentBlocks));
+    for (size_t i = quiet.size() / 2 - block; i < quiet.size() / 2; ++i)
+        ASSERT_EQ(quiet[i], 0.0f) << i;
+    const std::vector<float> again = run(used, ref::Noise(block * 8, 7), ref::Noise(block * 8, 8));
+    const std::vector<float> first = run(fresh, ref::Noise(block * 8, 7), ref::Noise(block * 8, 8));
+    for (size_t i = 0; i < again.size(); ++i)
+        ASSERT_EQ(Bits(again[i]), Bits(first[i])) << i;
+}
+
+// The hold follows the slowest band: a high Q in the lowest band rings
+// longest, and no setting holds beyond three and a half seconds.
+TEST(Silence, HoldFollowsTheSlowestBandAndIsCapped)
+{
+    for (uint32_t rate : {8000u, 44100u, 384000u}) {
+        CGraphicEQ eq;
+        const tWAVEFORMATEX f = ref::Format(rate);
+        eq.SetMediaType(&f, 64);
+        const int64_t flat = eq.GetSilenceHold();
+        eq.set_Q(0, 20 * 65536);
+        eq.set_Gain(0, FixedDB(12));
+        const int64_t ringing = eq.GetSilenceHold();
+        EXPECT_GT(ringing, flat) << rate;
+        EXPECT_LE(ringing, static_cast<int64_t>(3.5 * rate) + 1) << rate;
+        EXPECT_GT(flat, static_cast<int64_t>(0.5 * rate)) << rate;
+    }
+}

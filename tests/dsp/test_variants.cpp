@@ -1,0 +1,234 @@
+// Every kernel variant this processor runs against the plain band-by-band
+// recursion, bit for bit, and against each other on the awkward cases.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "reference.h"
+
+using graphiceq::Variant;
+using ref::Bits;
+
+namespace {
+
+std::vector<Variant> Supported()
+{
+    std::vector<Variant> v;
+    for (Variant c : {Variant::Scalar, Variant::Sse2, Variant::Avx2, Variant::Avx512}) {
+        if (graphiceq::VariantSupported(c))
+            v.push_back(c);
+    }
+    return v;
+}
+
+struct Rng {
+    uint32_t s;
+    double Uniform(double lo, double hi)
+    {
+        s = s * 1664525u + 1013904223u;
+        return lo + (hi - lo) * static_cast<double>(s >> 8) / 16777216.0;
+    }
+};
+
+struct Setting {
+    int gain[15], q[15], in, out;
+};
+
+Setting RandomSetting(uint32_t seed)
+{
+    Rng r{seed};
+    Setting s{};
+    for (int b = 0; b < 15; ++b) {
+        s.gain[b] = ref::FixedDB(r.Uniform(-12.0, 12.0));
+        s.q[b] = static_cast<int>(r.Uniform(1.0, 20.0) * 65536.0);
+    }
+    s.in = ref::FixedDB(r.Uniform(-20.0, 0.0));
+    s.out = ref::FixedDB(r.Uniform(-20.0, 6.0));
+    return s;
+}
+
+void Apply(CGraphicEQ& eq, const Setting& s)
+{
+    for (int b = 0; b < 15; ++b) {
+        eq.set_Gain(b, s.gain[b]);
+        eq.set_Q(b, s.q[b]);
+    }
+    eq.set_InputLevel(s.in);
+    eq.set_OutputLevel(s.out);
+}
+
+float LevelDB(int fixed) { return static_cast<float>(fixed) * 1.5258789e-5f; }
+
+}  // namespace
+
+TEST(EngineVariants, TheProcessorRunsAtLeastTheBaseline)
+{
+    EXPECT_TRUE(graphiceq::VariantSupported(Variant::Scalar));
+    EXPECT_TRUE(graphiceq::VariantSupported(Variant::Sse2));
+    CGraphicEQ eq;
+    EXPECT_TRUE(graphiceq::VariantSupported(eq.GetVariant()));
+    Variant parsed;
+    for (Variant v : Supported()) {
+        ASSERT_TRUE(graphiceq::ParseVariant(graphiceq::VariantName(v), &parsed));
+        EXPECT_EQ(parsed, v);
+    }
+    EXPECT_FALSE(graphiceq::ParseVariant("avx1024", &parsed));
+    EXPECT_FALSE(graphiceq::ParseVariant(nullptr, &parsed));
+}
+
+// Random gains, Q values and levels at sample rates from 8 kHz to 384 kHz,
+// blocks from 2 to 8192 samples in one sequence (the filters carry their
+// history from block to block).
+TEST(EngineVariants, EveryVariantMatchesThePlainReference)
+{
+    const int blocks[] = {2, 3, 5, 7, 16, 29, 31, 64, 127, 128, 513, 8192, 4, 1000};
+    uint32_t seed = 1;
+    for (uint32_t rate : {8000u, 22050u, 44100u, 48000u, 96000u, 192000u, 384000u}) {
+        const Setting setting = RandomSetting(seed++);
+        for (Variant v : Supported()) {
+            SCOPED_TRACE(std::string(graphiceq::VariantName(v)) + " at " + std::to_string(rate) + " Hz");
+            CGraphicEQ eq;
+            ASSERT_TRUE(eq.SetVariant(v));
+            const tWAVEFORMATEX f = ref::Format(rate);
+            eq.SetMediaType(&f, 8192);
+            Apply(eq, setting);
+
+            ref::StereoEngine plain;
+            plain.inLevelDB = LevelDB(setting.in);
+            plain.outLevelDB = LevelDB(setting.out);
+            for (int b = 0; b < 15; ++b) {
+                plain.left[b].c = ref::Of(*eq.GetUnit(2 * b));
+                plain.right[b].c = ref::Of(*eq.GetUnit(2 * b + 1));
+            }
+            uint32_t noise = 100;
+            for (int block : blocks) {
+                std::vector<float> l = ref::Noise(block, noise++, 0.9f), r = ref::Noise(block, noise++, 0.9f);
+                std::vector<float> gl(block), gr(block), wl(block), wr(block);
+                float* in[2] = {l.data(), r.data()};
+                float* out[2] = {gl.data(), gr.data()};
+                int produced = 0;
+                eq.Transform(in, block, out, &produced);
+                plain.Run(l.data(), r.data(), wl.data(), wr.data(), block);
+                for (int i = 0; i < block; ++i) {
+                    ASSERT_EQ(Bits(gl[i]), Bits(wl[i])) << "block " << block << ", left " << i;
+                    ASSERT_EQ(Bits(gr[i]), Bits(wr[i])) << "block " << block << ", right " << i;
+                }
+            }
+        }
+    }
+}
+
+namespace {
+
+// One run of a script of calls: every output sample, meter reading and
+// over-level reading, in order.
+std::vector<uint32_t> Script(Variant v, uint16_t channels, uint32_t rate)
+{
+    CGraphicEQ eq;
+    EXPECT_TRUE(eq.SetVariant(v));
+    const tWAVEFORMATEX f = ref::Format(rate, channels);
+    eq.SetMediaType(&f, 700);  // longer calls run in slices of 700
+    Apply(eq, RandomSetting(rate + channels));
+    eq.set_OutputLevel(ref::FixedDB(6.0));  // overloads now and then
+
+    struct Call {
+        int count;
+        bool continues;
+    };
+    // Blocks of 0 to 8 samples, slices that continue a block (of one
+    // sample, too), long blocks cut into the work buffers' length.
+    const Call calls[] = {{0, false}, {1, false}, {2, false}, {3, false}, {4, false}, {5, false},
+                          {6, false}, {7, false}, {8, false}, {1, false}, {1, true},  {1, true},
+                          {40, false}, {3, true}, {200, true}, {8192, false}, {0, true}, {17, true},
+                          {1500, false}, {701, true}, {2, false}, {5, true}, {64, false}};
+    std::vector<uint32_t> record;
+    uint32_t seed = 7;
+    for (const Call& c : calls) {
+        std::vector<float> l = ref::Noise(c.count, seed++, 0.8f), r = ref::Noise(c.count, seed++, 0.8f);
+        if (c.count == 8192) {
+            // Values no audio should hold, in one of the long blocks: the
+            // next blocks must agree again, whatever each kernel did.
+            const float specials[] = {std::numeric_limits<float>::quiet_NaN(), 1e30f,
+                                      std::numeric_limits<float>::infinity(), 1e-40f, -1e-39f};
+            for (int i = 0; i < 5; ++i)
+                l[1000 * i + 3] = r[1000 * i + 500] = specials[i];
+        }
+        std::vector<float> ol(c.count + 1, 5.0f), orr(c.count + 1, 5.0f);
+        float* in[2] = {l.data(), r.data()};
+        float* out[2] = {ol.data(), orr.data()};
+        int produced = -1;
+        eq.Transform(in, c.count, out, &produced, c.continues);
+        record.push_back(static_cast<uint32_t>(produced));
+        for (int i = 0; i <= c.count; ++i) {
+            record.push_back(Bits(ol[i]));
+            record.push_back(Bits(orr[i]));
+        }
+        float m[4];
+        eq.GetVU(&m[0], &m[1], &m[2], &m[3]);
+        for (float x : m)
+            record.push_back(Bits(x));
+        bool over = false;
+        eq.get_OverLevel(&over);
+        record.push_back(over);
+    }
+    return record;
+}
+
+}  // namespace
+
+TEST(EngineVariants, AgreeOnTinyBlocksSlicesMonoAndSpecialValues)
+{
+    for (uint16_t channels : {1, 2}) {
+        for (uint32_t rate : {8000u, 44100u, 384000u}) {
+            const std::vector<uint32_t> want = Script(Variant::Scalar, channels, rate);
+            for (Variant v : Supported()) {
+                const std::vector<uint32_t> got = Script(v, channels, rate);
+                ASSERT_EQ(got.size(), want.size());
+                for (size_t i = 0; i < got.size(); ++i)
+                    ASSERT_EQ(got[i], want[i]) << graphiceq::VariantName(v) << ", " << channels << " channel(s), "
+                                               << rate << " Hz, record " << i;
+            }
+        }
+    }
+}
+
+// A block carrying NaN, infinity, a huge or a denormal value (anywhere,
+// the last sample included) may pass it on; the next clean block is finite
+// again, even with every band at +12 dB and Q 20 and the output at +6 dB.
+TEST(EngineVariants, NextCleanBlockIsFiniteAfterSpecialValues)
+{
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(), 1e30f, -3e38f, 1e-40f};
+    for (Variant v : Supported()) {
+        for (float special : specials) {
+            for (int at : {0, 100, 255}) {
+                CGraphicEQ eq;
+                ASSERT_TRUE(eq.SetVariant(v));
+                const tWAVEFORMATEX f = ref::Format(48000);
+                eq.SetMediaType(&f, 256);
+                for (int b = 0; b < 15; ++b) {
+                    eq.set_Gain(b, ref::FixedDB(12));
+                    eq.set_Q(b, 20 * 65536);
+                }
+                eq.set_OutputLevel(ref::FixedDB(6));
+                std::vector<float> l = ref::Noise(256, 1), r = ref::Noise(256, 2);
+                l[at] = r[255 - at] = special;
+                float* in[2] = {l.data(), r.data()};
+                int produced = 0;
+                eq.Transform(in, 256, in, &produced);
+                for (int block = 0; block < 3; ++block) {
+                    std::vector<float> cl = ref::Noise(256, 3 + block), cr = ref::Noise(256, 9 + block);
+                    float* clean[2] = {cl.data(), cr.data()};
+                    eq.Transform(clean, 256, clean, &produced);
+                    for (int i = 0; i < 256; ++i)
+                        ASSERT_TRUE(std::isfinite(cl[i]) && std::isfinite(cr[i]))
+                            << graphiceq::VariantName(v) << ": " << special << " at " << at << ", clean block "
+                            << block << ", sample " << i;
+                }
+            }
+        }
+    }
+}
