@@ -1,14 +1,18 @@
 // graphiceq-host: a command-line VST 2.4 host for Linux. See UsageText().
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "Commands.h"
+#include "Edit.h"
 #include "VstHost.h"
 
 int main(int argc, char** argv)
 {
     ghost::SeparatePluginOutput();
     try {
+        if (argc > 1 && std::string(argv[1]) == "edit")
+            return ghost::RunEdit(argc, argv);
         bool help = false;
         const ghost::Options o = ghost::ParseCommandLine(argc, argv, &help);
         if (help) {
