@@ -212,12 +212,13 @@ TEST_F(Panel, MetersRiseWithAudioAndFallHalfADecibelPerIdleCall)
     auto distinct = [&](int row) {
         return !Near(meter.At(half + cx, row) & 0xFFFFFF, meter.At(cx, row) & 0xFFFFFF, 24);
     };
-    auto rowNear = [&](int want) {
-        for (int r = want; r < meter.H() && r < want + 6; ++r)
+    // The nearest such row at or above (step -1) or at or below (+1) a row.
+    auto rowNear = [&](int want, int step) {
+        for (int r = want; r >= 0 && r < meter.H() && std::abs(r - want) < 6; r += step)
             if (distinct(r)) return r;
         return -1;
     };
-    const int r10 = rowNear(10), r25 = rowNear(25), r48 = rowNear(48), r70 = rowNear(70);
+    const int r10 = rowNear(10, -1), r25 = rowNear(25, 1), r48 = rowNear(48, -1), r70 = rowNear(70, 1);
     ASSERT_TRUE(r10 >= 0 && r25 >= 0 && r48 >= 0 && r70 >= 0);
     for (int x : {29, 38, 669, 678}) EXPECT_EQ(lit(x, r25), 0) << x;  // silence: -69 dB
 
