@@ -613,3 +613,9 @@ CClientDC::~CClientDC()
     if (m_pWnd) x11::EndDirectDraw(reinterpret_cast<x11::View*>(m_pWnd->m_hWnd), m_pAttached);
     m_pAttached = nullptr;
 }
+
+// The controls lay out their text exactly as the contexts draw it.
+PangoLayout* AfxMakeTextLayout(cairo_t* cr, const CFont* font, const char* text, int length)
+{
+    return MakeLayout(cr, font, text ? text : "", text ? length : 0);
+}

@@ -1,6 +1,8 @@
 // Window objects and message dispatch.
 #include "CWnd.h"
 
+#include "Trace.h"
+
 #include <X11/keysym.h>
 #include <cairo.h>
 
@@ -27,6 +29,7 @@ CacheSlot g_msgCache[512];
 CWnd* g_focusWnd = nullptr;
 CWnd* g_captureWnd = nullptr;
 CWnd* g_hoverWnd = nullptr;  // window of the latest mouse event, for SetCursor
+CWnd* g_inputWnd = nullptr;  // window of the latest mouse or key event
 HCURSOR g_cursor = nullptr;
 UINT g_modifierFlags = 0;
 UINT g_eventChar = 0;
@@ -84,7 +87,7 @@ BOOL PostToRing(CWnd* target, UINT message, WPARAM wParam, LPARAM lParam)
         g_ring[slot] = PostSlot{target, message, wParam, lParam, seq};
         g_ringIndex = (g_ringIndex + 1) & 255;
     }
-    if (message == WM_ACTIVATE) printf("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)target);
+    if (message == WM_ACTIVATE) AfxTrace("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)target);
     x11::PostToUiThread([slot, seq] { DeliverPost(slot, seq); });
     return 0;
 }
@@ -281,6 +284,7 @@ void CWnd::ForgetWindow()
     if (g_focusWnd == this) g_focusWnd = nullptr;
     if (g_captureWnd == this) g_captureWnd = nullptr;
     if (g_hoverWnd == this) g_hoverWnd = nullptr;
+    if (g_inputWnd == this) g_inputWnd = nullptr;
 }
 
 BOOL CWnd::Create(LPCTSTR lpszClassName, LPCTSTR lpszWindowName, DWORD dwStyle, const RECT& rect,
@@ -324,11 +328,16 @@ BOOL CWnd::CreateEx(DWORD dwExStyle, LPCTSTR lpszClassName, LPCTSTR lpszWindowNa
     m_windowText = CString(cs.lpszName);
 
     x11::View* view = nullptr;
-    if (!(m_dwStyle & WS_POPUP) && !(m_dwStyle & 0x8000u)) {
+    if (m_dwStyle & WS_POPUP) {
+        // A top-level window over its owner (which may be none): a dialog
+        // when it has a caption, else a menu-like pop-up.
+        x11::PopupKind kind = (m_dwStyle & 0x00C00000u) ? x11::kDialog : x11::kMenu;
+        view = x11::CreatePopupView(reinterpret_cast<x11::View*>(cs.hwndParent), this, cs.x, cs.y, cs.cx, cs.cy,
+                                    kind, m_windowText);
+    } else if (!(m_dwStyle & 0x8000u)) {
         view = x11::CreateChildView(reinterpret_cast<x11::View*>(cs.hwndParent), this, cs.x, cs.y, cs.cx, cs.cy,
                                     false);
     }
-    // Top-level windows (popup, dialog frame) are not made by this layer.
     if (!view) return FALSE;
     m_hWnd = reinterpret_cast<HWND>(view);
     m_rect = CRect(cs.x, cs.y, cs.x + cs.cx, cs.y + cs.cy);
@@ -524,6 +533,56 @@ BOOL CWnd::ShowWindow(int nCmdShow)
 }
 
 BOOL CWnd::IsWindowVisible() const { return m_bVisible; }
+
+BOOL CWnd::EnableWindow(BOOL bEnable)
+{
+    BOOL was = m_bDisabled;
+    m_bDisabled = !bEnable;
+    if (was != m_bDisabled) Invalidate();
+    return was;
+}
+
+bool CWnd::InputBlocked() const
+{
+    // Up to the nearest top-level window: a dialog's controls stay usable
+    // while the dialog's owner is disabled.
+    for (const CWnd* w = this; w; w = LiveParent(w->m_pParentWnd)) {
+        if (w->m_bDisabled) return true;
+        if (w->m_dwStyle & WS_POPUP) break;
+    }
+    return false;
+}
+
+int CWnd::RunModalLoop(DWORD)
+{
+    m_bInModalLoop = TRUE;
+    m_nLoopResult = -1;
+    // Only this thread's own work runs here: our display connections, posts
+    // and timers. No lock is held while waiting, so the audio thread and
+    // anything that takes the engine lock carry on.
+    while (m_bInModalLoop) {
+        if (!m_hWnd || !g_liveWindows.count(this) ||
+            x11::IsConnectionBroken(reinterpret_cast<x11::View*>(m_hWnd))) {
+            m_bInModalLoop = FALSE;
+            m_nLoopResult = -1;
+            break;
+        }
+        HWND self = m_hWnd;
+        x11::PumpEvents(20);
+        // Destroyed from inside a handler (the host's window went away).
+        if (m_hWnd != self && m_bInModalLoop) {
+            m_bInModalLoop = FALSE;
+            m_nLoopResult = -1;
+        }
+    }
+    return m_nLoopResult;
+}
+
+void CWnd::EndModalLoop(int nResult)
+{
+    m_nLoopResult = nResult;
+    m_bInModalLoop = FALSE;
+}
 
 BOOL CWnd::SetWindowPos(const CWnd*, int x, int y, int cx, int cy, UINT nFlags)
 {
@@ -772,6 +831,8 @@ BOOL CWnd::OnNotify(WPARAM, LPARAM, LRESULT*) { return FALSE; }
 
 BOOL CWnd::PreTranslateMessage(MSG*) { return FALSE; }
 
+BOOL CWnd::IsDialogMessage(MSG*) { return FALSE; }
+
 BOOL CWnd::WantsKeyboardInput() const
 {
     const AFX_MSGMAP* map = GetMessageMap();
@@ -861,7 +922,14 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         ev.type == x11::ViewEvent::kMotion || ev.type == x11::ViewEvent::kKey)
         g_modifierFlags = TranslateModifiers(ev.modifiers);
     LPARAM pt = MAKELPARAM(ev.x, ev.y);
+    bool input = ev.type == x11::ViewEvent::kButtonDown || ev.type == x11::ViewEvent::kButtonUp ||
+                 ev.type == x11::ViewEvent::kMotion || ev.type == x11::ViewEvent::kKey;
+    if (input && InputBlocked()) return;  // a modal dialog owns the input
+    if (input) g_inputWnd = this;
     switch (ev.type) {
+    case x11::ViewEvent::kClose:
+        SendMessage(WM_CLOSE);
+        break;
     case x11::ViewEvent::kButtonDown:
         g_hoverWnd = this;
         if (ev.button == 1)
@@ -911,7 +979,9 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         LPARAM lp = MAKELPARAM(1, g_modifierFlags >> 2);
         g_eventChar = ch;
         MSG msg{m_hWnd, WM_KEYDOWN, code, lp, 0, POINT{ev.x, ev.y}};
-        if (!PreTranslateMessage(&msg)) {
+        bool taken = false;
+        for (CWnd* w = this; w && !taken; w = LiveParent(w->m_pParentWnd)) taken = w->IsDialogMessage(&msg);
+        if (!taken && !PreTranslateMessage(&msg)) {
             // A key handler may destroy the window (not delete the object);
             // the character then has nowhere to go.
             HWND self = m_hWnd;
@@ -982,6 +1052,8 @@ DWORD GetKeyState(int nVirtKey)
     return (g_modifierFlags & bit) ? 0xFFFF8000u : 0;
 }
 
+CWnd* AfxGetInputWindow() { return g_inputWnd; }
+
 UINT AfxGetModifierFlags() { return g_modifierFlags; }
 void AfxSetModifierFlags(UINT flags) { g_modifierFlags = flags; }
 UINT AfxGetCurrentEventChar() { return g_eventChar; }
@@ -1003,6 +1075,8 @@ int GetSystemMetrics(int nIndex)
     case 3: return kScrollBarWidth;
     case 4: return 18;
     case 12: return 32;
+    case 45:  // SM_CXEDGE: the sunken border of an edit field
+    case 46: return 2;
     default: return 0;
     }
 }

@@ -56,6 +56,9 @@ struct MSG {
 #define SWP_NOZORDER 0x0004u
 #define SWP_SHOWWINDOW 0x0040u
 #define SWP_HIDEWINDOW 0x0080u
+#ifndef WM_CLOSE
+#define WM_CLOSE 0x0010
+#endif
 
 class CWnd : public CCmdTarget, private x11::ViewClient {
 public:
@@ -102,6 +105,20 @@ public:
     BOOL SetWindowPos(const CWnd* pWndInsertAfter, int x, int y, int cx, int cy, UINT nFlags);
     BOOL ShowWindow(int nCmdShow);
     BOOL IsWindowVisible() const;
+    // A disabled window (or any window inside one) gets no mouse or key
+    // input; a modal dialog disables its owner while it runs.
+    BOOL EnableWindow(BOOL bEnable = TRUE);  // TRUE when it was disabled
+    BOOL IsWindowEnabled() const { return !m_bDisabled; }
+
+    // --- modal loops
+    // Pumps the layer's events (its own display connections, posted
+    // messages, timers, painting) on this thread until EndModalLoop, until
+    // this window is destroyed (its parent or the host's window went away,
+    // or the server connection died) and returns the code given to
+    // EndModalLoop (-1 when the window went away).
+    int RunModalLoop(DWORD dwFlags = 0);
+    void EndModalLoop(int nResult);
+    BOOL ContinueModal() const { return m_bInModalLoop; }
 
     // --- tree
     HWND GetSafeHwnd() const { return m_hWnd; }
@@ -153,6 +170,10 @@ public:
     // Offered every key press before WM_KEYDOWN/WM_CHAR are sent; true
     // swallows it.
     virtual BOOL PreTranslateMessage(MSG* pMsg);
+    // Offered every key press of this window and of every window inside it
+    // before the window sees it (dialogs: Return, Escape, Tab); true
+    // swallows it.
+    virtual BOOL IsDialogMessage(MSG* pMsg);
     // True when this window needs the keyboard while it has the focus. By
     // default: its message map handles WM_KEYDOWN or WM_CHAR.
     virtual BOOL WantsKeyboardInput() const;
@@ -219,6 +240,10 @@ private:
     void ForgetWindow();
     BOOL m_bDestroying = FALSE;
     BOOL m_bReleasingHost = FALSE;
+    BOOL m_bDisabled = FALSE;
+    BOOL m_bInModalLoop = FALSE;
+    int m_nLoopResult = 0;
+    bool InputBlocked() const;
 };
 
 class CWinThread : public CCmdTarget {
@@ -236,6 +261,9 @@ public:
     ~CWinApp() override;
     virtual BOOL InitInstance() { return TRUE; }
     virtual int ExitInstance() { return 0; }
+    // Shows a modal message box (AfxMessageBox comes here) and returns the
+    // ID of the button pressed.
+    virtual int DoMessageBox(LPCTSTR lpszPrompt, UINT nType, UINT nIDPrompt);
     LPCTSTR m_pszAppName = nullptr;
 
 private:
@@ -267,6 +295,10 @@ HCURSOR SetCursor(HCURSOR hCursor);
 // given to Create or CreateEx as it is.
 LPCTSTR AfxRegisterWndClass(UINT nClassStyle, HCURSOR hCursor = nullptr, HBRUSH hbrBackground = nullptr,
                             HICON hIcon = nullptr);
+
+// The window of the latest mouse or key event (a dialog without a parent
+// opens over it), or null.
+CWnd* AfxGetInputWindow();
 
 // The event pump: X11 events, posted messages, timer firings and painting.
 // The editor calls it from its idle entry with timeout 0; it is safe to call

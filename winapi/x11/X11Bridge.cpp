@@ -2,6 +2,7 @@
 #include "X11Bridge.h"
 
 #include <X11/Xlib.h>
+#include <X11/Xatom.h>
 #include <X11/Xutil.h>
 #include <X11/keysym.h>
 #include <cairo-xlib.h>
@@ -41,6 +42,10 @@ struct Connection {
     // client-side clean-up (freeing, XCloseDisplay) still runs.
     bool broken = false;
     bool goneReported = false;  // the views were told once
+    // The host destroyed its window under us: the connection still works,
+    // but the tree inside the window is gone and is told so, once.
+    bool hostGone = false;
+    Atom wmDelete = None;  // WM_DELETE_WINDOW, once a dialog asked for it
     View* adopted = nullptr;    // the host's window, when one was adopted
     int views = 0;
     cairo_device_t* device = nullptr;
@@ -477,6 +482,13 @@ void Dispatch(Connection* c, XEvent& ev)
         out.modifiers = Modifiers(ev.xkey.state);
         break;
     }
+    case DestroyNotify:
+        if (v->adopted && ev.xdestroywindow.window == v->win) c->hostGone = true;
+        return;
+    case ClientMessage:
+        if (c->wmDelete == None || (Atom)ev.xclient.data.l[0] != c->wmDelete) return;
+        out.type = ViewEvent::kClose;
+        break;
     case FocusOut:
         // Someone else took the keyboard (the user clicked into the host):
         // nothing is ours to give back any more.
@@ -504,9 +516,11 @@ long BaseEventMask()
 
 // --- views -------------------------------------------------------------------
 
-View* AdoptHostWindow(unsigned long xid)
+namespace {
+
+// A new connection of our own, registered and guarded like every other.
+Connection* NewConnection()
 {
-    if (xid == 0) return nullptr;
     Display* d = OpenDisplay();
     if (!d) return nullptr;
     fcntl(ConnectionNumber(d), F_SETFD, FD_CLOEXEC);  // never leak into programs the host starts
@@ -519,6 +533,25 @@ View* AdoptHostWindow(unsigned long xid)
     }
     HoldIOHandler();
     XSetIOErrorExitHandler(d, IOErrorExit, nullptr);
+    return c;
+}
+
+void CloseUnusedConnection(Connection* c)
+{
+    ForgetConnection(c);
+    XCloseDisplay(c->dpy);
+    delete c;
+    DropIOHandlerIfUnused();
+}
+
+}  // namespace
+
+View* AdoptHostWindow(unsigned long xid)
+{
+    if (xid == 0) return nullptr;
+    Connection* c = NewConnection();
+    if (!c) return nullptr;
+    Display* d = c->dpy;
     XWindowAttributes a;
     Status ok;
     int before = c->errors;
@@ -530,10 +563,7 @@ View* AdoptHostWindow(unsigned long xid)
         if (ok) XSelectInput(d, (Window)xid, StructureNotifyMask);
     }
     if (!ok || c->errors != before || c->broken) {
-        ForgetConnection(c);
-        XCloseDisplay(d);
-        delete c;
-        DropIOHandlerIfUnused();
+        CloseUnusedConnection(c);
         return nullptr;
     }
     auto* v = new View;
@@ -746,6 +776,155 @@ void ShowView(View* v, bool show)
 
 bool IsViewShown(const View* v) { return v && v->shown; }
 
+namespace {
+
+// The host's top-level window: the child of the root that holds w.
+Window TopLevelOf(Display* d, Window w)
+{
+    Window root = None, parent = None, *kids = nullptr;
+    unsigned n = 0;
+    for (int depth = 0; depth < 64; ++depth) {
+        if (!XQueryTree(d, w, &root, &parent, &kids, &n)) return None;
+        if (kids) XFree(kids);
+        if (parent == root || parent == None) return w;
+        w = parent;
+    }
+    return None;
+}
+
+}  // namespace
+
+View* CreatePopupView(View* owner, ViewClient* client, int x, int y, int w, int h, PopupKind kind, const char* title)
+{
+    if (owner && !Usable(owner->conn)) return nullptr;
+    Connection* c = owner ? owner->conn : NewConnection();
+    if (!c) return nullptr;
+    Display* d = c->dpy;
+    int screen = DefaultScreen(d);
+    Window root = RootWindow(d, screen);
+    w = std::max(w, 1);
+    h = std::max(h, 1);
+    Window win = None;
+    Window transientFor = None;
+    {
+        ErrorTrap trap(d);
+        int before = c->errors;
+        int sx = (DisplayWidth(d, screen) - w) / 2, sy = (DisplayHeight(d, screen) - h) / 2;
+        if (owner) {
+            Window child;
+            if (!XTranslateCoordinates(d, owner->win, root, x, y, &sx, &sy, &child)) {
+                sx = x;
+                sy = y;
+            }
+            transientFor = TopLevelOf(d, owner->win);
+        }
+        // Keep the window on the screen.
+        sx = std::max(0, std::min(sx, DisplayWidth(d, screen) - w));
+        sy = std::max(0, std::min(sy, DisplayHeight(d, screen) - h));
+        XSetWindowAttributes a;
+        std::memset(&a, 0, sizeof a);
+        a.background_pixmap = None;
+        a.bit_gravity = NorthWestGravity;
+        a.event_mask = BaseEventMask();
+        a.override_redirect = kind == kMenu;
+        a.save_under = kind == kMenu;
+        win = XCreateWindow(d, root, sx, sy, (unsigned)w, (unsigned)h, 0, CopyFromParent, InputOutput,
+                            CopyFromParent, CWBackPixmap | CWBitGravity | CWEventMask | CWOverrideRedirect | CWSaveUnder,
+                            &a);
+        if (win != None && kind == kDialog) {
+            XStoreName(d, win, title ? title : "");
+            XSizeHints* hints = XAllocSizeHints();
+            if (hints) {
+                hints->flags = PPosition | USPosition | PMinSize | PMaxSize;
+                hints->x = sx;
+                hints->y = sy;
+                hints->min_width = hints->max_width = w;
+                hints->min_height = hints->max_height = h;
+                XSetWMNormalHints(d, win, hints);
+                XFree(hints);
+            }
+            if (transientFor != None) XSetTransientForHint(d, win, transientFor);
+            if (c->wmDelete == None) c->wmDelete = XInternAtom(d, "WM_DELETE_WINDOW", False);
+            XSetWMProtocols(d, win, &c->wmDelete, 1);
+            Atom type = XInternAtom(d, "_NET_WM_WINDOW_TYPE", False);
+            Atom dialog = XInternAtom(d, "_NET_WM_WINDOW_TYPE_DIALOG", False);
+            XChangeProperty(d, win, type, XA_ATOM, 32, PropModeReplace, reinterpret_cast<unsigned char*>(&dialog), 1);
+        }
+        XSync(d, False);
+        if (win != None && (c->errors != before || c->broken)) {
+            if (!c->broken) XDestroyWindow(d, win);
+            win = None;
+        }
+    }
+    if (win == None) {
+        if (!owner && c->views == 0) CloseUnusedConnection(c);
+        return nullptr;
+    }
+    XWindowAttributes wa;
+    XGetWindowAttributes(d, win, &wa);
+    auto* v = new View;
+    v->conn = c;
+    v->win = win;
+    v->client = client;
+    v->w = w;
+    v->h = h;
+    v->visual = wa.visual;
+    v->depth = wa.depth;
+    v->eventMask = BaseEventMask();
+    c->byWindow[win] = v;
+    ++c->views;
+    g_liveViews.insert(v);
+    return v;
+}
+
+bool GrabInput(View* v)
+{
+    if (!v || !Usable(v->conn)) return false;
+    Display* d = v->conn->dpy;
+    ErrorTrap trap(d);
+    v->eventMask |= KeyPressMask;
+    XSelectInput(d, v->win, v->eventMask);
+    // The host may still hold a grab from the click that opened us for a
+    // moment: try a few times.
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        int p = XGrabPointer(d, v->win, False, ButtonPressMask | ButtonReleaseMask | PointerMotionMask, GrabModeAsync,
+                             GrabModeAsync, None, None, CurrentTime);
+        int k = p == GrabSuccess ? XGrabKeyboard(d, v->win, False, GrabModeAsync, GrabModeAsync, CurrentTime)
+                                 : GrabFrozen;
+        if (p == GrabSuccess && k == GrabSuccess) return true;
+        if (p == GrabSuccess) XUngrabPointer(d, CurrentTime);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+}
+
+void ReleaseInput(View* v)
+{
+    if (!v || !Usable(v->conn)) return;
+    Display* d = v->conn->dpy;
+    ErrorTrap trap(d);
+    XUngrabPointer(d, CurrentTime);
+    XUngrabKeyboard(d, CurrentTime);
+    v->eventMask &= ~KeyPressMask;
+    XSelectInput(d, v->win, v->eventMask);
+}
+
+bool WaitViewable(View* v, int timeoutMs)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (v && Usable(v->conn)) {
+        XWindowAttributes a;
+        {
+            ErrorTrap trap(v->conn->dpy);
+            if (!XGetWindowAttributes(v->conn->dpy, v->win, &a)) return false;
+        }
+        if (a.map_state == IsViewable) return true;
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return false;
+}
+
 void InvalidateView(View* v, const Rect* r)
 {
     if (!v || v->adopted) return;
@@ -847,9 +1026,9 @@ bool SomethingReady()
         if (!g_queue.empty()) return true;
     }
     for (Connection* c : g_conns) {
-        if (c->broken) {
+        if (c->broken || c->hostGone) {
             if (!c->goneReported) return true;
-            continue;
+            if (c->broken) continue;
         }
         if (XPending(c->dpy)) return true;
         for (auto& kv : c->byWindow)
@@ -865,7 +1044,7 @@ int ReportLostConnections()
 {
     std::vector<uint64_t> lost;
     for (Connection* c : g_conns)
-        if (c->broken && !c->goneReported) {
+        if ((c->broken || c->hostGone) && !c->goneReported) {
             c->goneReported = true;
             lost.push_back(c->serial);
         }

@@ -35,7 +35,8 @@ enum Modifier : unsigned {
 struct ViewEvent {
     // kGone: the window no longer exists for us (its X server connection
     // died); the client should let go of it. Sent once, by the pump.
-    enum Type { kButtonDown, kButtonUp, kMotion, kKey, kSize, kFocusOut, kGone } type = kMotion;
+    // kClose: the user asked the window manager to close a dialog window.
+    enum Type { kButtonDown, kButtonUp, kMotion, kKey, kSize, kFocusOut, kGone, kClose } type = kMotion;
     int x = 0, y = 0;        // top-left coordinates inside the view
     int button = 0;          // 1 left, 2 middle, 3 right
     int clickCount = 0;      // ButtonDown: 1, 2, 3 ... from server timestamps
@@ -70,7 +71,22 @@ class View;
 View* AdoptHostWindow(unsigned long xid);
 // A child X11 window inside parent, on parent's connection.
 View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible);
-// Destroys a view made by either call (for an adopted window only our wrapper
+// A top-level window on owner's connection, placed at (x, y) in owner's
+// coordinates: kMenu is override-redirect (menus, drop-down lists; take the
+// input with GrabInput), kDialog a transient, fixed-size window of the
+// host's top-level window with a title. Without an owner the window opens on
+// a display connection of its own, centred on the screen. Starts hidden.
+enum PopupKind { kMenu, kDialog };
+View* CreatePopupView(View* owner, ViewClient* client, int x, int y, int w, int h, PopupKind kind,
+                      const char* title);
+// Holds pointer and keyboard for a shown menu view: every press, motion and
+// key then comes to it (coordinates relative to it, so a press outside has
+// coordinates outside its size). False when the server refuses.
+bool GrabInput(View* v);
+void ReleaseInput(View* v);
+// Waits up to timeoutMs until a shown top-level view is on the screen.
+bool WaitViewable(View* v, int timeoutMs);
+// Destroys a view made by any of these calls (for an adopted window only our wrapper
 // goes). Surfaces are released before the window; when the last view of a
 // connection goes, the Cairo device is finished and the display closed.
 void DestroyView(View* v);
