@@ -4,6 +4,7 @@
 #include <new>
 
 #include "AGraEQ.h"
+#include "CDialog.h"
 #include "CUIWindow.h"
 #include "EditorFactory.h"
 
@@ -134,4 +135,5 @@ void CGraphicEQEditor::DeliverChanges(bool draw)
         m_pPanel->UpdateModify();
 }
 
-void CGraphicEQEditor::ShowMessage(const char* text) { AEffEditor::ShowMessage(text); }
+// Reached from SaveProgram, on the editor's thread.
+void CGraphicEQEditor::ShowMessage(const char* text) { AfxMessageBox(text, MB_OK); }

@@ -7,15 +7,9 @@
 #include "AGraEQ.h"
 #include "CGraphicEQEditor.h"
 #include "ParamMap.h"
+#include "Trace.h"
 
 namespace {
-
-// The idle diagnostic line goes to stdout only when asked for.
-bool Tracing()
-{
-    static const bool on = std::getenv("GRAPHICEQ_TRACE") != nullptr;
-    return on;
-}
 
 constexpr int kMeterX[4] = {29, 38, 669, 678};
 constexpr int kMeterY = 56;
@@ -318,10 +312,7 @@ void CUIWindow::UpdateModify() { InvalidateRect(&m_rcModified, TRUE); }
 
 void CUIWindow::idle()
 {
-    if (Tracing()) {
-        std::fputs("CUIWindow::idle\r", stdout);
-        std::fflush(stdout);
-    }
+    AfxTrace("CUIWindow::idle\r");
     if (m_bPainted && m_pEditor)
         m_pEditor->DeliverChanges(true);
     AGraEQ* fx = Effect();

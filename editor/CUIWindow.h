@@ -10,6 +10,7 @@
 #include "CZNTBitmap.h"
 #include "CZNTBitmapSliderDC.h"
 #include "CZNTBitmapSwitch2DC.h"
+#include "CZNTEditWnd.h"
 
 class AGraEQ;
 class CGraphicEQEditor;
@@ -70,6 +71,7 @@ public:
     const CRect& QReadout(int band) const { return m_rcQ[band]; }
     float MeterLevel(int i) const { return m_level[i]; }
     int EntryTarget() const { return m_nEntryTarget; }
+    CZNTFloatEditWnd& Entry() { return m_entry; }
     bool Painted() const { return m_bPainted; }
 
 private:
@@ -103,6 +105,7 @@ private:
     CZNTBitmapSliderDC m_q[kBands];
     CZNTBitmapSliderDC m_input, m_output;
     CZNTBitmapSwitch2DC m_active, m_copy;
+    CZNTFloatEditWnd m_entry;
     int m_nEntryTarget = -1;
     bool m_bPainted = false;
     float m_level[4] = {-69.0f, -69.0f, -69.0f, -69.0f};
