@@ -12,6 +12,7 @@
 #include <dlfcn.h>
 
 #include <atomic>
+#include <functional>
 #include <chrono>
 #include <cstdio>
 #include <mutex>
@@ -99,6 +100,43 @@ inline bool Near(uint32_t a, uint32_t b, int tol = 4)
     return true;
 }
 
+// Input from a thread of its own, on a display connection of its own: the
+// plug-in's modal loops (menus, dialogs) run inside an idle call of the
+// host's thread, so the input has to come from elsewhere meanwhile.
+struct ScriptInput {
+    Display* d = XOpenDisplay(nullptr);
+    ~ScriptInput() { if (d) XCloseDisplay(d); }
+    static void Wait(int ms = 60) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+    void Move(int x, int y) { XTestFakeMotionEvent(d, DefaultScreen(d), x, y, 0), XFlush(d), Wait(); }
+    void Button(bool down) { XTestFakeButtonEvent(d, 1, down, 0), XFlush(d), Wait(); }
+    void Click(int x, int y) { Move(x, y), Button(true), Button(false); }
+    void Key(KeySym sym) { XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), True, 0), XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), False, 0), XFlush(d), Wait(30); }
+    // A viewable top-level window other than except, waited for; false when
+    // none appears. Override-redirect ones are the pop-up lists.
+    bool FindTopLevel(Window except, bool overrideRedirect, XWindowAttributes& found, int ms = 3000)
+    {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+        while (std::chrono::steady_clock::now() < end) {
+            Window root, parent, *kids = nullptr;
+            unsigned n = 0;
+            if (XQueryTree(d, DefaultRootWindow(d), &root, &parent, &kids, &n)) {
+                for (unsigned i = n; i-- > 0;) {
+                    XWindowAttributes a;
+                    if (kids[i] != except && XGetWindowAttributes(d, kids[i], &a) && a.map_state == IsViewable &&
+                        bool(a.override_redirect) == overrideRedirect && a.width > 20) {
+                        found = a;
+                        XFree(kids);
+                        return true;
+                    }
+                }
+                if (kids) XFree(kids);
+            }
+            Wait(20);
+        }
+        return false;
+    }
+};
+
 class PanelHost : public ::testing::Test {
 protected:
     void* lib = nullptr;
@@ -172,6 +210,22 @@ protected:
             if (std::chrono::steady_clock::now() > end) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
+    }
+    // Runs script on its own thread while this one keeps the editor idling.
+    void WhileIdling(const std::function<void(ScriptInput&)>& script)
+    {
+        std::atomic<bool> done{false};
+        std::thread t([&] {
+            ScriptInput in;
+            if (in.d) script(in);
+            done = true;
+        });
+        while (!done) {
+            Idle();
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        t.join();
+        Settle();
     }
     void IdleFor(int ms)
     {

@@ -492,7 +492,12 @@ void Dispatch(Connection* c, XEvent& ev)
     case FocusOut:
         // Someone else took the keyboard (the user clicked into the host):
         // nothing is ours to give back any more.
-        if (ev.xfocus.mode != NotifyNormal || ev.xfocus.detail == NotifyInferior) return;
+        // NotifyPointer: the focus left the pointer root for one of our
+        // windows, and the windows under the pointer hear of it; that is
+        // not a loss.
+        if (ev.xfocus.mode != NotifyNormal || ev.xfocus.detail == NotifyInferior ||
+            ev.xfocus.detail == NotifyPointer)
+            return;
         if (c->focusView != v) return;
         c->focusView = nullptr;
         c->haveSavedFocus = false;
