@@ -78,9 +78,10 @@ int CUIWindow::OnCreate(LPCREATESTRUCT cs)
     if (CWnd::OnCreate(cs) == -1)
         return -1;
     const unsigned ids[] = {5001, 5003, 5002, 5006, 5007, 5008, 5009, 5010, 5011, 5013, 5012, 5014, 5015};
-    CZNTBitmap* bitmaps[] = {&m_bmp5001,     &m_bmpSwitchOn,   &m_bmpSwitchOff, &m_bmp5006, &m_bmpTrack,
-                             &m_bmpThumb,    &m_bmpLevelTrack, &m_bmpLevelThumb, &m_bmpMeter, &m_bmpCopyOn,
-                             &m_bmpCopyOff,  &m_bmpSave,       &m_bmpModified};
+    // The two-state images: off first (5003, 5013), then on (5002, 5012).
+    CZNTBitmap* bitmaps[] = {&m_bmp5001,     &m_bmpSwitchOff,  &m_bmpSwitchOn,   &m_bmp5006, &m_bmpTrack,
+                             &m_bmpThumb,    &m_bmpLevelTrack, &m_bmpLevelThumb, &m_bmpMeter, &m_bmpCopyOff,
+                             &m_bmpCopyOn,   &m_bmpSave,       &m_bmpModified};
     for (size_t i = 0; i < sizeof ids / sizeof ids[0]; ++i)
         bitmaps[i]->LoadResourceBitmap(ids[i]);
 

@@ -90,8 +90,8 @@ private:
 
     // Bitmaps, in load order: 5001, 5003, 5002, 5006, 5007, 5008, 5009,
     // 5010, 5011, 5013, 5012, 5014, 5015.
-    CZNTBitmap m_bmp5001, m_bmpSwitchOn, m_bmpSwitchOff, m_bmp5006, m_bmpTrack, m_bmpThumb, m_bmpLevelTrack,
-        m_bmpLevelThumb, m_bmpMeter, m_bmpCopyOn, m_bmpCopyOff, m_bmpSave, m_bmpModified;
+    CZNTBitmap m_bmp5001, m_bmpSwitchOff, m_bmpSwitchOn, m_bmp5006, m_bmpTrack, m_bmpThumb, m_bmpLevelTrack,
+        m_bmpLevelThumb, m_bmpMeter, m_bmpCopyOff, m_bmpCopyOn, m_bmpSave, m_bmpModified;
     CDC m_resourceDC;
     CFont m_readoutFont;
     CFont m_entryFont;

@@ -282,8 +282,8 @@ TEST(FaderCalls, SetValueClampsNotifiesOnlyChangesAndHorizontalIsLinear)
 TEST(SwitchCalls, TogglesThroughSetValueAndALatchedSwitchStaysOn)
 {
     CZNTBitmap on, off;
-    ASSERT_TRUE(on.LoadResourceBitmap(5003u));
-    ASSERT_TRUE(off.LoadResourceBitmap(5002u));
+    ASSERT_TRUE(on.LoadResourceBitmap(5002u));
+    ASSERT_TRUE(off.LoadResourceBitmap(5003u));
     std::vector<Call> calls;
     for (bool latch : {false, true}) {
         SCOPED_TRACE(latch);

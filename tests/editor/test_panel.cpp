@@ -88,8 +88,8 @@ TEST_F(Panel, EveryControlSitsWhereTheLayoutSaysAndShowsItsValue)
     ASSERT_TRUE(Open());
     Settle();
     for (const Fader& f : AllFaders()) EXPECT_TRUE(ThumbAt(f, Get(f.param)));
-    // The active switch is on: the on image's released frame at (23, 8).
-    Art on(5003), off(5002), bg(5000);
+    // The active switch is on: the on image's (5002) released frame at (23, 8).
+    Art on(5002), off(5003), bg(5000);
     EXPECT_TRUE(Near(Pixel(23 + 10, 8 + 5), Over(on.At(10, 5), bg.At(33, 13) & 0xFFFFFF)));
     // Save button, and the modified indicator's lower half: the values set
     // above changed the program.
@@ -141,7 +141,7 @@ TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel
 TEST_F(Panel, TheActiveSwitchTogglesAndShiftResetsTheProgramToTheFactory)
 {
     ASSERT_TRUE(Open());
-    Art on(5003), off(5002), bg(5000);
+    Art on(5002), off(5003), bg(5000);
     Click(30, 15);
     ASSERT_EQ(g_log.Of(0).size(), 1u);
     EXPECT_EQ(g_log.Of(0).back().value, 0.0f);
