@@ -98,6 +98,31 @@ TEST_F(Panel, EveryControlSitsWhereTheLayoutSaysAndShowsItsValue)
     EXPECT_TRUE(Near(Pixel(216 + 20, 10 + 8), Over(modified.At(20, 8 + modified.H() / 2), bg.At(236, 18) & 0xFFFFFF)));
 }
 
+// Reports (does not judge) the time from effEditOpen to the first frame on
+// the screen, idling every millisecond meanwhile as a busy host would.
+TEST_F(Panel, OpensAndPaintsItsFirstFrame)
+{
+    for (int run = 0; run < 5; ++run) {
+        const auto t0 = std::chrono::steady_clock::now();
+        ASSERT_EQ(Dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(win)), 1);
+        const auto t1 = std::chrono::steady_clock::now();
+        bool painted = false;
+        while (!painted && std::chrono::steady_clock::now() - t0 < std::chrono::seconds(3)) {
+            Idle();
+            painted = (Pixel(rect->right - 2, rect->bottom - 2) & 0xFFFFFF) != 0xFF00FF;
+            if (!painted) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        const auto t2 = std::chrono::steady_clock::now();
+        ASSERT_TRUE(painted);
+        using ms = std::chrono::duration<double, std::milli>;
+        std::printf("[ figure ] effEditOpen %.1f ms, first frame on screen after %.1f ms\n", ms(t1 - t0).count(),
+                    ms(t2 - t0).count());
+        Dispatch(effEditClose);
+        XClearWindow(dpy, win);
+        XSync(dpy, False);
+    }
+}
+
 TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel)
 {
     ASSERT_TRUE(Open());
@@ -238,6 +263,29 @@ TEST_F(Panel, MetersRiseWithAudioAndFallHalfADecibelPerIdleCall)
     for (int x : {29, 38}) {
         EXPECT_EQ(lit(x, r48), 0) << x;
         EXPECT_EQ(lit(x, r70), 1) << x;
+    }
+}
+
+TEST_F(Panel, FollowsTheHostAtAnyIdleRateEvenARareOne)
+{
+    ASSERT_TRUE(Open());
+    const std::vector<Fader> all = AllFaders();
+    struct Case {
+        int idleMs, calls;
+    };
+    // 16 ms and 66 ms for a while; then a single call after half a second
+    // without any.
+    float v = 0.1f;
+    for (const Case& c : {Case{16, 12}, Case{66, 4}, Case{500, 1}}) {
+        SCOPED_TRACE(c.idleMs);
+        v += 0.25f;
+        std::thread([&] { Set(14, v); }).join();
+        for (int i = 0; i < c.calls; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(c.idleMs));
+            Idle();
+        }
+        XSync(dpy, False);
+        EXPECT_TRUE(ThumbAt(all[22], v));
     }
 }
 
