@@ -275,4 +275,25 @@ protected:
         float* io[2] = {l.data(), r.data()};
         for (int i = 0; i < blocks; ++i) fx->processReplacing(fx, io, io, 256);
     }
+
+    // A host's audio thread: blocks at level every periodMs until destroyed.
+    struct AudioThread {
+        std::atomic<bool> stop{false};
+        std::thread t;
+        AudioThread(PanelHost* host, float level, int periodMs)
+            : t([this, host, level, periodMs] {
+                  while (!stop) {
+                      host->Process(level);
+                      std::this_thread::sleep_for(std::chrono::milliseconds(periodMs));
+                  }
+              })
+        {
+        }
+        ~AudioThread() { Stop(); }
+        void Stop()
+        {
+            stop = true;
+            if (t.joinable()) t.join();
+        }
+    };
 };

@@ -195,13 +195,7 @@ TEST_F(Panel, HostAutomationFromOtherThreadsMovesThumbsAndReadouts)
     const std::vector<uint32_t> readoutBefore = Region(97 + 36 * 2 - 7, 154, 30, 16);
     // Gain band 2 and Q band 9 from a host thread, the output level from
     // the audio thread between blocks.
-    std::atomic<bool> stop{false};
-    std::thread audio([&] {
-        while (!stop) {
-            Process(0.25f);
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-    });
+    AudioThread audio(this, 0.25f, 2);
     std::thread automation([&] {
         for (int i = 0; i <= 100; ++i) {
             Set(5, i / 100.0f);
@@ -212,8 +206,7 @@ TEST_F(Panel, HostAutomationFromOtherThreadsMovesThumbsAndReadouts)
     });
     automation.join();
     IdleFor(200);
-    stop = true;
-    audio.join();
+    audio.Stop();
     Settle();
     EXPECT_TRUE(ThumbAt(all[4], 1.0f));
     EXPECT_TRUE(ThumbAt(all[19], 0.0f));
@@ -317,13 +310,8 @@ TEST_F(Panel, HundredOpenCloseCyclesWhileAudioRunsAndParametersMoveLeakNothing)
     XSync(dpy, False);
     const int threads = CountEntries("/proc/self/task"), fds = CountEntries("/proc/self/fd");
 
+    AudioThread audio(this, 0.5f, 1);
     std::atomic<bool> stop{false};
-    std::thread audio([&] {
-        while (!stop) {
-            Process(0.5f);
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    });
     std::thread automation([&] {
         for (int i = 0; !stop; ++i) {
             Set(3 + i % 30, (i % 101) / 100.0f);
@@ -341,7 +329,7 @@ TEST_F(Panel, HundredOpenCloseCyclesWhileAudioRunsAndParametersMoveLeakNothing)
         ASSERT_EQ(ChildWindows(dpy, win), 0) << cycle;
     }
     stop = true;
-    audio.join();
+    audio.Stop();
     automation.join();
     EXPECT_EQ(CountEntries("/proc/self/task"), threads);
     EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
