@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 
 #include "AGraEQ.h"
 #include "CGraphicEQEditor.h"
@@ -277,8 +278,8 @@ void CUIWindow::UpdateControl(int parameter, float value, bool draw)
 {
     if (!m_bPainted)
         return;
-    CClientDC client(this);
-    CDC* dc = draw ? &client : nullptr;
+    std::unique_ptr<CClientDC> client(draw ? new CClientDC(this) : nullptr);
+    CDC* dc = client.get();
     CZNTBitmapSliderDC* fader = nullptr;
     const CRect* readout = nullptr;
     if (parameter >= kParamGainFirst && parameter < kParamGainFirst + kBands) {

@@ -81,6 +81,7 @@ private:
     void DrawReadout(CDC* dc, const CRect& rect, int parameter);
     void CreateEntry();
     void PrepareEntry();
+    void ReleaseKeyboard();
     void OpenEntry(int parameter, int id, bool sign, const CRect& readout);
     const CRect* ReadoutOf(int id) const;
     void RunCopyMenu();

@@ -50,6 +50,15 @@ void CUIWindow::HideEdit()
     m_nEntryTarget = -1;
     if (m_entry.GetSafeHwnd() && m_entry.IsWindowVisible())
         m_entry.ShowWindow(SW_HIDE);
+    ReleaseKeyboard();
+}
+
+// The host has its keyboard back once no entry is open: the panel itself
+// takes no typing, so focusing it hands the keyboard back.
+void CUIWindow::ReleaseKeyboard()
+{
+    if (CWnd::GetFocus() == &m_entry.m_edit && m_hWnd)
+        SetFocus();
 }
 
 LRESULT CUIWindow::OnInputValReturn(WPARAM, LPARAM)
@@ -77,6 +86,7 @@ LRESULT CUIWindow::OnInputValReturn(WPARAM, LPARAM)
         fx->setParameterFromDiaplay(parameter, value);
     }
     m_nEntryTarget = -1;
+    ReleaseKeyboard();
     InvalidateRect(&m_rcModified, TRUE);
     if (m_pEditor)
         m_pEditor->DeliverChanges(false);

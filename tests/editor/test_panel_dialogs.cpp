@@ -28,16 +28,25 @@ TEST_F(PanelEntry, TypedValuesSetTheirBandAndAreClampedToTheRange)
         {295, 9, 27, {XK_9, XK_9}, "20.0"},                       // a Q above its maximum
         {162, 0, 3, {XK_1, XK_9}, "12.0"},                        // a gain above +12 dB
     };
+    auto focus = [&] {
+        Window w;
+        int revert;
+        XGetInputFocus(dpy, &w, &revert);
+        return w;
+    };
+    const Window hostFocus = focus();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.param);
         g_log.Clear();
         Click(ReadoutX(c.band), c.readoutY);
+        EXPECT_NE(focus(), hostFocus) << "the entry takes the keyboard";
         for (KeySym k : c.keys) Type(k);
         Type(XK_Return);
         Settle();
         EXPECT_EQ(Shown(c.param).substr(0, c.shown.size()), c.shown) << Shown(c.param);
         ASSERT_FALSE(g_log.Of(c.param).empty());
         EXPECT_FLOAT_EQ(g_log.Of(c.param).back().value, Get(c.param));
+        EXPECT_EQ(focus(), hostFocus) << "and gives it back after Return";
     }
     // A click elsewhere closes an open entry without a change.
     const float before = Get(8);
