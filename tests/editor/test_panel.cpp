@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "PanelGeometry.h"
 #include "PanelHost.h"
 
 namespace {
@@ -31,21 +32,20 @@ std::vector<Fader> AllFaders()
 
 // Travel ends relative to the fader's top: a at the minimum, b at the maximum.
 struct Travel {
-    int a, b, thumbW, thumbH;
+    int a, b, thumbW, thumbH, trackH;
 };
 Travel TravelOf(const Fader& f)
 {
     Art track(f.track), thumb(f.thumb);
-    return {track.H() - thumb.H() / 2, thumb.H() / 2, thumb.W(), thumb.H()};
+    return {panel_art::TravelMin(track.H(), thumb.H()), panel_art::TravelMax(thumb.H()), thumb.W(), thumb.H(),
+            track.H()};
 }
 
 // Where the thumb's top edge sits for a value (relative to the fader's top).
 int ThumbTop(const Fader& f, float v)
 {
     const Travel t = TravelOf(f);
-    if (f.log)
-        return (int)std::trunc(t.a + (t.b - t.a) * std::log10(v * 9.0 + 1.0) + 0.5) - t.thumbH / 2;
-    return (int)std::trunc(t.a - v * float(t.a - t.b) - 0.5f * t.thumbH);
+    return f.log ? panel_art::LogThumbTop(v, t.trackH, t.thumbH) : panel_art::LinearThumbTop(v, t.trackH, t.thumbH);
 }
 
 // The value a pointer row (relative to the fader's top) gives.
