@@ -213,7 +213,10 @@ INT_PTR CDialog::DoModal()
 {
     const DialogTemplate* t = m_pTemplate ? m_pTemplate : AfxFindDialogTemplate(m_nIDTemplate);
     if (!t || m_bCreated) return -1;
+    // Without a parent the dialog opens over the window the user last
+    // worked in, else over the window with the focus.
     CWnd* owner = m_pParentWnd0 ? m_pParentWnd0 : AfxGetInputWindow();
+    if (!owner) owner = CWnd::GetFocus();
     if (owner && !owner->GetSafeHwnd()) owner = nullptr;
     CWnd* panel = owner ? PanelOf(owner) : nullptr;
     CWnd* oldFocus = CWnd::GetFocus();
@@ -335,6 +338,12 @@ void CDialog::OnPaint()
     cairo_rectangle(cr, 0, 0, m_nClientWidth, m_nClientHeight);
     ctl::SetColour(cr, ctl::kFace);
     cairo_fill(cr);
+    // A frame of its own, so the dialog stands out from the panel under it
+    // even where no window manager decorates it.
+    cairo_rectangle(cr, 0.5, 0.5, m_nClientWidth - 1, m_nClientHeight - 1);
+    cairo_set_source_rgb(cr, 0.45, 0.45, 0.46);
+    cairo_set_line_width(cr, 1);
+    cairo_stroke(cr);
 }
 
 // --- message boxes --------------------------------------------------------------------------------

@@ -229,6 +229,7 @@ struct View {
     Window win = None;
     bool adopted = false;
     ViewClient* client = nullptr;
+    View* parent = nullptr;  // for child views
     int x = 0, y = 0;  // kept for the adopted window only
     int w = 0, h = 0;
     bool shown = false;
@@ -607,6 +608,7 @@ View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int
     v->conn = c;
     v->win = win;
     v->client = client;
+    v->parent = parent;
     v->w = w;
     v->h = h;
     v->visual = parent->visual;
@@ -689,6 +691,8 @@ void DestroyView(View* v)
         } else if (c->adopted == v) {
             c->adopted = nullptr;
         }
+        for (auto& kv : c->byWindow)
+            if (kv.second->parent == v) kv.second->parent = nullptr;
         g_liveViews.erase(v);
         delete v;
         if (last) {
@@ -767,6 +771,14 @@ void ShowView(View* v, bool show)
     ErrorTrap trap(v->conn->dpy);
     if (show) {
         XMapWindow(v->conn->dpy, v->win);
+        // A window that took the focus while it (or a window it sits in)
+        // was hidden gets it now that it can be seen.
+        Connection* c = v->conn;
+        for (View* f = c->focusView; f; f = f->parent)
+            if (f == v) {
+                XSetInputFocus(c->dpy, c->focusView->win, RevertToParent, CurrentTime);
+                break;
+            }
     } else {
         if (v->conn->focusView == v) GiveBackKeyboardFocus(v);
         XUnmapWindow(v->conn->dpy, v->win);
