@@ -141,7 +141,7 @@ void CFormatEdit::FixInputText()
     CEdit::GetWindowText(text, sizeof text);
     double v = atof_and_limitchk(text);
     StoreValue(v);
-    CEdit::SetWindowText(Format(v));
+    ReplaceText(Format(v));
     SendCommand();
 }
 
@@ -297,7 +297,7 @@ void CNormalFloatEdit::OnChar(UINT nChar, UINT nRepCnt, UINT nFlags)
     CEdit::GetWindowText(text, sizeof text);
     double v = atof(text);
     StoreValue(v);
-    CEdit::SetWindowText(Format(v));
+    ReplaceText(Format(v));
     SendCommand();
 }
 
@@ -348,10 +348,10 @@ void CZNTSpinEdit::OnKeyDown(UINT nChar, UINT nRepCnt, UINT nFlags)
         int v = std::atoi(text);
         if (v > m_nMax) {
             v = m_nMax;
-            CEdit::SetWindowText(IntText(v));
+            ReplaceText(IntText(v));
         } else if (v < m_nMin) {
             v = m_nMin;
-            CEdit::SetWindowText(IntText(v));
+            ReplaceText(IntText(v));
         }
         if (CWnd* p = GetParent()) p->SendMessage(WM_ENTRY_RETURN, m_nCtrlID, (LPARAM)(v & 0xFFFF));
     } else if (nChar == kKeyEscape) {

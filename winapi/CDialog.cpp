@@ -393,6 +393,13 @@ public:
         m_t.width = w;
         m_t.height = h;
         m_textRect = CRect(textX, kMargin, w - kMargin, kMargin + textH);
+        DialogItemTemplate label;  // the text, as Windows' message boxes keep it: a static, id 0xFFFF
+        label.kind = DialogItemTemplate::kStatic;
+        label.id = 0xFFFF;
+        int textTop = kMargin + std::max(0, (kIcon - m_textH) / 2);
+        label.rect = RECT{textX, textTop, textX + m_textW + 1, textTop + m_textH + 1};
+        label.text = m_text;
+        m_t.items.push_back(label);
         int bx = w - kMargin - buttonsW, by = h - kMargin - kButtonH + 4;
         for (int i = 0; i < count; ++i) {
             DialogItemTemplate b;
@@ -427,14 +434,6 @@ public:
         cairo_t* cr = static_cast<cairo_t*>(m_pPaintContext);
         if (!cr) return;
         PaintIcon(cr, 20, m_textRect.top);
-        PangoLayout* l = AfxMakeTextLayout(cr, nullptr, m_text, m_text.GetLength());
-        pango_layout_set_width(l, m_textRect.Width() * PANGO_SCALE);
-        pango_layout_set_wrap(l, PANGO_WRAP_WORD_CHAR);
-        ctl::SetColour(cr, ctl::kText);
-        double y = m_textRect.top + std::max(0, (32 - m_textH) / 2);
-        cairo_move_to(cr, m_textRect.left, y);
-        pango_cairo_show_layout(cr, l);
-        g_object_unref(l);
     }
 
     DECLARE_MESSAGE_MAP()

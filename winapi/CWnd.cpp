@@ -132,7 +132,7 @@ struct KeyCode {
     UINT ch;
 };
 const KeyCode kSpecialKeys[] = {
-    {XK_Return, 36, 13},    {XK_KP_Enter, 76, 3},  {XK_Escape, 53, 27}, {XK_Left, 123, 28},
+    {XK_Return, 36, 13},    {XK_KP_Enter, 36, 3},  {XK_Escape, 53, 27}, {XK_Left, 123, 28},
     {XK_Right, 124, 29},    {XK_Up, 126, 30},      {XK_Down, 125, 31},  {XK_BackSpace, 51, 8},
     {XK_Tab, 48, 9},        {XK_Delete, 117, 127}, {XK_Home, 115, 1},   {XK_End, 119, 4},
     {XK_KP_Left, 123, 28},  {XK_KP_Right, 124, 29}, {XK_KP_Decimal, 65, '.'}, {XK_KP_Subtract, 78, '-'},

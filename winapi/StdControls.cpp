@@ -143,6 +143,14 @@ void CEdit::SetWindowText(LPCTSTR lpszString)
     Invalidate();
 }
 
+void CEdit::ReplaceText(LPCTSTR text)
+{
+    m_windowText = CString(text);
+    m_anchor = m_caret = m_windowText.GetLength();
+    RestartBlink();
+    Invalidate();
+}
+
 int CEdit::GetWindowText(LPTSTR buf, int nMaxCount) const { return CWnd::GetWindowText(buf, nMaxCount); }
 
 BOOL CEdit::PreTranslateMessage(MSG* pMsg)

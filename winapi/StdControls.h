@@ -106,6 +106,9 @@ public:
     DECLARE_MESSAGE_MAP()
 
 protected:
+    // Rewrites the text as the field itself would (reformatting), with the
+    // caret at the end and no notification.
+    void ReplaceText(LPCTSTR text);
     UINT m_nLimit = 0;
     CSpinButtonCtrl* m_pSpin = nullptr;
     BOOL m_bCancelCall = FALSE;
