@@ -13,7 +13,7 @@
 #include "ControlPaint.h"
 #include "StdControls.h"
 #include "Trace.h"
-#include "x11/X11Bridge.h"
+#include "PlatformBridge.h"
 
 namespace {
 
@@ -233,7 +233,7 @@ INT_PTR CDialog::DoModal()
         if (OnInitDialog() && !m_bEnded) {
             ShowWindow(SW_SHOW);
             UpdateWindow();
-            x11::WaitViewable(reinterpret_cast<x11::View*>(m_hWnd), 1000);
+            platform::WaitViewable(reinterpret_cast<platform::View*>(m_hWnd), 1000);
             CWnd* first = nullptr;
             for (auto it = m_children.rbegin(); it != m_children.rend() && !first; ++it)
                 if (Focusable(*it)) first = *it;

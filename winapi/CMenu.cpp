@@ -6,7 +6,7 @@
 
 #include "ControlPaint.h"
 #include "PopupList.h"
-#include "x11/X11Bridge.h"
+#include "PlatformBridge.h"
 
 namespace {
 
@@ -50,12 +50,12 @@ public:
     {
         m_hover = Selectable(current) ? current : -1;
         ShowWindow(SW_SHOW);
-        x11::View* v = reinterpret_cast<x11::View*>(m_hWnd);
-        x11::WaitViewable(v, 1000);
-        x11::GrabInput(v);
+        platform::View* v = reinterpret_cast<platform::View*>(m_hWnd);
+        platform::WaitViewable(v, 1000);
+        platform::GrabInput(v);
         HWND self = m_hWnd;
         RunModalLoop();
-        if (m_hWnd == self) x11::ReleaseInput(v);
+        if (m_hWnd == self) platform::ReleaseInput(v);
         return m_chosen;
     }
 

@@ -20,6 +20,7 @@
 #include "CZNTEditWnd.h"
 #include "StdControls.h"
 #include "test_support.h"
+#include "x11/X11Bridge.h"
 
 namespace {
 

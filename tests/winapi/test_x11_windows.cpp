@@ -16,6 +16,7 @@
 #include "CDC.h"
 #include "CString.h"
 #include "test_support.h"
+#include "x11/X11Bridge.h"
 
 namespace {
 

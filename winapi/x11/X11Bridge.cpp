@@ -1,9 +1,10 @@
-// X11 side of the window layer. See X11Bridge.h for the threading rules.
+// X11 side of the window layer. See PlatformBridge.h for the threading rules.
 #include "X11Bridge.h"
 
 #include <X11/Xlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xutil.h>
+#include <X11/cursorfont.h>
 #include <X11/keysym.h>
 #include <cairo-xlib.h>
 #include <cairo.h>
@@ -25,7 +26,7 @@
 #include <unordered_set>
 #include <vector>
 
-namespace x11 {
+namespace platform {
 
 namespace {
 
@@ -61,7 +62,7 @@ struct Connection {
     bool haveSavedFocus = false;
     Window savedFocus = None;
     int savedRevert = RevertToParent;
-    std::map<unsigned, Cursor> cursors;
+    std::map<unsigned, ::Cursor> cursors;
 };
 
 std::vector<Connection*> g_conns;
@@ -373,6 +374,43 @@ void Paint(View* v)
     Present(v, r);
 }
 
+// The one table of X11 keys the layer needs to know by name.
+struct KeyName {
+    KeySym sym;
+    Key key;
+};
+const KeyName kKeys[] = {
+    {XK_Return, kKeyReturn},       {XK_KP_Enter, kKeyEnter},     {XK_Escape, kKeyEscape},
+    {XK_Tab, kKeyTab},             {XK_ISO_Left_Tab, kKeyTab},   {XK_BackSpace, kKeyBackspace},
+    {XK_Delete, kKeyDelete},       {XK_KP_Delete, kKeyDelete},   {XK_Left, kKeyLeft},
+    {XK_KP_Left, kKeyLeft},        {XK_Right, kKeyRight},        {XK_KP_Right, kKeyRight},
+    {XK_Up, kKeyUp},               {XK_KP_Up, kKeyUp},           {XK_Down, kKeyDown},
+    {XK_KP_Down, kKeyDown},        {XK_Home, kKeyHome},          {XK_KP_Home, kKeyHome},
+    {XK_End, kKeyEnd},             {XK_KP_End, kKeyEnd},         {XK_KP_Decimal, kKeyPadDecimal},
+    {XK_KP_Subtract, kKeyPadMinus}, {XK_KP_Add, kKeyPadPlus},
+};
+
+Key KeyOf(KeySym sym)
+{
+    for (const KeyName& k : kKeys)
+        if (k.sym == sym) return k.key;
+    return kKeyNone;
+}
+
+unsigned FontCursorOf(Cursor c)
+{
+    switch (c) {
+    case kCursorArrow: return XC_left_ptr;
+    case kCursorIBeam: return XC_xterm;
+    case kCursorNo: return XC_pirate;
+    case kCursorCross: return XC_crosshair;
+    case kCursorHand: return XC_hand2;
+    case kCursorSizeWE: return XC_sb_h_double_arrow;
+    case kCursorSizeNS: return XC_sb_v_double_arrow;
+    default: return 0;
+    }
+}
+
 unsigned Modifiers(unsigned state)
 {
     unsigned m = 0;
@@ -477,7 +515,7 @@ void Dispatch(Connection* c, XEvent& ev)
         int n = XLookupString(&ev.xkey, out.text, sizeof(out.text) - 1, &sym, nullptr);
         out.text[std::max(0, std::min(n, (int)sizeof(out.text) - 1))] = 0;
         out.type = ViewEvent::kKey;
-        out.keysym = sym;
+        out.key = KeyOf(sym);
         out.x = ev.xkey.x;
         out.y = ev.xkey.y;
         out.modifiers = Modifiers(ev.xkey.state);
@@ -974,8 +1012,9 @@ void EndDirectDraw(View* v, cairo_t* cr)
     Present(v, Rect{0, 0, v->w, v->h});
 }
 
-void SetViewCursor(View* v, unsigned shape)
+void SetViewCursor(View* v, Cursor cursor)
 {
+    unsigned shape = FontCursorOf(cursor);
     if (!v || v->adopted || !Usable(v->conn)) return;
     Connection* c = v->conn;
     ErrorTrap trap(c->dpy);
@@ -984,7 +1023,7 @@ void SetViewCursor(View* v, unsigned shape)
         return;
     }
     auto it = c->cursors.find(shape);
-    Cursor cur = it != c->cursors.end() ? it->second : (c->cursors[shape] = XCreateFontCursor(c->dpy, shape));
+    ::Cursor cur = it != c->cursors.end() ? it->second : (c->cursors[shape] = XCreateFontCursor(c->dpy, shape));
     XDefineCursor(c->dpy, v->win, cur);
 }
 
@@ -1191,4 +1230,4 @@ TimerThread::~TimerThread()
     if (m_state->worker.joinable()) m_state->worker.join();
 }
 
-}  // namespace x11
+}  // namespace platform
