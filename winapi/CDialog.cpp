@@ -333,11 +333,8 @@ void CDialog::OnKeyDown(UINT, UINT, UINT) {}
 
 void CDialog::OnPaint()
 {
-    cairo_t* cr = static_cast<cairo_t*>(m_pPaintContext);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
-    cairo_rectangle(cr, 0, 0, m_nClientWidth, m_nClientHeight);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
     // A frame of its own, so the dialog stands out from the panel under it
     // even where no window manager decorates it.
     cairo_rectangle(cr, 0.5, 0.5, m_nClientWidth - 1, m_nClientHeight - 1);
@@ -350,12 +347,6 @@ void CDialog::OnPaint()
 
 namespace {
 
-cairo_t* Scratch()
-{
-    static cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
-    static cairo_t* cr = cairo_create(s);
-    return cr;
-}
 
 class CMessageBoxDlg : public CDialog {
 public:
@@ -441,7 +432,7 @@ public:
 private:
     void PangoLayoutSize(int maxW)
     {
-        PangoLayout* l = AfxMakeTextLayout(Scratch(), nullptr, m_text, m_text.GetLength());
+        PangoLayout* l = AfxMakeTextLayout(ctl::MeasuringContext(), nullptr, m_text, m_text.GetLength());
         pango_layout_set_width(l, maxW * PANGO_SCALE);
         pango_layout_set_wrap(l, PANGO_WRAP_WORD_CHAR);
         pango_layout_get_pixel_size(l, &m_textW, &m_textH);

@@ -17,12 +17,6 @@ constexpr int kSeparatorH = 9;
 constexpr int kCheckColumn = 22;  // room for the check mark
 constexpr int kRightPad = 18;
 
-cairo_t* Scratch()
-{
-    static cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
-    static cairo_t* cr = cairo_create(s);
-    return cr;
-}
 
 class CPopupList : public CWnd {
 public:
@@ -31,7 +25,7 @@ public:
         int th = 0;
         for (const PopupItem& it : m_items) {
             int w = 0, h = 0;
-            ctl::TextSize(Scratch(), font, it.text.IsEmpty() ? " " : (const char*)it.text, w, h);
+            ctl::TextSize(ctl::MeasuringContext(), font, it.text.IsEmpty() ? " " : (const char*)it.text, w, h);
             m_textW = std::max(m_textW, w);
             th = std::max(th, h);
         }

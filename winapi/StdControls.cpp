@@ -59,13 +59,6 @@ int CharCount(const char* s, int n)
     return c;
 }
 
-// A measuring context for layouts outside painting.
-cairo_t* Scratch()
-{
-    static cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
-    static cairo_t* cr = cairo_create(s);
-    return cr;
-}
 
 constexpr int kEditPad = 3;
 constexpr UINT kBlinkTimer = 1;
@@ -237,7 +230,7 @@ void CEdit::OnChar(UINT nChar, UINT, UINT)
 
 int CEdit::HitTest(int x) const
 {
-    cairo_t* cr = Scratch();
+    cairo_t* cr = ctl::MeasuringContext();
     PangoLayout* l = AfxMakeTextLayout(cr, m_pFont, m_windowText, m_windowText.GetLength());
     int tw = 0, th = 0;
     pango_layout_get_pixel_size(l, &tw, &th);
@@ -325,6 +318,12 @@ void CEdit::OnPaint()
     cairo_t* cr = PaintContext(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
+    // A field that overhangs its parent (the entry window's field is one
+    // pixel taller than the window) draws its frame at the visible edge.
+    if (CWnd* p = GetParent()) {
+        w = std::max(1, std::min(w, p->m_nClientWidth - m_rect.left));
+        h = std::max(1, std::min(h, p->m_nClientHeight - m_rect.top));
+    }
     bool focused = GetFocus() == this;
     ctl::PaintField(cr, 0, 0, w, h, focused);
 
@@ -524,12 +523,9 @@ void CSpinButtonCtrl::OnTimer(UINT)
 
 void CSpinButtonCtrl::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
     int half = h / 2;
     ctl::PaintButtonFace(cr, 0, 0, w, half + 1, m_pressed > 0, false);
     ctl::PaintButtonFace(cr, 0, half, w, h - half, m_pressed < 0, false);
@@ -696,12 +692,9 @@ void CComboBox::OnKillFocus(CWnd* pNewWnd)
 
 void CComboBox::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
     ctl::PaintButtonFace(cr, 0, 0, w, h, m_bDropped, false);
     int arrowW = std::min(20, h);
     // Separator and the up/down chevrons of a pop-up button.
@@ -802,12 +795,9 @@ void CButton::OnKillFocus(CWnd* pNewWnd)
 
 void CButton::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
     bool isDefault = (GetStyle() & 0xFu) == BS_DEFPUSHBUTTON;
     bool down = m_pressed && m_inside;
     ctl::PaintButtonFace(cr, 0, 0, w, h, down, isDefault);
@@ -836,12 +826,9 @@ BOOL CStatic::Create(LPCTSTR lpszText, DWORD dwStyle, const RECT& rect, CWnd* pP
 
 void CStatic::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
-    int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
+    int w = m_nClientWidth;
     PangoLayout* l = AfxMakeTextLayout(cr, m_pFont, m_windowText, m_windowText.GetLength());
     pango_layout_set_width(l, w * PANGO_SCALE);
     pango_layout_set_wrap(l, PANGO_WRAP_WORD_CHAR);

@@ -21,6 +21,7 @@
 #include "StdControls.h"
 #include "test_support.h"
 #include "x11/X11Bridge.h"
+#include "x11_host_test.h"
 
 namespace {
 
@@ -49,39 +50,26 @@ CWnd* OpenPopup(const CWnd& w)
     return nullptr;
 }
 
-class X11Controls : public ::testing::Test {
+class X11Controls : public X11HostTest {
 protected:
-    Display* dpy = nullptr;
-    Window parent = 0;
     CWnd anchor;
     CRecorder panel;
-    static constexpr int kParentX = 50, kParentY = 60;
 
     void SetUp() override
     {
-        for (int i = 0; i < 20 && !dpy && getenv("DISPLAY"); ++i)
-            if (!(dpy = XOpenDisplay(nullptr))) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        if (!dpy) GTEST_SKIP() << "no X display (set DISPLAY or run scripts/test.sh)";
-        int ev, err, major, minor;
-        if (!XTestQueryExtension(dpy, &ev, &err, &major, &minor)) GTEST_SKIP() << "no XTest extension";
-        XSetWindowAttributes a;
-        a.background_pixel = 0x404040;
-        a.override_redirect = True;
-        parent = XCreateWindow(dpy, DefaultRootWindow(dpy), kParentX, kParentY, 400, 300, 0, CopyFromParent,
-                               InputOutput, CopyFromParent, CWBackPixel | CWOverrideRedirect, &a);
-        XMapRaised(dpy, parent);
-        XSync(dpy, False);
+        X11HostTest::SetUp();
+        if (IsSkipped()) return;
         ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
         ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 400, 300), &anchor, 1));
         PumpFor(20);
     }
     void TearDown() override
     {
-        if (!dpy) return;
-        panel.DestroyWindow();
-        anchor.ReleaseHostWindow();
-        if (parent) XDestroyWindow(dpy, parent);
-        XCloseDisplay(dpy);
+        if (dpy) {
+            panel.DestroyWindow();
+            anchor.ReleaseHostWindow();
+        }
+        X11HostTest::TearDown();
     }
 
     // The pointer to (x, y) inside w, as the server places w.

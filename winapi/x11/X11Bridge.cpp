@@ -622,6 +622,30 @@ View* AdoptHostWindow(unsigned long xid)
     return v;
 }
 
+namespace {
+
+// The record of a window we created, known to its connection from now on.
+View* RegisterView(Connection* c, Window win, ViewClient* client, View* parent, int w, int h, Visual* visual,
+                   int depth)
+{
+    auto* v = new View;
+    v->conn = c;
+    v->win = win;
+    v->client = client;
+    v->parent = parent;
+    v->w = w;
+    v->h = h;
+    v->visual = visual;
+    v->depth = depth;
+    v->eventMask = BaseEventMask();
+    c->byWindow[win] = v;
+    ++c->views;
+    g_liveViews.insert(v);
+    return v;
+}
+
+}  // namespace
+
 View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible)
 {
     if (!parent || !Usable(parent->conn)) return nullptr;
@@ -642,19 +666,7 @@ View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int
         if (win != None) XDestroyWindow(d, win);
         return nullptr;
     }
-    auto* v = new View;
-    v->conn = c;
-    v->win = win;
-    v->client = client;
-    v->parent = parent;
-    v->w = w;
-    v->h = h;
-    v->visual = parent->visual;
-    v->depth = parent->depth;
-    v->eventMask = a.event_mask;
-    c->byWindow[win] = v;
-    ++c->views;
-    g_liveViews.insert(v);
+    View* v = RegisterView(c, win, client, parent, w, h, parent->visual, parent->depth);
     if (visible) {
         XMapWindow(d, win);
         v->shown = true;
@@ -912,19 +924,7 @@ View* CreatePopupView(View* owner, ViewClient* client, int x, int y, int w, int 
     }
     XWindowAttributes wa;
     XGetWindowAttributes(d, win, &wa);
-    auto* v = new View;
-    v->conn = c;
-    v->win = win;
-    v->client = client;
-    v->w = w;
-    v->h = h;
-    v->visual = wa.visual;
-    v->depth = wa.depth;
-    v->eventMask = BaseEventMask();
-    c->byWindow[win] = v;
-    ++c->views;
-    g_liveViews.insert(v);
-    return v;
+    return RegisterView(c, win, client, nullptr, w, h, wa.visual, wa.depth);
 }
 
 bool GrabInput(View* v)
