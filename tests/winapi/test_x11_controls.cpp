@@ -28,17 +28,21 @@ namespace {
 Window XId(const CWnd& w) { return (Window)x11::WindowId(reinterpret_cast<x11::View*>(w.m_hWnd)); }
 
 // Runs action on the user-interface thread once pred holds; checked at every
-// pump, so also inside a modal loop.
-void WhenTrue(std::function<bool()> pred, std::function<void()> action)
-{
-    auto step = std::make_shared<std::function<void()>>();
-    *step = [pred, action, step] {
+// pump, so also inside a modal loop. It re-posts a copy of itself until then.
+struct WhenTrueStep {
+    std::function<bool()> pred;
+    std::function<void()> action;
+    void operator()() const
+    {
         if (pred())
             action();
         else
-            x11::PostToUiThread(*step);
-    };
-    x11::PostToUiThread(*step);
+            x11::PostToUiThread(*this);
+    }
+};
+void WhenTrue(std::function<bool()> pred, std::function<void()> action)
+{
+    x11::PostToUiThread(WhenTrueStep{std::move(pred), std::move(action)});
 }
 
 // A top-level window the layer shows (menu, list, dialog) among the
