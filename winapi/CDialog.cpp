@@ -18,6 +18,7 @@
 namespace {
 
 constexpr UINT kKeyReturn = 36, kKeyEnter = 76, kKeyEscape = 53, kKeyTab = 48;
+constexpr int kCaptionHeight = 24;
 
 std::map<UINT, DialogTemplate>& Templates()
 {
@@ -155,12 +156,17 @@ BOOL CDialog::CreateFromTemplate(const DialogTemplate& t, CWnd* owner)
         x = px;
         y = py;
     }
-    CRect r(x, y, x + t.width, y + t.height);
+    // On a display without a window manager the dialog draws its own title
+    // strip above the template's area.
+    platform::View* ownerView = owner ? reinterpret_cast<platform::View*>(owner->GetSafeHwnd()) : nullptr;
+    m_nCaption = platform::FramesDialogs(ownerView) ? 0 : kCaptionHeight;
+    CRect r(x, y - m_nCaption / 2, x + t.width, y + t.height + m_nCaption - m_nCaption / 2);
     if (!CWnd::Create(nullptr, t.caption, WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME, r, owner,
                       (UINT)m_nIDTemplate))
         return FALSE;
     for (const DialogItemTemplate& it : t.items) {
         CRect ir(it.rect);
+        ir.OffsetRect(0, m_nCaption);
         CRect inclusive(ir.left, ir.top, ir.right - 1, ir.bottom - 1);
         DWORD style = it.style | WS_CHILD | WS_VISIBLE;
         CWnd* w = nullptr;
@@ -335,6 +341,17 @@ void CDialog::OnPaint()
 {
     cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
+    if (m_nCaption > 0) {
+        // The title strip a window manager would otherwise draw.
+        cairo_pattern_t* g = cairo_pattern_create_linear(0, 0, 0, m_nCaption);
+        cairo_pattern_add_color_stop_rgb(g, 0, 0.30, 0.33, 0.39);
+        cairo_pattern_add_color_stop_rgb(g, 1, 0.22, 0.24, 0.29);
+        cairo_rectangle(cr, 0, 0, m_nClientWidth, m_nCaption);
+        cairo_set_source(cr, g);
+        cairo_fill(cr);
+        cairo_pattern_destroy(g);
+        ctl::PaintTextIn(cr, nullptr, m_windowText, 0, 0, m_nClientWidth, m_nCaption, ctl::kSelText, true);
+    }
     // A frame of its own, so the dialog stands out from the panel under it
     // even where no window manager decorates it.
     cairo_rectangle(cr, 0.5, 0.5, m_nClientWidth - 1, m_nClientHeight - 1);
@@ -424,7 +441,7 @@ public:
         CDialog::OnPaint();
         cairo_t* cr = static_cast<cairo_t*>(m_pPaintContext);
         if (!cr) return;
-        PaintIcon(cr, 20, m_textRect.top);
+        PaintIcon(cr, 20, m_textRect.top + m_nCaption);
     }
 
     DECLARE_MESSAGE_MAP()

@@ -125,6 +125,10 @@ bool GrabInput(View* v);
 void ReleaseInput(View* v);
 // Waits up to timeoutMs until a shown top-level view is on the screen.
 bool WaitViewable(View* v, int timeoutMs);
+// Whether a window manager frames top-level windows on v's display (on a
+// bare server dialogs draw a title strip of their own). Null: the default
+// display.
+bool FramesDialogs(View* v);
 // Destroys a view made by any of these calls (for an adopted window only our wrapper
 // goes). Surfaces are released before the window; when the last view of a
 // connection goes, the Cairo device is finished and the display closed.

@@ -959,6 +959,35 @@ void ReleaseInput(View* v)
     XSelectInput(d, v->win, v->eventMask);
 }
 
+bool FramesDialogs(View* v)
+{
+    // An EWMH window manager announces itself on the root window.
+    Display* d = v && Usable(v->conn) ? v->conn->dpy : nullptr;
+    bool own = false;
+    if (!d) {
+        if (!(d = OpenDisplay())) return false;
+        own = true;
+    }
+    bool framed = false;
+    {
+        ErrorTrap trap(own ? nullptr : d);
+        Atom check = XInternAtom(d, "_NET_SUPPORTING_WM_CHECK", True);
+        Atom type;
+        int format;
+        unsigned long n = 0, after = 0;
+        unsigned char* data = nullptr;
+        if (check != None &&
+            XGetWindowProperty(d, DefaultRootWindow(d), check, 0, 1, False, XA_WINDOW, &type, &format, &n, &after,
+                               &data) == Success &&
+            data) {
+            framed = n == 1;
+            XFree(data);
+        }
+    }
+    if (own) XCloseDisplay(d);
+    return framed;
+}
+
 bool WaitViewable(View* v, int timeoutMs)
 {
     auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
