@@ -8,11 +8,13 @@
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <string>
 #include <thread>
 
+#include "CCriticalSection.h"
 #include "CDC.h"
 #include "CDialog.h"
 #include "CMenu.h"
@@ -505,9 +507,19 @@ TEST_F(X11Controls, ModalDialogReturnsFromItsButtonsAndFromReturnAndEscape)
     }
 }
 
-TEST_F(X11Controls, ModalDialogEndsWhenTheHostWindowGoes)
+TEST_F(X11Controls, ModalDialogEndsWhenTheEditorClosesOrTheHostWindowGoes)
 {
     RegisterTestDialog();
+    // The editor closes under the dialog: its panel is destroyed.
+    {
+        CTestDialog dlg(&panel);
+        WhenTrue([&] { return OpenPopup(panel) == &dlg; }, [&] { panel.DestroyWindow(); });
+        EXPECT_EQ(dlg.DoModal(), -1);
+        EXPECT_EQ(dlg.GetSafeHwnd(), nullptr);
+    }
+    // The host destroys its window: the layer tears the tree down.
+    ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));  // the last child took the anchor along
+    ASSERT_TRUE(panel.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 400, 300), &anchor, 1));
     CTestDialog dlg(&panel);
     WhenTrue([&] { return OpenPopup(panel) == &dlg; },
              [&] {
@@ -518,6 +530,43 @@ TEST_F(X11Controls, ModalDialogEndsWhenTheHostWindowGoes)
     EXPECT_EQ(dlg.DoModal(), -1);
     EXPECT_EQ(panel.GetSafeHwnd(), nullptr);
     EXPECT_EQ(x11::OpenConnectionCount(), 0);
+}
+
+TEST_F(X11Controls, ModalDialogLeavesTheAudioThreadAndTheEngineLockAlone)
+{
+    RegisterTestDialog();
+    // A stand-in for the host's audio thread: block after block under the
+    // engine's lock while the user-interface thread sits in the dialog.
+    CCriticalSection engineLock;
+    std::atomic<bool> stop{false};
+    std::atomic<long> blocks{0};
+    std::thread audio([&] {
+        while (!stop) {
+            engineLock.Lock();
+            ++blocks;
+            engineLock.Unlock();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    CTestDialog dlg(&panel);
+    long atOpen = -1, later = -1;
+    Clock::time_point opened;
+    WhenTrue([&] { return OpenPopup(panel) == &dlg; },
+             [&] {
+                 atOpen = blocks;
+                 opened = Clock::now();
+                 WhenTrue([&] { return Clock::now() - opened > std::chrono::milliseconds(150); },
+                          [&] {
+                              later = blocks;
+                              engineLock.Lock();  // a handler inside the loop may take it too
+                              engineLock.Unlock();
+                              Type("<Escape>");
+                          });
+             });
+    EXPECT_EQ(dlg.DoModal(), IDCANCEL);
+    stop = true;
+    audio.join();
+    EXPECT_GT(later, atOpen + 20) << "the audio thread ran on while the dialog was open";
 }
 
 // --- message box ---------------------------------------------------------------------------------
