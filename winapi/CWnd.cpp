@@ -31,6 +31,7 @@ CWnd* g_hoverWnd = nullptr;  // window of the latest mouse event, for SetCursor
 CWnd* g_inputWnd = nullptr;  // window of the latest mouse or key event
 HCURSOR g_cursor = nullptr;
 UINT g_modifierFlags = 0;
+bool g_controlHeld = false;
 UINT g_eventChar = 0;
 CWinApp* g_app = nullptr;
 
@@ -919,8 +920,10 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
     // Input events carry the modifier state; size and loss notices do not,
     // and must not clear what the last input left.
     if (ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
-        ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey)
+        ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey) {
         g_modifierFlags = TranslateModifiers(ev.modifiers);
+        g_controlHeld = (ev.modifiers & platform::kModControl) != 0;
+    }
     LPARAM pt = MAKELPARAM(ev.x, ev.y);
     bool input = ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
                  ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey;
@@ -973,7 +976,9 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
             }
         if (!code && !ch && ev.text[0]) {
             ch = (unsigned char)ev.text[0];
-            code = KeyCodeForChar((unsigned char)ev.text[0]);
+            // Control with a letter gives a control character; the key code
+            // is the letter's.
+            code = KeyCodeForChar(g_controlHeld && ch >= 1 && ch <= 26 ? (unsigned char)('a' + ch - 1) : ch);
         }
         if (!code && !ch) break;  // modifiers alone and keys the editor never sees
         LPARAM lp = MAKELPARAM(1, g_modifierFlags >> 2);
@@ -1057,6 +1062,7 @@ CWnd* AfxGetInputWindow() { return g_inputWnd; }
 UINT AfxGetModifierFlags() { return g_modifierFlags; }
 void AfxSetModifierFlags(UINT flags) { g_modifierFlags = flags; }
 UINT AfxGetCurrentEventChar() { return g_eventChar; }
+BOOL AfxIsControlHeld() { return g_controlHeld; }
 
 int GetSystemMetrics(int nIndex)
 {

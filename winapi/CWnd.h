@@ -312,6 +312,9 @@ UINT AfxGetModifierFlags();
 void AfxSetModifierFlags(UINT flags);
 // The character of the key event being delivered (0 outside one).
 UINT AfxGetCurrentEventChar();
+// Whether Control was held at the latest input event. The key state above
+// never reports it; text fields use it for their Control shortcuts.
+BOOL AfxIsControlHeld();
 
 #define AFX_MOD_COMMAND 0x100u
 #define AFX_MOD_SHIFT 0x200u

@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 typedef struct _cairo cairo_t;
 typedef struct _cairo_surface cairo_surface_t;
@@ -125,6 +126,12 @@ bool GrabInput(View* v);
 void ReleaseInput(View* v);
 // Waits up to timeoutMs until a shown top-level view is on the screen.
 bool WaitViewable(View* v, int timeoutMs);
+// The desktop clipboard (on X11 the CLIPBOARD selection). SetClipboardText
+// makes v's connection its owner with a copy of text (served to other
+// programs while v lives); GetClipboardText asks the owner, waiting up to
+// timeoutMs, and is false when there is no text.
+void SetClipboardText(View* v, const char* text);
+bool GetClipboardText(View* v, std::string& text, int timeoutMs);
 // Whether a window manager frames top-level windows on v's display (on a
 // bare server dialogs draw a title strip of their own). Null: the default
 // display.

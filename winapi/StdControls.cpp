@@ -11,6 +11,7 @@
 
 #include "CDC.h"
 #include "ControlPaint.h"
+#include "PlatformBridge.h"
 #include "PopupList.h"
 #include "Trace.h"
 
@@ -20,6 +21,7 @@ namespace {
 // editor was written for).
 constexpr UINT kKeyLeft = 123, kKeyRight = 124, kKeyUp = 126, kKeyDown = 125, kKeyHome = 115, kKeyEnd = 119,
                kKeyDelete = 117, kKeyReturn = 36, kKeyEnter = 76;
+constexpr UINT kKeyA = 0, kKeyX = 7, kKeyC = 8, kKeyV = 9;  // letters, by their key codes
 constexpr UINT kFlagShift = AFX_MOD_SHIFT >> 2;    // in the key messages' flags
 constexpr UINT kFlagCommand = AFX_MOD_COMMAND >> 2;
 
@@ -183,8 +185,16 @@ void CEdit::OnKeyDown(UINT nChar, UINT nRepCnt, UINT nFlags)
 {
     if (CWnd* p = GetParent())
         if (dynamic_cast<CComboBox*>(p)) p->SendMessage(WM_KEYDOWN, nChar, (LPARAM)((nFlags << 16) + nRepCnt));
-    if (m_bCancelCall || ((nFlags & kFlagCommand) && (nChar == 7 || nChar == 8 || nChar == 9)))
+    bool command = (nFlags & kFlagCommand) || AfxIsControlHeld();
+    if (m_bCancelCall || ((nFlags & kFlagCommand) && (nChar == kKeyX || nChar == kKeyC || nChar == kKeyV)))
         AfxSetCancelCall(TRUE);  // cut, copy, paste: left to the field
+    if (command && (nChar == kKeyA || nChar == kKeyX || nChar == kKeyC || nChar == kKeyV)) {
+        ClipboardKey(nChar);
+        m_navKey = true;  // its control character is not text
+        Invalidate();
+        CWnd::OnKeyDown(nChar, nRepCnt, nFlags);
+        return;
+    }
     bool extend = (nFlags & kFlagShift) != 0;
     m_navKey = true;
     int a = std::min(m_anchor, m_caret), b = std::max(m_anchor, m_caret);
@@ -206,6 +216,31 @@ void CEdit::OnKeyDown(UINT nChar, UINT nRepCnt, UINT nFlags)
     }
     Invalidate();
     CWnd::OnKeyDown(nChar, nRepCnt, nFlags);
+}
+
+void CEdit::ClipboardKey(UINT nChar)
+{
+    auto* view = reinterpret_cast<platform::View*>(m_hWnd);
+    int a = std::min(m_anchor, m_caret), b = std::max(m_anchor, m_caret);
+    if (nChar == kKeyA) {
+        SelectAll();
+    } else if (nChar == kKeyC || nChar == kKeyX) {
+        if (a == b) return;
+        std::string part((const char*)m_windowText + a, (size_t)(b - a));
+        platform::SetClipboardText(view, part.c_str());
+        if (nChar == kKeyX && !(GetStyle() & ES_READONLY)) {
+            ReplaceSelection("", 0);
+            NotifyParent();
+        }
+    } else if (nChar == kKeyV && !(GetStyle() & ES_READONLY)) {
+        std::string text;
+        if (!platform::GetClipboardText(view, text, 300)) return;
+        // One line: line breaks and tabs become spaces.
+        for (char& ch : text)
+            if (ch == '\n' || ch == '\r' || ch == '\t') ch = ' ';
+        ReplaceSelection(text.data(), (int)text.size());
+        NotifyParent();
+    }
 }
 
 void CEdit::OnChar(UINT nChar, UINT, UINT)

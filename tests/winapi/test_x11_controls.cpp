@@ -95,12 +95,14 @@ protected:
         Button(false);
     }
     // Keys as text; <NAME> is a key by its keysym name (Return, KP_Enter,
-    // Escape, Left, Home, BackSpace, Delete, Down, ...).
+    // Escape, Left, Home, BackSpace, Delete, Down, ...); ^x is Control+x.
     void Type(const std::string& keys)
     {
         for (size_t i = 0; i < keys.size(); ++i) {
             KeySym sym;
             bool shift = false;
+            bool control = keys[i] == '^';
+            if (control) ++i;
             if (keys[i] == '<') {
                 size_t end = keys.find('>', i);
                 sym = XStringToKeysym(keys.substr(i + 1, end - i - 1).c_str());
@@ -111,10 +113,11 @@ protected:
                 shift = keys[i] >= 'A' && keys[i] <= 'Z';
             }
             KeyCode code = XKeysymToKeycode(dpy, sym);
-            if (shift) XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, XK_Shift_L), True, 0);
+            KeySym held = shift ? XK_Shift_L : control ? XK_Control_L : NoSymbol;
+            if (held) XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, held), True, 0);
             XTestFakeKeyEvent(dpy, code, True, 0);
             XTestFakeKeyEvent(dpy, code, False, 0);
-            if (shift) XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, XK_Shift_L), False, 0);
+            if (held) XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, held), False, 0);
         }
         XFlush(dpy);
     }
@@ -214,6 +217,46 @@ TEST_F(X11Controls, NumericEditValuesAndRangesWithoutTyping)
     ASSERT_FALSE(ret.empty());
     EXPECT_EQ(ret.back().wp, 9u);
     EXPECT_EQ(ret.back().lp, 64);
+}
+
+TEST_F(X11Controls, TextFieldEditsSelectsAndUsesTheClipboard)
+{
+    struct Case {
+        const char* keys;
+        const char* text;
+    } cases[] = {
+        {"abc<Left><Left>X<End>Y", "aXbcY"},
+        {"abcd<Home><Delete><Right><BackSpace>", "cd"},
+        {"abc<Left>^a^c<End>^v", "abcabc"},  // select all, copy, paste at the end
+        {"abc^a^x^v^v", "abcabc"},             // cut, then paste twice
+        {"hello<Left><Left>^a", "hello"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.keys);
+        CEdit edit;
+        ASSERT_TRUE(edit.Create(WS_VISIBLE, CRect(10, 10, 200, 34), &panel, 40));
+        edit.SetFocus();
+        TypeAndPump(c.keys);
+        EXPECT_EQ(Text(edit), c.text);
+    }
+    // What was copied is offered to other programs.
+    CEdit edit;
+    ASSERT_TRUE(edit.Create(WS_VISIBLE, CRect(10, 10, 200, 34), &panel, 41));
+    edit.SetFocus();
+    TypeAndPump("copied^a^c");
+    EXPECT_EQ(XGetSelectionOwner(dpy, XInternAtom(dpy, "CLIPBOARD", False)), XId(edit));
+    int a = 0, b = 0;
+    edit.GetSel(a, b);
+    EXPECT_EQ(b - a, 6) << "select all";
+    // A mouse drag selects; typing replaces the selection.
+    Click(edit, 3, 12);
+    MoveTo(edit, 3, 12);
+    Button(true);
+    MoveTo(edit, 190, 12);
+    PumpFor(40);
+    Button(false);
+    TypeAndPump("z");
+    EXPECT_EQ(Text(edit), "z");
 }
 
 // --- spin button -------------------------------------------------------------------------

@@ -22,6 +22,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <unordered_set>
 #include <vector>
@@ -47,6 +48,7 @@ struct Connection {
     // but the tree inside the window is gone and is told so, once.
     bool hostGone = false;
     Atom wmDelete = None;  // WM_DELETE_WINDOW, once a dialog asked for it
+    std::string clipboard;  // the text we offer while we own CLIPBOARD
     View* adopted = nullptr;    // the host's window, when one was adopted
     int views = 0;
     cairo_device_t* device = nullptr;
@@ -521,6 +523,33 @@ void Dispatch(Connection* c, XEvent& ev)
         out.modifiers = Modifiers(ev.xkey.state);
         break;
     }
+    case SelectionRequest: {
+        // Another program pastes what we copied: as UTF-8 (or Latin-1
+        // text, which UTF-8 of plain ASCII is), or the list of targets.
+        XSelectionRequestEvent& rq = ev.xselectionrequest;
+        XSelectionEvent reply{};
+        reply.type = SelectionNotify;
+        reply.requestor = rq.requestor;
+        reply.selection = rq.selection;
+        reply.target = rq.target;
+        reply.time = rq.time;
+        reply.property = None;
+        Atom utf8 = XInternAtom(c->dpy, "UTF8_STRING", False);
+        Atom targets = XInternAtom(c->dpy, "TARGETS", False);
+        Atom property = rq.property != None ? rq.property : rq.target;
+        if (rq.target == targets) {
+            Atom list[] = {targets, utf8, XA_STRING};
+            XChangeProperty(c->dpy, rq.requestor, property, XA_ATOM, 32, PropModeReplace,
+                            reinterpret_cast<unsigned char*>(list), 3);
+            reply.property = property;
+        } else if (rq.target == utf8 || rq.target == XA_STRING) {
+            XChangeProperty(c->dpy, rq.requestor, property, rq.target, 8, PropModeReplace,
+                            reinterpret_cast<const unsigned char*>(c->clipboard.data()), (int)c->clipboard.size());
+            reply.property = property;
+        }
+        XSendEvent(c->dpy, rq.requestor, False, 0, reinterpret_cast<XEvent*>(&reply));
+        return;
+    }
     case DestroyNotify:
         if (v->adopted && ev.xdestroywindow.window == v->win) c->hostGone = true;
         return;
@@ -957,6 +986,55 @@ void ReleaseInput(View* v)
     XUngrabKeyboard(d, CurrentTime);
     v->eventMask &= ~KeyPressMask;
     XSelectInput(d, v->win, v->eventMask);
+}
+
+void SetClipboardText(View* v, const char* text)
+{
+    if (!v || !Usable(v->conn)) return;
+    Connection* c = v->conn;
+    ErrorTrap trap(c->dpy);
+    c->clipboard = text ? text : "";
+    XSetSelectionOwner(c->dpy, XInternAtom(c->dpy, "CLIPBOARD", False), v->win, CurrentTime);
+}
+
+bool GetClipboardText(View* v, std::string& text, int timeoutMs)
+{
+    text.clear();
+    if (!v || !Usable(v->conn)) return false;
+    Connection* c = v->conn;
+    Display* d = c->dpy;
+    ErrorTrap trap(d);
+    Atom clipboard = XInternAtom(d, "CLIPBOARD", False);
+    Window owner = XGetSelectionOwner(d, clipboard);
+    if (owner == None) return false;
+    if (Lookup(c, owner)) {  // our own copy
+        text = c->clipboard;
+        return true;
+    }
+    Atom utf8 = XInternAtom(d, "UTF8_STRING", False);
+    Atom slot = XInternAtom(d, "GRAPHICEQ_PASTE", False);
+    XConvertSelection(d, clipboard, utf8, slot, v->win, CurrentTime);
+    XFlush(d);
+    // Wait for the owner's answer only; other events stay queued.
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    XEvent ev;
+    while (!XCheckTypedWindowEvent(d, v->win, SelectionNotify, &ev)) {
+        if (c->broken || std::chrono::steady_clock::now() > end) return false;
+        pollfd p{ConnectionNumber(d), POLLIN, 0};
+        poll(&p, 1, 5);
+    }
+    if (ev.xselection.property == None) return false;
+    Atom type;
+    int format = 0;
+    unsigned long n = 0, after = 0;
+    unsigned char* data = nullptr;
+    if (XGetWindowProperty(d, v->win, slot, 0, 1 << 16, True, AnyPropertyType, &type, &format, &n, &after, &data) !=
+            Success ||
+        !data)
+        return false;
+    if (format == 8) text.assign(reinterpret_cast<const char*>(data), n);
+    XFree(data);
+    return format == 8;
 }
 
 bool FramesDialogs(View* v)
