@@ -42,6 +42,13 @@ END_MESSAGE_MAP()
 CFormatEdit::CFormatEdit() : m_pszFormat("%.1fmm"), m_bSign(0) {}
 CFormatEdit::~CFormatEdit() = default;
 
+void CFormatEdit::SetUnit(const char* format, double scale, int limitExtra)
+{
+    m_pszFormat = format;
+    m_dScale = scale;
+    m_nLimitExtra = limitExtra;
+}
+
 void CFormatEdit::SetInputMinMax(double dMin, double dMax)
 {
     if (!(dMax > dMin)) return;
@@ -183,23 +190,13 @@ BOOL CFormatEdit::PreTranslateMessage(MSG* pMsg)
 
 // --- the unit-specific edits ---------------------------------------------------------------
 
-CFloatEdit::CFloatEdit()
-{
-    m_pszFormat = "%.1fmm";
-    m_dScale = 100.0;
-    m_nLimitExtra = 4;
-}
+CFloatEdit::CFloatEdit() { SetUnit("%.1fmm", 100.0, 4); }
 
 BEGIN_MESSAGE_MAP(CFloatEdit2, CFormatEdit)
     ON_WM_CHAR()
 END_MESSAGE_MAP()
 
-CFloatEdit2::CFloatEdit2()
-{
-    m_pszFormat = "%.1f";
-    m_dScale = 1.0;
-    m_nLimitExtra = 2;
-}
+CFloatEdit2::CFloatEdit2() { SetUnit("%.1f", 1.0, 2); }
 
 void CFloatEdit2::FixInputText()
 {
@@ -221,19 +218,9 @@ void CFloatEdit2::OnChar(UINT nChar, UINT nRepCnt, UINT nFlags)
     if (CWnd* p = GetParent()) p->PostMessage(WM_ENTRY_RETURN, (WPARAM)GetDlgCtrlID(), 0);
 }
 
-CPointEdit::CPointEdit()
-{
-    m_pszFormat = "%.1fpoint";
-    m_dScale = 10.0;
-    m_nLimitExtra = 7;
-}
+CPointEdit::CPointEdit() { SetUnit("%.1fpoint", 10.0, 7); }
 
-CMiliSecondEdit::CMiliSecondEdit()
-{
-    m_pszFormat = "%.0fms";
-    m_dScale = 1.0;
-    m_nLimitExtra = 2;
-}
+CMiliSecondEdit::CMiliSecondEdit() { SetUnit("%.0fms", 1.0, 2); }
 
 // --- CNormalFloatEdit ------------------------------------------------------------------------
 

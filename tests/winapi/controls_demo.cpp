@@ -23,6 +23,7 @@
 #include "CWnd.h"
 #include "CZNTEditWnd.h"
 #include "StdControls.h"
+#include "demo_host.h"
 
 namespace {
 
@@ -325,35 +326,16 @@ bool WriteSheet(const char* path)
 
 int main(int argc, char** argv)
 {
-    double seconds = 60;
-    const char* shot = nullptr;
-    for (int i = 1; i < argc; ++i) {
-        if (!std::strcmp(argv[i], "--seconds") && i + 1 < argc) {
-            seconds = std::atof(argv[++i]);
-        } else if (!std::strcmp(argv[i], "--screenshot") && i + 1 < argc) {
-            shot = argv[++i];
-            seconds = 8;
-        } else {
-            std::fprintf(stderr, "usage: %s [--seconds N] [--screenshot FILE.png]\n", argv[0]);
-            return 2;
-        }
-    }
-    g_host = XOpenDisplay(nullptr);
-    if (!g_host) {
-        std::fprintf(stderr, "stdctrl-demo: cannot open the X display\n");
-        return 77;
-    }
-    g_parent = XCreateSimpleWindow(g_host, DefaultRootWindow(g_host), 40, 40, kWidth, kHeight, 0, 0, 0x303030);
-    XStoreName(g_host, g_parent, "stdctrl-demo");
-    Atom wmDelete = XInternAtom(g_host, "WM_DELETE_WINDOW", False);
-    XSetWMProtocols(g_host, g_parent, &wmDelete, 1);
-    XMapWindow(g_host, g_parent);
-    XSync(g_host, False);
+    DemoHost host;
+    if (int status = host.Parse(argc, argv, 60, 8)) return status;
+    if (!host.Open("stdctrl-demo", 40, 40, kWidth, kHeight)) return 77;  // "skipped" for CTest
+    g_host = host.dpy;
+    g_parent = host.parent;
 
     CWinApp app("stdctrl-demo");
     RegisterDemoDialog();
     CWnd frame;
-    if (!frame.AdoptHostWindow(reinterpret_cast<void*>(g_parent))) {
+    if (!frame.AdoptHostWindow(reinterpret_cast<void*>(host.parent))) {
         std::fprintf(stderr, "stdctrl-demo: cannot adopt the parent window\n");
         return 1;
     }
@@ -362,35 +344,25 @@ int main(int argc, char** argv)
     panel->ShowEntry();
     panel->text.SetFocus();
     CTourWnd tour;
-    if (shot) {
+    if (host.shot) {
         tour.panel = panel;
         tour.Create(nullptr, "", WS_CHILD, CRect(0, 0, 1, 1), panel, 9);
         tour.SetTimer(1, 20);
     }
 
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds((int)(seconds * 1000));
-    bool closed = false;
-    while (!closed && !tour.done && std::chrono::steady_clock::now() < end) {
-        AfxPumpMessages(16);
-        while (XPending(g_host)) {
-            XEvent ev;
-            XNextEvent(g_host, &ev);
-            if (ev.type == ClientMessage && (Atom)ev.xclient.data.l[0] == wmDelete) closed = true;
-        }
-    }
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds((int)(host.seconds * 1000));
+    while (!host.Closed() && !tour.done && std::chrono::steady_clock::now() < end) AfxPumpMessages(16);
     int status = 0;
-    if (shot) {
-        if (g_shots.size() == 5 && WriteSheet(shot)) {
-            std::printf("wrote %s\n", shot);
+    if (host.shot) {
+        if (g_shots.size() == 5 && WriteSheet(host.shot)) {
+            std::printf("wrote %s\n", host.shot);
         } else {
-            std::fprintf(stderr, "stdctrl-demo: %zu of 5 views captured, %s not written\n", g_shots.size(), shot);
+            std::fprintf(stderr, "stdctrl-demo: %zu of 5 views captured, %s not written\n", g_shots.size(), host.shot);
             status = 1;
         }
     }
     tour.DestroyWindow();
     panel->DestroyWindow();
     delete panel;
-    XDestroyWindow(g_host, g_parent);
-    XCloseDisplay(g_host);
     return status;
 }
