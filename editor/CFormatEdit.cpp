@@ -42,6 +42,13 @@ END_MESSAGE_MAP()
 CFormatEdit::CFormatEdit() : m_pszFormat("%.1fmm"), m_bSign(0) {}
 CFormatEdit::~CFormatEdit() = default;
 
+void CFormatEdit::SetUnit(const char* format, double scale, int limitExtra)
+{
+    m_pszFormat = format;
+    m_dScale = scale;
+    m_nLimitExtra = limitExtra;
+}
+
 void CFormatEdit::SetInputMinMax(double dMin, double dMax)
 {
     if (!(dMax > dMin)) return;
@@ -141,7 +148,7 @@ void CFormatEdit::FixInputText()
     CEdit::GetWindowText(text, sizeof text);
     double v = atof_and_limitchk(text);
     StoreValue(v);
-    CEdit::SetWindowText(Format(v));
+    ReplaceText(Format(v));
     SendCommand();
 }
 
@@ -183,23 +190,13 @@ BOOL CFormatEdit::PreTranslateMessage(MSG* pMsg)
 
 // --- the unit-specific edits ---------------------------------------------------------------
 
-CFloatEdit::CFloatEdit()
-{
-    m_pszFormat = "%.1fmm";
-    m_dScale = 100.0;
-    m_nLimitExtra = 4;
-}
+CFloatEdit::CFloatEdit() { SetUnit("%.1fmm", 100.0, 4); }
 
 BEGIN_MESSAGE_MAP(CFloatEdit2, CFormatEdit)
     ON_WM_CHAR()
 END_MESSAGE_MAP()
 
-CFloatEdit2::CFloatEdit2()
-{
-    m_pszFormat = "%.1f";
-    m_dScale = 1.0;
-    m_nLimitExtra = 2;
-}
+CFloatEdit2::CFloatEdit2() { SetUnit("%.1f", 1.0, 2); }
 
 void CFloatEdit2::FixInputText()
 {
@@ -221,19 +218,9 @@ void CFloatEdit2::OnChar(UINT nChar, UINT nRepCnt, UINT nFlags)
     if (CWnd* p = GetParent()) p->PostMessage(WM_ENTRY_RETURN, (WPARAM)GetDlgCtrlID(), 0);
 }
 
-CPointEdit::CPointEdit()
-{
-    m_pszFormat = "%.1fpoint";
-    m_dScale = 10.0;
-    m_nLimitExtra = 7;
-}
+CPointEdit::CPointEdit() { SetUnit("%.1fpoint", 10.0, 7); }
 
-CMiliSecondEdit::CMiliSecondEdit()
-{
-    m_pszFormat = "%.0fms";
-    m_dScale = 1.0;
-    m_nLimitExtra = 2;
-}
+CMiliSecondEdit::CMiliSecondEdit() { SetUnit("%.0fms", 1.0, 2); }
 
 // --- CNormalFloatEdit ------------------------------------------------------------------------
 
@@ -297,7 +284,7 @@ void CNormalFloatEdit::OnChar(UINT nChar, UINT nRepCnt, UINT nFlags)
     CEdit::GetWindowText(text, sizeof text);
     double v = atof(text);
     StoreValue(v);
-    CEdit::SetWindowText(Format(v));
+    ReplaceText(Format(v));
     SendCommand();
 }
 
@@ -348,10 +335,10 @@ void CZNTSpinEdit::OnKeyDown(UINT nChar, UINT nRepCnt, UINT nFlags)
         int v = std::atoi(text);
         if (v > m_nMax) {
             v = m_nMax;
-            CEdit::SetWindowText(IntText(v));
+            ReplaceText(IntText(v));
         } else if (v < m_nMin) {
             v = m_nMin;
-            CEdit::SetWindowText(IntText(v));
+            ReplaceText(IntText(v));
         }
         if (CWnd* p = GetParent()) p->SendMessage(WM_ENTRY_RETURN, m_nCtrlID, (LPARAM)(v & 0xFFFF));
     } else if (nChar == kKeyEscape) {

@@ -54,6 +54,8 @@ public:
     double m_dInputMin = -1.7976931348623157e308;
 
 protected:
+    // The subclasses' unit: display format, scale, extra text width.
+    void SetUnit(const char* format, double scale, int limitExtra);
     bool Accepts(UINT ch) const;
     // The text formatted for value (the format applied to value).
     CString Format(double value) const;

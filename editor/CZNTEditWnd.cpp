@@ -31,6 +31,39 @@ void EntrySize(int chars, int cw, int ch, int spinW, int& w, int& h)
     w = chars * cw + 2 * GetSystemMetrics(45) + spinW;
 }
 
+// Sizes the window for chars characters and lays out the field (left) and
+// the spin button (right edge); the field holds chars characters.
+void LayOut(CWnd* self, CEdit& edit, CSpinButtonCtrl& spin, int chars, int cw, int ch, int spinW, int& w, int& h)
+{
+    EntrySize(chars, cw, ch, spinW, w, h);
+    self->SetWindowPos(nullptr, 0, 0, w, h, SWP_NOMOVE | SWP_NOZORDER);
+    edit.MoveWindow(0, 0, w - spinW, h);
+    spin.MoveWindow(w - spinW, 0, spinW, h);
+    edit.SetLimitText((UINT)chars);
+}
+
+// The field and its spin button, made once the window exists.
+void MakeParts(CWnd* self, CEdit& edit, CSpinButtonCtrl& spin, CFont* font, int w, int h, int spinW)
+{
+    edit.SetFont(font);
+    edit.ShowWindow(SW_SHOW);
+    spin.Create(kSpinStyle, CRect(w - spinW, 0, w, h), self, kSpinID);
+    spin.SetBase(10);
+    spin.SetBuddy(&edit);
+    spin.ShowWindow(SW_SHOW);
+}
+
+// Return and Escape: the owner hears of it, the window hides; Escape also
+// gives the focus back to the parent.
+LRESULT Finish(CWnd* self, CWnd* owner, UINT message)
+{
+    if (owner) owner->SendMessage(message, 0, 0);
+    self->ShowWindow(SW_HIDE);
+    if (message == WM_ENTRY_ESCAPE)
+        if (CWnd* p = self->GetParent()) p->SetFocus();
+    return 0;
+}
+
 BOOL CreateEntryWindow(CWnd* self, CWnd* pParent, char* name, CWindowAttr* pAttr)
 {
     LPCTSTR cls = AfxRegisterWndClass(CS_DBLCLKS, LoadCursor(nullptr, (UINT)IDC_ARROW),
@@ -75,12 +108,7 @@ int CZNTFloatEditWnd::OnCreate(LPCREATESTRUCT lpCreateStruct)
     SetWindowPos(nullptr, 0, 0, m_nWidth, m_nHeight, SWP_NOMOVE | SWP_NOZORDER);
     m_edit.MakeWindow(kEditStyle, CRect(0, 0, m_nWidth - m_nSpinWidth, m_nHeight), this, kEditID, false, m_bSign);
     m_edit.SetLimitText((UINT)m_nChars);
-    m_edit.SetFont(m_pFont);
-    m_edit.ShowWindow(SW_SHOW);
-    m_spin.Create(kSpinStyle, CRect(m_nWidth - m_nSpinWidth, 0, m_nWidth, m_nHeight), this, kSpinID);
-    m_spin.SetBase(10);
-    m_spin.SetBuddy(&m_edit);
-    m_spin.ShowWindow(SW_SHOW);
+    MakeParts(this, m_edit, m_spin, m_pFont, m_nWidth, m_nHeight, m_nSpinWidth);
     return 0;
 }
 
@@ -99,11 +127,7 @@ void CZNTFloatEditWnd::ChangeSize(int nDigits, bool bSign)
 {
     SetSingnFlag(bSign);
     m_nChars = nDigits + 1;
-    EntrySize(m_nChars, m_nCharWidth, m_nCharHeight, m_nSpinWidth, m_nWidth, m_nHeight);
-    SetWindowPos(nullptr, 0, 0, m_nWidth, m_nHeight, SWP_NOMOVE | SWP_NOZORDER);
-    m_edit.MoveWindow(0, 0, m_nWidth - m_nSpinWidth, m_nHeight);
-    m_spin.MoveWindow(m_nWidth - m_nSpinWidth, 0, m_nSpinWidth, m_nHeight);
-    m_edit.SetLimitText((UINT)m_nChars);
+    LayOut(this, m_edit, m_spin, m_nChars, m_nCharWidth, m_nCharHeight, m_nSpinWidth, m_nWidth, m_nHeight);
 }
 
 void CZNTFloatEditWnd::SetSingnFlag(bool bSign)
@@ -114,27 +138,11 @@ void CZNTFloatEditWnd::SetSingnFlag(bool bSign)
 
 void CZNTFloatEditWnd::OnPaint()
 {
-    cairo_t* cr = static_cast<cairo_t*>(m_pPaintContext);
-    if (!cr) return;
-    cairo_rectangle(cr, 0, 0, m_nClientWidth, m_nClientHeight);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
+    ctl::BeginFacePaint(this);  // the face colour under the field and the spin button
 }
 
-LRESULT CZNTFloatEditWnd::OnReturn(WPARAM, LPARAM)
-{
-    if (m_pOwner) m_pOwner->SendMessage(WM_ENTRY_RETURN, 0, 0);
-    ShowWindow(SW_HIDE);
-    return 0;
-}
-
-LRESULT CZNTFloatEditWnd::OnEscape(WPARAM, LPARAM)
-{
-    if (m_pOwner) m_pOwner->SendMessage(WM_ENTRY_ESCAPE, 0, 0);
-    ShowWindow(SW_HIDE);
-    if (CWnd* p = GetParent()) p->SetFocus();
-    return 0;
-}
+LRESULT CZNTFloatEditWnd::OnReturn(WPARAM, LPARAM) { return Finish(this, m_pOwner, WM_ENTRY_RETURN); }
+LRESULT CZNTFloatEditWnd::OnEscape(WPARAM, LPARAM) { return Finish(this, m_pOwner, WM_ENTRY_ESCAPE); }
 
 // --- CZNTSpinEditWnd ------------------------------------------------------------------------
 
@@ -170,12 +178,7 @@ int CZNTSpinEditWnd::OnCreate(LPCREATESTRUCT lpCreateStruct)
     SetWindowPos(nullptr, 0, 0, m_nWidth, m_nHeight, SWP_NOMOVE | SWP_NOZORDER);
     m_edit.MakeWindow(kEditStyle, CRect(0, 0, m_nWidth - m_nSpinWidth, m_nHeight), this, kEditID, 1, m_nMax, 0, 0);
     m_edit.SetLimitText((UINT)m_nChars);
-    m_edit.SetFont(m_pFont);
-    m_edit.ShowWindow(SW_SHOW);
-    m_spin.Create(kSpinStyle, CRect(m_nWidth - m_nSpinWidth, 0, m_nWidth, m_nHeight), this, kSpinID);
-    m_spin.SetBase(10);
-    m_spin.SetBuddy(&m_edit);
-    m_spin.ShowWindow(SW_SHOW);
+    MakeParts(this, m_edit, m_spin, m_pFont, m_nWidth, m_nHeight, m_nSpinWidth);
     return 0;
 }
 
@@ -192,24 +195,8 @@ void CZNTSpinEditWnd::SetNewValue(int nValue, int nMin, int nMax)
 void CZNTSpinEditWnd::ChangeSize(int nDigits, bool)
 {
     m_nChars = nDigits + 1;
-    EntrySize(m_nChars, m_nCharWidth, m_nCharHeight, m_nSpinWidth, m_nWidth, m_nHeight);
-    SetWindowPos(nullptr, 0, 0, m_nWidth, m_nHeight, SWP_NOMOVE | SWP_NOZORDER);
-    m_edit.MoveWindow(0, 0, m_nWidth - m_nSpinWidth, m_nHeight);
-    m_spin.MoveWindow(m_nWidth - m_nSpinWidth, 0, m_nSpinWidth, m_nHeight);
-    m_edit.SetLimitText((UINT)m_nChars);
+    LayOut(this, m_edit, m_spin, m_nChars, m_nCharWidth, m_nCharHeight, m_nSpinWidth, m_nWidth, m_nHeight);
 }
 
-LRESULT CZNTSpinEditWnd::OnReturn(WPARAM, LPARAM)
-{
-    if (m_pOwner) m_pOwner->SendMessage(WM_ENTRY_RETURN, 0, 0);
-    ShowWindow(SW_HIDE);
-    return 0;
-}
-
-LRESULT CZNTSpinEditWnd::OnEscape(WPARAM, LPARAM)
-{
-    if (m_pOwner) m_pOwner->SendMessage(WM_ENTRY_ESCAPE, 0, 0);
-    ShowWindow(SW_HIDE);
-    if (CWnd* p = GetParent()) p->SetFocus();
-    return 0;
-}
+LRESULT CZNTSpinEditWnd::OnReturn(WPARAM, LPARAM) { return Finish(this, m_pOwner, WM_ENTRY_RETURN); }
+LRESULT CZNTSpinEditWnd::OnEscape(WPARAM, LPARAM) { return Finish(this, m_pOwner, WM_ENTRY_ESCAPE); }

@@ -13,11 +13,12 @@
 #include "ControlPaint.h"
 #include "StdControls.h"
 #include "Trace.h"
-#include "x11/X11Bridge.h"
+#include "PlatformBridge.h"
 
 namespace {
 
 constexpr UINT kKeyReturn = 36, kKeyEnter = 76, kKeyEscape = 53, kKeyTab = 48;
+constexpr int kCaptionHeight = 24;
 
 std::map<UINT, DialogTemplate>& Templates()
 {
@@ -155,12 +156,17 @@ BOOL CDialog::CreateFromTemplate(const DialogTemplate& t, CWnd* owner)
         x = px;
         y = py;
     }
-    CRect r(x, y, x + t.width, y + t.height);
+    // On a display without a window manager the dialog draws its own title
+    // strip above the template's area.
+    platform::View* ownerView = owner ? reinterpret_cast<platform::View*>(owner->GetSafeHwnd()) : nullptr;
+    m_nCaption = platform::FramesDialogs(ownerView) ? 0 : kCaptionHeight;
+    CRect r(x, y - m_nCaption / 2, x + t.width, y + t.height + m_nCaption - m_nCaption / 2);
     if (!CWnd::Create(nullptr, t.caption, WS_POPUP | WS_CAPTION | WS_SYSMENU | DS_MODALFRAME, r, owner,
                       (UINT)m_nIDTemplate))
         return FALSE;
     for (const DialogItemTemplate& it : t.items) {
         CRect ir(it.rect);
+        ir.OffsetRect(0, m_nCaption);
         CRect inclusive(ir.left, ir.top, ir.right - 1, ir.bottom - 1);
         DWORD style = it.style | WS_CHILD | WS_VISIBLE;
         CWnd* w = nullptr;
@@ -213,7 +219,10 @@ INT_PTR CDialog::DoModal()
 {
     const DialogTemplate* t = m_pTemplate ? m_pTemplate : AfxFindDialogTemplate(m_nIDTemplate);
     if (!t || m_bCreated) return -1;
+    // Without a parent the dialog opens over the window the user last
+    // worked in, else over the window with the focus.
     CWnd* owner = m_pParentWnd0 ? m_pParentWnd0 : AfxGetInputWindow();
+    if (!owner) owner = CWnd::GetFocus();
     if (owner && !owner->GetSafeHwnd()) owner = nullptr;
     CWnd* panel = owner ? PanelOf(owner) : nullptr;
     CWnd* oldFocus = CWnd::GetFocus();
@@ -230,7 +239,7 @@ INT_PTR CDialog::DoModal()
         if (OnInitDialog() && !m_bEnded) {
             ShowWindow(SW_SHOW);
             UpdateWindow();
-            x11::WaitViewable(reinterpret_cast<x11::View*>(m_hWnd), 1000);
+            platform::WaitViewable(reinterpret_cast<platform::View*>(m_hWnd), 1000);
             CWnd* first = nullptr;
             for (auto it = m_children.rbegin(); it != m_children.rend() && !first; ++it)
                 if (Focusable(*it)) first = *it;
@@ -330,23 +339,31 @@ void CDialog::OnKeyDown(UINT, UINT, UINT) {}
 
 void CDialog::OnPaint()
 {
-    cairo_t* cr = static_cast<cairo_t*>(m_pPaintContext);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
-    cairo_rectangle(cr, 0, 0, m_nClientWidth, m_nClientHeight);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
+    if (m_nCaption > 0) {
+        // The title strip a window manager would otherwise draw.
+        cairo_pattern_t* g = cairo_pattern_create_linear(0, 0, 0, m_nCaption);
+        cairo_pattern_add_color_stop_rgb(g, 0, 0.30, 0.33, 0.39);
+        cairo_pattern_add_color_stop_rgb(g, 1, 0.22, 0.24, 0.29);
+        cairo_rectangle(cr, 0, 0, m_nClientWidth, m_nCaption);
+        cairo_set_source(cr, g);
+        cairo_fill(cr);
+        cairo_pattern_destroy(g);
+        ctl::PaintTextIn(cr, nullptr, m_windowText, 0, 0, m_nClientWidth, m_nCaption, ctl::kSelText, true);
+    }
+    // A frame of its own, so the dialog stands out from the panel under it
+    // even where no window manager decorates it.
+    cairo_rectangle(cr, 0.5, 0.5, m_nClientWidth - 1, m_nClientHeight - 1);
+    cairo_set_source_rgb(cr, 0.45, 0.45, 0.46);
+    cairo_set_line_width(cr, 1);
+    cairo_stroke(cr);
 }
 
 // --- message boxes --------------------------------------------------------------------------------
 
 namespace {
 
-cairo_t* Scratch()
-{
-    static cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
-    static cairo_t* cr = cairo_create(s);
-    return cr;
-}
 
 class CMessageBoxDlg : public CDialog {
 public:
@@ -384,6 +401,13 @@ public:
         m_t.width = w;
         m_t.height = h;
         m_textRect = CRect(textX, kMargin, w - kMargin, kMargin + textH);
+        DialogItemTemplate label;  // the text, as Windows' message boxes keep it: a static, id 0xFFFF
+        label.kind = DialogItemTemplate::kStatic;
+        label.id = 0xFFFF;
+        int textTop = kMargin + std::max(0, (kIcon - m_textH) / 2);
+        label.rect = RECT{textX, textTop, textX + m_textW + 1, textTop + m_textH + 1};
+        label.text = m_text;
+        m_t.items.push_back(label);
         int bx = w - kMargin - buttonsW, by = h - kMargin - kButtonH + 4;
         for (int i = 0; i < count; ++i) {
             DialogItemTemplate b;
@@ -417,15 +441,7 @@ public:
         CDialog::OnPaint();
         cairo_t* cr = static_cast<cairo_t*>(m_pPaintContext);
         if (!cr) return;
-        PaintIcon(cr, 20, m_textRect.top);
-        PangoLayout* l = AfxMakeTextLayout(cr, nullptr, m_text, m_text.GetLength());
-        pango_layout_set_width(l, m_textRect.Width() * PANGO_SCALE);
-        pango_layout_set_wrap(l, PANGO_WRAP_WORD_CHAR);
-        ctl::SetColour(cr, ctl::kText);
-        double y = m_textRect.top + std::max(0, (32 - m_textH) / 2);
-        cairo_move_to(cr, m_textRect.left, y);
-        pango_cairo_show_layout(cr, l);
-        g_object_unref(l);
+        PaintIcon(cr, 20, m_textRect.top + m_nCaption);
     }
 
     DECLARE_MESSAGE_MAP()
@@ -433,7 +449,7 @@ public:
 private:
     void PangoLayoutSize(int maxW)
     {
-        PangoLayout* l = AfxMakeTextLayout(Scratch(), nullptr, m_text, m_text.GetLength());
+        PangoLayout* l = AfxMakeTextLayout(ctl::MeasuringContext(), nullptr, m_text, m_text.GetLength());
         pango_layout_set_width(l, maxW * PANGO_SCALE);
         pango_layout_set_wrap(l, PANGO_WRAP_WORD_CHAR);
         pango_layout_get_pixel_size(l, &m_textW, &m_textH);

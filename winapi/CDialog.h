@@ -122,6 +122,7 @@ public:
 
 protected:
     const DialogTemplate* m_pTemplate = nullptr;  // for InitModalIndirect
+    int m_nCaption = 0;  // height of the title strip drawn by the dialog itself
 
 private:
     BOOL CreateFromTemplate(const DialogTemplate& t, CWnd* owner);

@@ -6,7 +6,7 @@
 
 #include "ControlPaint.h"
 #include "PopupList.h"
-#include "x11/X11Bridge.h"
+#include "PlatformBridge.h"
 
 namespace {
 
@@ -17,12 +17,6 @@ constexpr int kSeparatorH = 9;
 constexpr int kCheckColumn = 22;  // room for the check mark
 constexpr int kRightPad = 18;
 
-cairo_t* Scratch()
-{
-    static cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
-    static cairo_t* cr = cairo_create(s);
-    return cr;
-}
 
 class CPopupList : public CWnd {
 public:
@@ -31,7 +25,7 @@ public:
         int th = 0;
         for (const PopupItem& it : m_items) {
             int w = 0, h = 0;
-            ctl::TextSize(Scratch(), font, it.text.IsEmpty() ? " " : (const char*)it.text, w, h);
+            ctl::TextSize(ctl::MeasuringContext(), font, it.text.IsEmpty() ? " " : (const char*)it.text, w, h);
             m_textW = std::max(m_textW, w);
             th = std::max(th, h);
         }
@@ -50,12 +44,12 @@ public:
     {
         m_hover = Selectable(current) ? current : -1;
         ShowWindow(SW_SHOW);
-        x11::View* v = reinterpret_cast<x11::View*>(m_hWnd);
-        x11::WaitViewable(v, 1000);
-        x11::GrabInput(v);
+        platform::View* v = reinterpret_cast<platform::View*>(m_hWnd);
+        platform::WaitViewable(v, 1000);
+        platform::GrabInput(v);
         HWND self = m_hWnd;
         RunModalLoop();
-        if (m_hWnd == self) x11::ReleaseInput(v);
+        if (m_hWnd == self) platform::ReleaseInput(v);
         return m_chosen;
     }
 

@@ -1,6 +1,7 @@
 #pragma once
 // Window objects: CWnd with message dispatch, posting, timers, focus and
-// capture, backed by one X11 child window each; CWinApp; and the free
+// capture, backed by one native child window each (through the platform
+// bridge); CWinApp; and the free
 // functions of the window layer.
 #include <cstdint>
 #include <memory>
@@ -11,7 +12,7 @@
 #include "CCmdTarget.h"
 #include "CString.h"
 #include "WinTypes.h"
-#include "x11/X11Bridge.h"
+#include "PlatformBridge.h"
 
 class CCreateContext;
 
@@ -60,7 +61,7 @@ struct MSG {
 #define WM_CLOSE 0x0010
 #endif
 
-class CWnd : public CCmdTarget, private x11::ViewClient {
+class CWnd : public CCmdTarget, private platform::ViewClient {
 public:
     CWnd();
     ~CWnd() override;
@@ -74,7 +75,7 @@ public:
     virtual BOOL DestroyWindow();
 
     // --- the host's window as the root of a tree
-    // Adopts the window the host hands to the editor (on X11 its window id)
+    // Adopts the window the host hands to the editor (its native handle)
     // as this object's view, on a new display connection of its own, and
     // reads its bounds. The host's window is never changed or destroyed.
     BOOL AdoptHostWindow(void* systemWindow);
@@ -234,8 +235,8 @@ public:
     CRect m_rcUpdate;
 
 private:
-    void OnViewEvent(const x11::ViewEvent& ev) override;
-    void OnViewPaint(cairo_t* cr, const x11::Rect& update) override;
+    void OnViewEvent(const platform::ViewEvent& ev) override;
+    void OnViewPaint(cairo_t* cr, const platform::Rect& update) override;
     void RemoveChild(CWnd* child);
     void ForgetWindow();
     BOOL m_bDestroying = FALSE;
@@ -300,7 +301,7 @@ LPCTSTR AfxRegisterWndClass(UINT nClassStyle, HCURSOR hCursor = nullptr, HBRUSH 
 // opens over it), or null.
 CWnd* AfxGetInputWindow();
 
-// The event pump: X11 events, posted messages, timer firings and painting.
+// The event pump: window-system events, posted messages, timer firings and painting.
 // The editor calls it from its idle entry with timeout 0; it is safe to call
 // at any rate. Returns the number of things handled.
 int AfxPumpMessages(int timeoutMs = 0);
@@ -311,6 +312,9 @@ UINT AfxGetModifierFlags();
 void AfxSetModifierFlags(UINT flags);
 // The character of the key event being delivered (0 outside one).
 UINT AfxGetCurrentEventChar();
+// Whether Control was held at the latest input event. The key state above
+// never reports it; text fields use it for their Control shortcuts.
+BOOL AfxIsControlHeld();
 
 #define AFX_MOD_COMMAND 0x100u
 #define AFX_MOD_SHIFT 0x200u

@@ -1,5 +1,7 @@
 #include "ControlPaint.h"
 
+#include "CWnd.h"
+
 #include <pango/pangocairo.h>
 
 #include <algorithm>
@@ -9,6 +11,23 @@
 namespace ctl {
 
 void SetColour(cairo_t* cr, const Rgb& c, double alpha) { cairo_set_source_rgba(cr, c.r, c.g, c.b, alpha); }
+
+cairo_t* MeasuringContext()
+{
+    static cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
+    static cairo_t* cr = cairo_create(s);
+    return cr;
+}
+
+cairo_t* BeginFacePaint(CWnd* w)
+{
+    auto* cr = static_cast<cairo_t*>(w->m_pPaintContext);
+    if (!cr) return nullptr;
+    cairo_rectangle(cr, 0, 0, w->m_nClientWidth, w->m_nClientHeight);
+    SetColour(cr, kFace);
+    cairo_fill(cr);
+    return cr;
+}
 
 void RoundedRect(cairo_t* cr, double x, double y, double w, double h, double r)
 {

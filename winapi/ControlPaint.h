@@ -6,6 +6,7 @@
 
 typedef struct _PangoLayout PangoLayout;
 class CFont;
+class CWnd;
 
 // A layout of text in font (null: the layer's default face, 12 pixels).
 PangoLayout* AfxMakeTextLayout(cairo_t* cr, const CFont* font, const char* text, int length);
@@ -23,6 +24,11 @@ constexpr Rgb kAccent{0.20, 0.47, 0.85};    // focus ring, selection, highlight
 constexpr Rgb kSelText{1, 1, 1};
 
 void SetColour(cairo_t* cr, const Rgb& c, double alpha = 1.0);
+// A context for measuring text outside painting.
+cairo_t* MeasuringContext();
+// The context of a control's paint, its client area already filled with the
+// face colour, or null outside a paint.
+cairo_t* BeginFacePaint(CWnd* w);
 void RoundedRect(cairo_t* cr, double x, double y, double w, double h, double r);
 // A raised, gradient-filled button face; pressed draws it sunk.
 void PaintButtonFace(cairo_t* cr, double x, double y, double w, double h, bool pressed, bool isDefault);

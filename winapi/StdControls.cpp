@@ -11,6 +11,7 @@
 
 #include "CDC.h"
 #include "ControlPaint.h"
+#include "PlatformBridge.h"
 #include "PopupList.h"
 #include "Trace.h"
 
@@ -20,6 +21,7 @@ namespace {
 // editor was written for).
 constexpr UINT kKeyLeft = 123, kKeyRight = 124, kKeyUp = 126, kKeyDown = 125, kKeyHome = 115, kKeyEnd = 119,
                kKeyDelete = 117, kKeyReturn = 36, kKeyEnter = 76;
+constexpr UINT kKeyA = 0, kKeyX = 7, kKeyC = 8, kKeyV = 9;  // letters, by their key codes
 constexpr UINT kFlagShift = AFX_MOD_SHIFT >> 2;    // in the key messages' flags
 constexpr UINT kFlagCommand = AFX_MOD_COMMAND >> 2;
 
@@ -59,13 +61,6 @@ int CharCount(const char* s, int n)
     return c;
 }
 
-// A measuring context for layouts outside painting.
-cairo_t* Scratch()
-{
-    static cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
-    static cairo_t* cr = cairo_create(s);
-    return cr;
-}
 
 constexpr int kEditPad = 3;
 constexpr UINT kBlinkTimer = 1;
@@ -143,6 +138,14 @@ void CEdit::SetWindowText(LPCTSTR lpszString)
     Invalidate();
 }
 
+void CEdit::ReplaceText(LPCTSTR text)
+{
+    m_windowText = CString(text);
+    m_anchor = m_caret = m_windowText.GetLength();
+    RestartBlink();
+    Invalidate();
+}
+
 int CEdit::GetWindowText(LPTSTR buf, int nMaxCount) const { return CWnd::GetWindowText(buf, nMaxCount); }
 
 BOOL CEdit::PreTranslateMessage(MSG* pMsg)
@@ -182,8 +185,16 @@ void CEdit::OnKeyDown(UINT nChar, UINT nRepCnt, UINT nFlags)
 {
     if (CWnd* p = GetParent())
         if (dynamic_cast<CComboBox*>(p)) p->SendMessage(WM_KEYDOWN, nChar, (LPARAM)((nFlags << 16) + nRepCnt));
-    if (m_bCancelCall || ((nFlags & kFlagCommand) && (nChar == 7 || nChar == 8 || nChar == 9)))
+    bool command = (nFlags & kFlagCommand) || AfxIsControlHeld();
+    if (m_bCancelCall || ((nFlags & kFlagCommand) && (nChar == kKeyX || nChar == kKeyC || nChar == kKeyV)))
         AfxSetCancelCall(TRUE);  // cut, copy, paste: left to the field
+    if (command && (nChar == kKeyA || nChar == kKeyX || nChar == kKeyC || nChar == kKeyV)) {
+        ClipboardKey(nChar);
+        m_navKey = true;  // its control character is not text
+        Invalidate();
+        CWnd::OnKeyDown(nChar, nRepCnt, nFlags);
+        return;
+    }
     bool extend = (nFlags & kFlagShift) != 0;
     m_navKey = true;
     int a = std::min(m_anchor, m_caret), b = std::max(m_anchor, m_caret);
@@ -205,6 +216,31 @@ void CEdit::OnKeyDown(UINT nChar, UINT nRepCnt, UINT nFlags)
     }
     Invalidate();
     CWnd::OnKeyDown(nChar, nRepCnt, nFlags);
+}
+
+void CEdit::ClipboardKey(UINT nChar)
+{
+    auto* view = reinterpret_cast<platform::View*>(m_hWnd);
+    int a = std::min(m_anchor, m_caret), b = std::max(m_anchor, m_caret);
+    if (nChar == kKeyA) {
+        SelectAll();
+    } else if (nChar == kKeyC || nChar == kKeyX) {
+        if (a == b) return;
+        std::string part((const char*)m_windowText + a, (size_t)(b - a));
+        platform::SetClipboardText(view, part.c_str());
+        if (nChar == kKeyX && !(GetStyle() & ES_READONLY)) {
+            ReplaceSelection("", 0);
+            NotifyParent();
+        }
+    } else if (nChar == kKeyV && !(GetStyle() & ES_READONLY)) {
+        std::string text;
+        if (!platform::GetClipboardText(view, text, 300)) return;
+        // One line: line breaks and tabs become spaces.
+        for (char& ch : text)
+            if (ch == '\n' || ch == '\r' || ch == '\t') ch = ' ';
+        ReplaceSelection(text.data(), (int)text.size());
+        NotifyParent();
+    }
 }
 
 void CEdit::OnChar(UINT nChar, UINT, UINT)
@@ -229,7 +265,7 @@ void CEdit::OnChar(UINT nChar, UINT, UINT)
 
 int CEdit::HitTest(int x) const
 {
-    cairo_t* cr = Scratch();
+    cairo_t* cr = ctl::MeasuringContext();
     PangoLayout* l = AfxMakeTextLayout(cr, m_pFont, m_windowText, m_windowText.GetLength());
     int tw = 0, th = 0;
     pango_layout_get_pixel_size(l, &tw, &th);
@@ -317,6 +353,12 @@ void CEdit::OnPaint()
     cairo_t* cr = PaintContext(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
+    // A field that overhangs its parent (the entry window's field is one
+    // pixel taller than the window) draws its frame at the visible edge.
+    if (CWnd* p = GetParent()) {
+        w = std::max(1, std::min(w, p->m_nClientWidth - m_rect.left));
+        h = std::max(1, std::min(h, p->m_nClientHeight - m_rect.top));
+    }
     bool focused = GetFocus() == this;
     ctl::PaintField(cr, 0, 0, w, h, focused);
 
@@ -516,12 +558,9 @@ void CSpinButtonCtrl::OnTimer(UINT)
 
 void CSpinButtonCtrl::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
     int half = h / 2;
     ctl::PaintButtonFace(cr, 0, 0, w, half + 1, m_pressed > 0, false);
     ctl::PaintButtonFace(cr, 0, half, w, h - half, m_pressed < 0, false);
@@ -688,12 +727,9 @@ void CComboBox::OnKillFocus(CWnd* pNewWnd)
 
 void CComboBox::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
     ctl::PaintButtonFace(cr, 0, 0, w, h, m_bDropped, false);
     int arrowW = std::min(20, h);
     // Separator and the up/down chevrons of a pop-up button.
@@ -794,12 +830,9 @@ void CButton::OnKillFocus(CWnd* pNewWnd)
 
 void CButton::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
     int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
     bool isDefault = (GetStyle() & 0xFu) == BS_DEFPUSHBUTTON;
     bool down = m_pressed && m_inside;
     ctl::PaintButtonFace(cr, 0, 0, w, h, down, isDefault);
@@ -828,12 +861,9 @@ BOOL CStatic::Create(LPCTSTR lpszText, DWORD dwStyle, const RECT& rect, CWnd* pP
 
 void CStatic::OnPaint()
 {
-    cairo_t* cr = PaintContext(this);
+    cairo_t* cr = ctl::BeginFacePaint(this);
     if (!cr) return;
-    int w = m_nClientWidth, h = m_nClientHeight;
-    cairo_rectangle(cr, 0, 0, w, h);
-    ctl::SetColour(cr, ctl::kFace);
-    cairo_fill(cr);
+    int w = m_nClientWidth;
     PangoLayout* l = AfxMakeTextLayout(cr, m_pFont, m_windowText, m_windowText.GetLength());
     pango_layout_set_width(l, w * PANGO_SCALE);
     pango_layout_set_wrap(l, PANGO_WRAP_WORD_CHAR);

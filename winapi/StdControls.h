@@ -52,8 +52,10 @@ void AfxSetCancelCall(BOOL on);
 BOOL AfxGetCancelCall();
 
 // A one-line text field: caret (blinking while focused), selection by mouse
-// and Shift+arrows, Backspace, Delete, Left, Right, Home, End; the whole text
-// is selected when the field takes the focus.
+// and Shift+arrows, Backspace, Delete, Left, Right, Home, End, Control (or
+// Command) with A, C, X, V for select all, copy, cut, paste through the
+// desktop clipboard; the whole text is selected when the field takes the
+// focus.
 class CEdit : public CWnd {
 public:
     CEdit();
@@ -106,12 +108,16 @@ public:
     DECLARE_MESSAGE_MAP()
 
 protected:
+    // Rewrites the text as the field itself would (reformatting), with the
+    // caret at the end and no notification.
+    void ReplaceText(LPCTSTR text);
     UINT m_nLimit = 0;
     CSpinButtonCtrl* m_pSpin = nullptr;
     BOOL m_bCancelCall = FALSE;
 
 private:
     void ReplaceSelection(const char* text, int len);
+    void ClipboardKey(UINT nChar);  // Control (or Command) with A, C, X or V
     void MoveCaret(int pos, bool extend);
     int HitTest(int x) const;
     void RestartBlink();

@@ -1,9 +1,10 @@
-// X11 side of the window layer. See X11Bridge.h for the threading rules.
+// X11 side of the window layer. See PlatformBridge.h for the threading rules.
 #include "X11Bridge.h"
 
 #include <X11/Xlib.h>
 #include <X11/Xatom.h>
 #include <X11/Xutil.h>
+#include <X11/cursorfont.h>
 #include <X11/keysym.h>
 #include <cairo-xlib.h>
 #include <cairo.h>
@@ -21,11 +22,12 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <unordered_set>
 #include <vector>
 
-namespace x11 {
+namespace platform {
 
 namespace {
 
@@ -46,6 +48,7 @@ struct Connection {
     // but the tree inside the window is gone and is told so, once.
     bool hostGone = false;
     Atom wmDelete = None;  // WM_DELETE_WINDOW, once a dialog asked for it
+    std::string clipboard;  // the text we offer while we own CLIPBOARD
     View* adopted = nullptr;    // the host's window, when one was adopted
     int views = 0;
     cairo_device_t* device = nullptr;
@@ -61,7 +64,7 @@ struct Connection {
     bool haveSavedFocus = false;
     Window savedFocus = None;
     int savedRevert = RevertToParent;
-    std::map<unsigned, Cursor> cursors;
+    std::map<unsigned, ::Cursor> cursors;
 };
 
 std::vector<Connection*> g_conns;
@@ -229,6 +232,7 @@ struct View {
     Window win = None;
     bool adopted = false;
     ViewClient* client = nullptr;
+    View* parent = nullptr;  // for child views
     int x = 0, y = 0;  // kept for the adopted window only
     int w = 0, h = 0;
     bool shown = false;
@@ -372,6 +376,43 @@ void Paint(View* v)
     Present(v, r);
 }
 
+// The one table of X11 keys the layer needs to know by name.
+struct KeyName {
+    KeySym sym;
+    Key key;
+};
+const KeyName kKeys[] = {
+    {XK_Return, kKeyReturn},       {XK_KP_Enter, kKeyEnter},     {XK_Escape, kKeyEscape},
+    {XK_Tab, kKeyTab},             {XK_ISO_Left_Tab, kKeyTab},   {XK_BackSpace, kKeyBackspace},
+    {XK_Delete, kKeyDelete},       {XK_KP_Delete, kKeyDelete},   {XK_Left, kKeyLeft},
+    {XK_KP_Left, kKeyLeft},        {XK_Right, kKeyRight},        {XK_KP_Right, kKeyRight},
+    {XK_Up, kKeyUp},               {XK_KP_Up, kKeyUp},           {XK_Down, kKeyDown},
+    {XK_KP_Down, kKeyDown},        {XK_Home, kKeyHome},          {XK_KP_Home, kKeyHome},
+    {XK_End, kKeyEnd},             {XK_KP_End, kKeyEnd},         {XK_KP_Decimal, kKeyPadDecimal},
+    {XK_KP_Subtract, kKeyPadMinus}, {XK_KP_Add, kKeyPadPlus},
+};
+
+Key KeyOf(KeySym sym)
+{
+    for (const KeyName& k : kKeys)
+        if (k.sym == sym) return k.key;
+    return kKeyNone;
+}
+
+unsigned FontCursorOf(Cursor c)
+{
+    switch (c) {
+    case kCursorArrow: return XC_left_ptr;
+    case kCursorIBeam: return XC_xterm;
+    case kCursorNo: return XC_pirate;
+    case kCursorCross: return XC_crosshair;
+    case kCursorHand: return XC_hand2;
+    case kCursorSizeWE: return XC_sb_h_double_arrow;
+    case kCursorSizeNS: return XC_sb_v_double_arrow;
+    default: return 0;
+    }
+}
+
 unsigned Modifiers(unsigned state)
 {
     unsigned m = 0;
@@ -476,11 +517,38 @@ void Dispatch(Connection* c, XEvent& ev)
         int n = XLookupString(&ev.xkey, out.text, sizeof(out.text) - 1, &sym, nullptr);
         out.text[std::max(0, std::min(n, (int)sizeof(out.text) - 1))] = 0;
         out.type = ViewEvent::kKey;
-        out.keysym = sym;
+        out.key = KeyOf(sym);
         out.x = ev.xkey.x;
         out.y = ev.xkey.y;
         out.modifiers = Modifiers(ev.xkey.state);
         break;
+    }
+    case SelectionRequest: {
+        // Another program pastes what we copied: as UTF-8 (or Latin-1
+        // text, which UTF-8 of plain ASCII is), or the list of targets.
+        XSelectionRequestEvent& rq = ev.xselectionrequest;
+        XSelectionEvent reply{};
+        reply.type = SelectionNotify;
+        reply.requestor = rq.requestor;
+        reply.selection = rq.selection;
+        reply.target = rq.target;
+        reply.time = rq.time;
+        reply.property = None;
+        Atom utf8 = XInternAtom(c->dpy, "UTF8_STRING", False);
+        Atom targets = XInternAtom(c->dpy, "TARGETS", False);
+        Atom property = rq.property != None ? rq.property : rq.target;
+        if (rq.target == targets) {
+            Atom list[] = {targets, utf8, XA_STRING};
+            XChangeProperty(c->dpy, rq.requestor, property, XA_ATOM, 32, PropModeReplace,
+                            reinterpret_cast<unsigned char*>(list), 3);
+            reply.property = property;
+        } else if (rq.target == utf8 || rq.target == XA_STRING) {
+            XChangeProperty(c->dpy, rq.requestor, property, rq.target, 8, PropModeReplace,
+                            reinterpret_cast<const unsigned char*>(c->clipboard.data()), (int)c->clipboard.size());
+            reply.property = property;
+        }
+        XSendEvent(c->dpy, rq.requestor, False, 0, reinterpret_cast<XEvent*>(&reply));
+        return;
     }
     case DestroyNotify:
         if (v->adopted && ev.xdestroywindow.window == v->win) c->hostGone = true;
@@ -588,6 +656,30 @@ View* AdoptHostWindow(unsigned long xid)
     return v;
 }
 
+namespace {
+
+// The record of a window we created, known to its connection from now on.
+View* RegisterView(Connection* c, Window win, ViewClient* client, View* parent, int w, int h, Visual* visual,
+                   int depth)
+{
+    auto* v = new View;
+    v->conn = c;
+    v->win = win;
+    v->client = client;
+    v->parent = parent;
+    v->w = w;
+    v->h = h;
+    v->visual = visual;
+    v->depth = depth;
+    v->eventMask = BaseEventMask();
+    c->byWindow[win] = v;
+    ++c->views;
+    g_liveViews.insert(v);
+    return v;
+}
+
+}  // namespace
+
 View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible)
 {
     if (!parent || !Usable(parent->conn)) return nullptr;
@@ -608,18 +700,7 @@ View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int
         if (win != None) XDestroyWindow(d, win);
         return nullptr;
     }
-    auto* v = new View;
-    v->conn = c;
-    v->win = win;
-    v->client = client;
-    v->w = w;
-    v->h = h;
-    v->visual = parent->visual;
-    v->depth = parent->depth;
-    v->eventMask = a.event_mask;
-    c->byWindow[win] = v;
-    ++c->views;
-    g_liveViews.insert(v);
+    View* v = RegisterView(c, win, client, parent, w, h, parent->visual, parent->depth);
     if (visible) {
         XMapWindow(d, win);
         v->shown = true;
@@ -694,6 +775,8 @@ void DestroyView(View* v)
         } else if (c->adopted == v) {
             c->adopted = nullptr;
         }
+        for (auto& kv : c->byWindow)
+            if (kv.second->parent == v) kv.second->parent = nullptr;
         g_liveViews.erase(v);
         delete v;
         if (last) {
@@ -772,6 +855,14 @@ void ShowView(View* v, bool show)
     ErrorTrap trap(v->conn->dpy);
     if (show) {
         XMapWindow(v->conn->dpy, v->win);
+        // A window that took the focus while it (or a window it sits in)
+        // was hidden gets it now that it can be seen.
+        Connection* c = v->conn;
+        for (View* f = c->focusView; f; f = f->parent)
+            if (f == v) {
+                XSetInputFocus(c->dpy, c->focusView->win, RevertToParent, CurrentTime);
+                break;
+            }
     } else {
         if (v->conn->focusView == v) GiveBackKeyboardFocus(v);
         XUnmapWindow(v->conn->dpy, v->win);
@@ -867,19 +958,7 @@ View* CreatePopupView(View* owner, ViewClient* client, int x, int y, int w, int 
     }
     XWindowAttributes wa;
     XGetWindowAttributes(d, win, &wa);
-    auto* v = new View;
-    v->conn = c;
-    v->win = win;
-    v->client = client;
-    v->w = w;
-    v->h = h;
-    v->visual = wa.visual;
-    v->depth = wa.depth;
-    v->eventMask = BaseEventMask();
-    c->byWindow[win] = v;
-    ++c->views;
-    g_liveViews.insert(v);
-    return v;
+    return RegisterView(c, win, client, nullptr, w, h, wa.visual, wa.depth);
 }
 
 bool GrabInput(View* v)
@@ -912,6 +991,84 @@ void ReleaseInput(View* v)
     XUngrabKeyboard(d, CurrentTime);
     v->eventMask &= ~KeyPressMask;
     XSelectInput(d, v->win, v->eventMask);
+}
+
+void SetClipboardText(View* v, const char* text)
+{
+    if (!v || !Usable(v->conn)) return;
+    Connection* c = v->conn;
+    ErrorTrap trap(c->dpy);
+    c->clipboard = text ? text : "";
+    XSetSelectionOwner(c->dpy, XInternAtom(c->dpy, "CLIPBOARD", False), v->win, CurrentTime);
+}
+
+bool GetClipboardText(View* v, std::string& text, int timeoutMs)
+{
+    text.clear();
+    if (!v || !Usable(v->conn)) return false;
+    Connection* c = v->conn;
+    Display* d = c->dpy;
+    ErrorTrap trap(d);
+    Atom clipboard = XInternAtom(d, "CLIPBOARD", False);
+    Window owner = XGetSelectionOwner(d, clipboard);
+    if (owner == None) return false;
+    if (Lookup(c, owner)) {  // our own copy
+        text = c->clipboard;
+        return true;
+    }
+    Atom utf8 = XInternAtom(d, "UTF8_STRING", False);
+    Atom slot = XInternAtom(d, "GRAPHICEQ_PASTE", False);
+    XConvertSelection(d, clipboard, utf8, slot, v->win, CurrentTime);
+    XFlush(d);
+    // Wait for the owner's answer only; other events stay queued.
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    XEvent ev;
+    while (!XCheckTypedWindowEvent(d, v->win, SelectionNotify, &ev)) {
+        if (c->broken || std::chrono::steady_clock::now() > end) return false;
+        pollfd p{ConnectionNumber(d), POLLIN, 0};
+        poll(&p, 1, 5);
+    }
+    if (ev.xselection.property == None) return false;
+    Atom type;
+    int format = 0;
+    unsigned long n = 0, after = 0;
+    unsigned char* data = nullptr;
+    if (XGetWindowProperty(d, v->win, slot, 0, 1 << 16, True, AnyPropertyType, &type, &format, &n, &after, &data) !=
+            Success ||
+        !data)
+        return false;
+    if (format == 8) text.assign(reinterpret_cast<const char*>(data), n);
+    XFree(data);
+    return format == 8;
+}
+
+bool FramesDialogs(View* v)
+{
+    // An EWMH window manager announces itself on the root window.
+    Display* d = v && Usable(v->conn) ? v->conn->dpy : nullptr;
+    bool own = false;
+    if (!d) {
+        if (!(d = OpenDisplay())) return false;
+        own = true;
+    }
+    bool framed = false;
+    {
+        ErrorTrap trap(own ? nullptr : d);
+        Atom check = XInternAtom(d, "_NET_SUPPORTING_WM_CHECK", True);
+        Atom type;
+        int format;
+        unsigned long n = 0, after = 0;
+        unsigned char* data = nullptr;
+        if (check != None &&
+            XGetWindowProperty(d, DefaultRootWindow(d), check, 0, 1, False, XA_WINDOW, &type, &format, &n, &after,
+                               &data) == Success &&
+            data) {
+            framed = n == 1;
+            XFree(data);
+        }
+    }
+    if (own) XCloseDisplay(d);
+    return framed;
 }
 
 bool WaitViewable(View* v, int timeoutMs)
@@ -967,8 +1124,9 @@ void EndDirectDraw(View* v, cairo_t* cr)
     Present(v, Rect{0, 0, v->w, v->h});
 }
 
-void SetViewCursor(View* v, unsigned shape)
+void SetViewCursor(View* v, Cursor cursor)
 {
+    unsigned shape = FontCursorOf(cursor);
     if (!v || v->adopted || !Usable(v->conn)) return;
     Connection* c = v->conn;
     ErrorTrap trap(c->dpy);
@@ -977,7 +1135,7 @@ void SetViewCursor(View* v, unsigned shape)
         return;
     }
     auto it = c->cursors.find(shape);
-    Cursor cur = it != c->cursors.end() ? it->second : (c->cursors[shape] = XCreateFontCursor(c->dpy, shape));
+    ::Cursor cur = it != c->cursors.end() ? it->second : (c->cursors[shape] = XCreateFontCursor(c->dpy, shape));
     XDefineCursor(c->dpy, v->win, cur);
 }
 
@@ -1184,4 +1342,4 @@ TimerThread::~TimerThread()
     if (m_state->worker.joinable()) m_state->worker.join();
 }
 
-}  // namespace x11
+}  // namespace platform
