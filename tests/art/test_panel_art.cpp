@@ -110,13 +110,18 @@ TEST(PanelArt, StatesDifferAndOpaqueWhereRedrawn)
             differ += !p.SameRow(y, 0, p.width, p, y + half, 0);
         EXPECT_GT(differ, half / 2) << id;
     }
-    for (auto pair : {std::make_pair(5002u, 5003u), std::make_pair(5012u, 5013u)}) {
-        Picture on(pair.first), off(pair.second);
-        int differ = 0;
-        for (int y = 0; y < on.height; ++y)
-            differ += !on.SameRow(y, 0, on.width, off, y, 0);
-        EXPECT_GT(differ, 4) << pair.first;
-    }
+    Picture on(5002), off(5003);
+    int differ = 0;
+    for (int y = 0; y < on.height; ++y)
+        differ += !on.SameRow(y, 0, on.width, off, y, 0);
+    EXPECT_GT(differ, 4);
+    // The copy button never stays on and is drawn only while its menu is
+    // open: both its images and the plate at its place show it released.
+    Picture copyOn(5012), copyOff(5013), bg(5000);
+    for (int y = 0; y < copyOn.height; ++y)
+        EXPECT_TRUE(copyOn.SameRow(y, 0, copyOn.width, copyOff, y, 0)) << y;
+    for (int y = 0; y < copyOff.height / 2; ++y)
+        EXPECT_TRUE(bg.SameRow(11 + y, 64, 93, copyOff, y, 0)) << y;
     // Tracks, switches and meters are drawn over their old pixels: fully
     // opaque. (Thumbs may have soft corners: the track lies under them.)
     for (unsigned id : {5002u, 5003u, 5007u, 5009u, 5011u, 5012u, 5013u, 5014u, 5015u}) {
