@@ -15,8 +15,9 @@
 #  3. The session file gets a window entry for that plug-in, marked visible
 #     and custom-ui, so Ardour opens the plug-in's own editor on load.
 #  4. A user configuration selects the "None (Dummy)" audio backend with its
-#     pink noise input and starts the engine without asking, so the track
-#     monitors noise through the plug-in and its meters move.
+#     pink noise input and starts the engine without asking; the track
+#     monitors its input (step 3), so the noise runs through the plug-in and
+#     its meters move.
 #  5. Ardour starts on that session; once the editor's window exists and the
 #     audio has run for WAIT seconds, xwd dumps the window and xwd2png.py
 #     turns the dump into a PNG. Then Ardour and the X server are stopped.
@@ -37,7 +38,7 @@ xvfb_pid="" ardour_pid=""
 cleanup() {
   [ -n "$ardour_pid" ] && kill "$ardour_pid" 2>/dev/null && wait "$ardour_pid" 2>/dev/null || true
   [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null && wait "$xvfb_pid" 2>/dev/null || true
-  rm -rf "$tmp"
+  if [ -n "${KEEP:-}" ]; then echo "ardour-screenshot: kept $tmp"; else rm -rf "$tmp"; fi
 }
 trap cleanup EXIT
 
@@ -74,6 +75,13 @@ local track = tracks:front()
 local p = ARDOUR.LuaAPI.new_plugin(s, "GraphicEQ", ARDOUR.PluginType.LXVST, "")
 assert(not p:isnil(), "Ardour does not know GraphicEQ")
 track:add_processor_by_index(p, 0, nil, true)
+-- A gentle smile with a low-mid dip, so the faders say something. The
+-- normalised gain is (dB + 12) / 24; Ardour accepts it because it lies inside
+-- the -12..12 integer range the plug-in declares for the gains.
+local gains = {4.5, 3.5, 2, 0.5, 0, -2, -3.5, -2.5, 0, 0, 1.5, 3, 4, 5, 6}
+for band, dB in ipairs(gains) do
+  assert(ARDOUR.LuaAPI.set_processor_param(p, 2 + band, (dB + 12) / 24))
+end
 print("ROUTE " .. track:to_stateful():id():to_s())
 print("PROCESSOR " .. p:to_stateful():id():to_s())
 s:save_state("", false, false, false, false, false)
@@ -85,14 +93,19 @@ route=$(awk '/^ROUTE /{print $2}' "$tmp/lua.log")
 proc=$(awk '/^PROCESSOR /{print $2}' "$tmp/lua.log")
 [ -n "$route" ] && [ -n "$proc" ] || { cat "$tmp/lua.log"; echo "ardour-screenshot: no track or plug-in id"; exit 1; }
 
-# 3. Open the plug-in's own editor when the session loads.
+# 3. Open the plug-in's own editor when the session loads, and let every track
+#    listen to its input even while the transport stands.
 python3 - "$session/eq.ardour" "$route" "$proc" <<'EOF'
 import sys
 path, route, proc = sys.argv[1:4]
 text = open(path).read()
 window = ('  <Extra>\n    <UI>\n      <Window name="P-%s-%s" visible="1" custom-ui="1" x-off="0" y-off="0"/>\n'
           '    </UI>\n  </Extra>\n</Session>' % (route, proc))
-open(path, "w").write(text.replace("</Session>", window, 1))
+text = text.replace("</Session>", window, 1)
+monitoring = '<Option name="session-monitoring" value=""/>'
+if monitoring not in text:
+    sys.exit("ardour-screenshot: the session has no session-monitoring option")
+open(path, "w").write(text.replace(monitoring, monitoring.replace('value=""', 'value="MonitorInput"'), 1))
 EOF
 
 # 4. Dummy backend with pink noise at its inputs, started without a dialog.
@@ -116,7 +129,7 @@ cat >"$XDG_CONFIG_HOME/ardour7/config" <<'EOF'
 </Ardour>
 EOF
 
-# 5. Ardour, the editor's window, the picture.
+# 5. Ardour, the editor's window, the picture. (KEEP=1 keeps the scratch folder.)
 ardour -n -a "$session/eq.ardour" >"$tmp/ardour.log" 2>&1 &
 ardour_pid=$!
 window=""
