@@ -299,7 +299,6 @@ public:
         m_file = sf_open(path.c_str(), SFM_WRITE, &info);
         if (!m_file)
             throw HostError("cannot write " + path + ": " + sf_strerror(nullptr));
-        m_channels = channels;
     }
     ~Recorder()
     {
@@ -315,7 +314,6 @@ public:
 private:
     std::string m_path;
     SNDFILE* m_file = nullptr;
-    int m_channels = 0;
 };
 
 }  // namespace
