@@ -227,7 +227,15 @@ void DrawBackground(cairo_t* cr)
     // Legends beside the switches.
     Text(cr, "ACTIVE", 7, true, 37.5, 37, kCentre, kLegend, 1.0, 1.0, 0.6);
     Text(cr, "COPY", 7, true, 78.5, 37, kCentre, kLegend, 1.0, 1.0, 0.6);
-    Text(cr, "PROGRAM", 7, true, 184, 18, kCentre, kLegendDim, 1.0, 1.0, 0.8);
+    // The program controls share an engraved frame with its caption.
+    cairo_set_line_width(cr, 1.0);
+    RoundRect(cr, 58.5, 4.5, 264, 37, 4);
+    Set(cr, Hex(0x202226));
+    cairo_stroke(cr);
+    RoundRect(cr, 59.5, 5.5, 264, 37, 4);
+    Set(cr, Hex(0x5A5F66), 0.6);
+    cairo_stroke(cr);
+    Text(cr, "PROGRAM", 7, true, 154, 18, kCentre, kLegendDim, 1.0, 1.0, 0.8);
     Text(cr, "REVERT", 6, true, 237.5, 34, kCentre, kLegendDim, 1.0, 1.0, 0.5);
     Text(cr, "STORE", 6, true, 291.5, 34, kCentre, kLegendDim, 1.0, 1.0, 0.5);
     cairo_save(cr);
