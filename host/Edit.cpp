@@ -299,7 +299,6 @@ public:
         m_file = sf_open(path.c_str(), SFM_WRITE, &info);
         if (!m_file)
             throw HostError("cannot write " + path + ": " + sf_strerror(nullptr));
-        m_channels = channels;
     }
     ~Recorder()
     {
@@ -315,7 +314,6 @@ public:
 private:
     std::string m_path;
     SNDFILE* m_file = nullptr;
-    int m_channels = 0;
 };
 
 }  // namespace
@@ -346,6 +344,22 @@ Audio BurstSignal(double rate, int channels, double seconds)
         }
     }
     return a;
+}
+
+std::string EditUsageText()
+{
+    return "usage: graphiceq-host edit [PLUGIN] [IN] [options]\n"
+           "  opens the plug-in's editor in a window of its own (X11, as Linux hosts embed\n"
+           "  editors) and plays IN, looped, through the plug-in in real time on an audio\n"
+           "  thread; without IN, pink-noise bursts at -6, -18, -3 and -12 dBFS (--rate HZ,\n"
+           "  default 48000). Runs until the window is closed, or for --after MS.\n"
+           "\n"
+           "  --out OUT.wav          records what the plug-in plays\n"
+           "  --screenshot FILE.png  writes the window's contents after --after MS and quits\n"
+           "  --after MS             stops after MS milliseconds (taking the screenshot)\n"
+           "  --idle-ms N            calls the editor's idle every N ms (default 33)\n"
+           "  --set NAME=VALUE       as for render; --block N (default 512)\n"
+           "  Without PLUGIN: the GraphicEQ.so of this build, else ~/.vst/GraphicEQ/GraphicEQ.so.\n";
 }
 
 EditOptions ParseEditCommandLine(int argc, char** argv)
@@ -411,6 +425,13 @@ EditOptions ParseEditCommandLine(int argc, char** argv)
 
 int RunEdit(int argc, char** argv)
 {
+    for (int i = 2; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "--help" || a == "-h") {
+            std::fputs(EditUsageText().c_str(), Results());
+            return 0;
+        }
+    }
     const EditOptions o = ParseEditCommandLine(argc, argv);
     const std::string path = o.plugin.empty() ? DefaultPluginPath() : o.plugin;
 

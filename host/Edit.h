@@ -20,6 +20,8 @@ struct EditOptions {
     std::vector<std::string> sets;      // --set NAME=VALUE
 };
 
+std::string EditUsageText();
+
 // Parses argv (argv[1] is "edit"); throws UsageError.
 EditOptions ParseEditCommandLine(int argc, char** argv);
 

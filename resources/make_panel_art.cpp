@@ -200,6 +200,8 @@ void ReadoutWell(cairo_t* cr, int l, int t, int r, int b)
     FillRect(cr, l, t, 1, h, Hex(0xA6B48A));
 }
 
+void DrawCopyButton(cairo_t* cr);
+
 void DrawBackground(cairo_t* cr)
 {
     const int W = kPanelWidth, H = kPanelHeight;
@@ -225,9 +227,23 @@ void DrawBackground(cairo_t* cr)
     // Legends beside the switches.
     Text(cr, "ACTIVE", 7, true, 37.5, 37, kCentre, kLegend, 1.0, 1.0, 0.6);
     Text(cr, "COPY", 7, true, 78.5, 37, kCentre, kLegend, 1.0, 1.0, 0.6);
-    Text(cr, "PROGRAM", 7, true, 184, 18, kCentre, kLegendDim, 1.0, 1.0, 0.8);
+    // The program controls share an engraved frame with its caption.
+    cairo_set_line_width(cr, 1.0);
+    RoundRect(cr, 58.5, 4.5, 264, 37, 4);
+    Set(cr, Hex(0x202226));
+    cairo_stroke(cr);
+    RoundRect(cr, 59.5, 5.5, 264, 37, 4);
+    Set(cr, Hex(0x5A5F66), 0.6);
+    cairo_stroke(cr);
+    Text(cr, "PROGRAM", 7, true, 154, 18, kCentre, kLegendDim, 1.0, 1.0, 0.8);
     Text(cr, "REVERT", 6, true, 237.5, 34, kCentre, kLegendDim, 1.0, 1.0, 0.5);
     Text(cr, "STORE", 6, true, 291.5, 34, kCentre, kLegendDim, 1.0, 1.0, 0.5);
+    cairo_save(cr);
+    cairo_translate(cr, 64, 11);
+    cairo_rectangle(cr, 0, 0, kCopyWidth, kCopyHeight);
+    cairo_clip(cr);
+    DrawCopyButton(cr);
+    cairo_restore(cr);
     Recess(cr, 215, 9, 45, 18, Hex(0x1A1C1F));
     Recess(cr, 269, 9, 45, 18, Hex(0x1A1C1F));
 
@@ -242,8 +258,11 @@ void DrawBackground(cairo_t* cr)
     Text(cr, "GAIN", 7, true, 357, 50, kCentre, kLegend, 1.0, 1.0, 1.5);
     Text(cr, "dB", 7, true, 85, 50, kCentre, kLegendDim);
     Text(cr, "dB", 7, true, 631, 50, kCentre, kLegendDim);
-    Text(cr, "Q", 8, true, 85, 179, kCentre, kLegendDim);
-    Text(cr, "Q", 8, true, 631, 179, kCentre, kLegendDim);
+    // Units beside the read-out rows.
+    Text(cr, "dB", 7, true, 88, kGainReadoutTop + 8, kRight, kLegendDim);
+    Text(cr, "dB", 7, true, 626, kGainReadoutTop + 8, kLeft, kLegendDim);
+    Text(cr, "Q", 8, true, 88, kQReadoutTop + 8, kRight, kLegendDim);
+    Text(cr, "Q", 8, true, 626, kQReadoutTop + 8, kLeft, kLegendDim);
 
     const int firstX = BandX(0), lastX = BandX(kNumBands - 1);
 
@@ -323,7 +342,7 @@ void DrawBackground(cairo_t* cr)
             const int y = kLevelTop + LogThumbCentre(ValToNormalizeValue(paramIndex, (float)amplitude),
                                                      kLevelTrackHeight, kLevelThumbHeight);
             const Rgb c = dB == 0 ? kUnity : kTick;
-            const int len = dB == 0 || dB % 12 == 0 ? 4 : 2;
+            const int len = dB == 0 || dB % 12 == 0 ? 5 : 3;
             if (right)
                 HLine(cr, faderX + kTrackWidth, faderX + kTrackWidth + len, y, c);
             else
@@ -464,9 +483,10 @@ void DrawDisabledSwitch(cairo_t* cr)
     Text(cr, "OFF", 7, true, 19.5, 10, kCentre, Hex(0x5F646B), 0.85);
 }
 
-// Copy button, two frames stacked: released, pressed. The "on" image has an
-// amber legend (shown while the menu is open on hosts that latch it).
-void DrawCopyButton(cairo_t* cr, bool on)
+// Copy button, two frames stacked: released, pressed. The button never
+// stays on, so its "on" and "off" images are alike; the panel draws it only
+// while its menu is open, so its released look is on the plate as well.
+void DrawCopyButton(cairo_t* cr)
 {
     for (int f = 0; f < 2; ++f) {
         const bool pressed = f == 1;
@@ -474,12 +494,12 @@ void DrawCopyButton(cairo_t* cr, bool on)
         FillRect(cr, 0, top, kCopyWidth, kCopyHeight, kPlateHeader);
         ButtonFace(cr, 0, top, kCopyWidth, kCopyHeight, pressed);
         // Two sheets, one over the other.
-        const Rgb ink = on ? kUnity : Hex(0xE6E6DE);
+        const Rgb ink = Hex(0xE6E6DE);
         cairo_set_line_width(cr, 1.0);
         Set(cr, ink);
         cairo_rectangle(cr, 8.5, top + 3.5 + dy, 7, 8);
         cairo_stroke(cr);
-        FillRect(cr, 12, top + 6 + dy, 8, 9, on ? Hex(0x5A4A2A) : Hex(0x50545A));
+        FillRect(cr, 12, top + 6 + dy, 8, 9, Hex(0x50545A));
         Set(cr, ink);
         cairo_rectangle(cr, 12.5, top + 6.5 + dy, 7, 8);
         cairo_stroke(cr);
@@ -541,8 +561,8 @@ const std::vector<Image>& Images()
          [](cairo_t* cr) { DrawThumb(cr, kLevelThumbWidth, kLevelThumbHeight, Hex(0xE0544A), Hex(0x8E2019), Hex(0xFFFFFF)); },
          "level fader cap"},
         {5011, 2 * kMeterHalfWidth, kMeterHeight, DrawMeter, "meter strip (unlit | lit)"},
-        {5012, kCopyWidth, 2 * kCopyHeight, [](cairo_t* cr) { DrawCopyButton(cr, true); }, "copy button, on"},
-        {5013, kCopyWidth, 2 * kCopyHeight, [](cairo_t* cr) { DrawCopyButton(cr, false); }, "copy button, off"},
+        {5012, kCopyWidth, 2 * kCopyHeight, [](cairo_t* cr) { DrawCopyButton(cr); }, "copy button"},
+        {5013, kCopyWidth, 2 * kCopyHeight, [](cairo_t* cr) { DrawCopyButton(cr); }, "copy button"},
         {5014, kTagWidth, kTagHeight, DrawSave, "save button"},
         {5015, kTagWidth, 2 * kTagHeight, DrawModified, "modified indicator (stored | edited)"},
     };

@@ -135,6 +135,18 @@ TEST(HostEdit, RefusalsAndUsageErrors)
         EXPECT_EQ(r.status, c.status) << c.args.back();
         EXPECT_TRUE(Has(r.err, c.message)) << c.args.back();
     }
+    // An editor but no X server to show it on.
+    Mode mode("editor");
+    const char* display = std::getenv("DISPLAY");
+    const std::string saved = display ? display : "";
+    setenv("DISPLAY", ":9999", 1);
+    const Result r = RunHost({"edit", TEST_PLUGIN, "--after", "10"});
+    if (saved.empty())
+        unsetenv("DISPLAY");
+    else
+        setenv("DISPLAY", saved.c_str(), 1);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(Has(r.err, "cannot open the X display :9999"));
 }
 
 TEST(HostEdit, BurstSignalRisesAndFalls)
