@@ -217,7 +217,15 @@ protected:
         std::atomic<bool> done{false};
         std::thread t([&] {
             ScriptInput in;
-            if (in.d) script(in);
+            if (in.d) {
+                script(in);
+                // A menu or dialog the script left open would hold this
+                // thread's idle call for ever: Escape closes it (the test
+                // then fails on what it checks instead of hanging).
+                XWindowAttributes a;
+                for (int i = 0; i < 10 && (in.FindTopLevel(win, true, a, 100) || in.FindTopLevel(win, false, a, 100)); ++i)
+                    in.Key(XK_Escape);
+            }
             done = true;
         });
         while (!done) {

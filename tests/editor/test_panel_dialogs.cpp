@@ -77,7 +77,7 @@ TEST_F(PanelEntry, TheCopyMenuListsThe32ProgramsAndCopiesTheChosenOne)
     WhileIdling([&](ScriptInput& in) {
         in.Click(kX + 78, kY + 19);  // the copy button
         XWindowAttributes menu;
-        if (!in.FindTopLevel(0, true, menu)) return;
+        if (!in.FindTopLevel(win, true, menu)) return;
         const int rowH = (menu.height - 4) / 32;
         rows = rowH > 0 ? (menu.height - 4) / rowH : 0;
         // The current program's entry is greyed: a click on it chooses nothing.
@@ -110,14 +110,17 @@ TEST_F(PanelEntry, TheSaveDialogStoresTheProgramUnderTheChosenSlotAndName)
         in.Click(kX + 290, kY + 18);  // the save button
         XWindowAttributes dlg;
         if (!(shown = in.FindTopLevel(win, false, dlg))) return;
+        // The template's client area (300 x 118) sits under the dialog's
+        // caption, inside its frame.
+        const int left = dlg.x + (dlg.width - 300) / 2, top = dlg.y + dlg.height - 118 - (dlg.width - 300) / 2;
         // Slot 7 (the eighth entry) from the program list.
-        in.Click(dlg.x + 180, dlg.y + 21);
+        in.Click(left + 180, top + 21);
         XWindowAttributes list;
-        if (!in.FindTopLevel(0, true, list)) return;
+        if (!in.FindTopLevel(win, true, list)) return;
         const int rowH = (list.height - 4) / 32;
         in.Click(list.x + list.width / 2, list.y + 2 + rowH * 7 + rowH / 2);
         // The name, typed over the slot's own name.
-        in.Click(dlg.x + 280, dlg.y + 55);
+        in.Click(left + 280, top + 55);
         for (int i = 0; i < 30; ++i) in.Key(XK_BackSpace);
         for (KeySym k : {XK_m, XK_y, XK_space, XK_e, XK_q, XK_space, XK_2}) in.Key(k);
         in.Key(XK_Return);
