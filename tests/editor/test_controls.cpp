@@ -19,6 +19,7 @@
 #include "CZNTBitmapSliderDC.h"
 #include "CZNTBitmapSwitch2DC.h"
 #include "CZNTNewBitmapTumamiDC.h"
+#include "x11_host_test.h"
 
 namespace {
 
@@ -78,12 +79,10 @@ BEGIN_MESSAGE_MAP(CFaderWnd, CWnd)
     ON_WM_LBUTTONUP()
 END_MESSAGE_MAP()
 
-class FaderUnderX : public ::testing::Test {
+class FaderUnderX : public X11HostTest {
 protected:
-    Display* dpy = nullptr;
-    Window parent = 0;
-    static constexpr int kX = 40, kY = 50;  // the host window on the screen
-    static constexpr int kLeft = 30, kTop = 20;  // the fader in the window
+    static constexpr int kX = kParentX, kY = kParentY;  // the host window on the screen
+    static constexpr int kLeft = 30, kTop = 20;          // the fader in the window
     CWnd anchor;
     CFaderWnd wnd;
     CZNTBitmap track, thumb;
@@ -91,16 +90,8 @@ protected:
 
     void SetUp() override
     {
-        for (int i = 0; i < 20 && !dpy && getenv("DISPLAY"); ++i)
-            if (!(dpy = XOpenDisplay(nullptr))) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        if (!dpy) GTEST_SKIP() << "no X display";
-        XSetWindowAttributes a;
-        a.background_pixel = 0x000000;
-        a.override_redirect = True;
-        parent = XCreateWindow(dpy, DefaultRootWindow(dpy), kX, kY, 120, 300, 0, CopyFromParent, InputOutput,
-                               CopyFromParent, CWBackPixel | CWOverrideRedirect, &a);
-        XMapRaised(dpy, parent);
-        XSync(dpy, False);
+        X11HostTest::SetUp();
+        if (IsSkipped() || HasFatalFailure()) return;
         ASSERT_TRUE(track.LoadResourceBitmap(5009u));  // the level faders' images
         ASSERT_TRUE(thumb.LoadResourceBitmap(5010u));
         ASSERT_TRUE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent)));
@@ -108,11 +99,11 @@ protected:
     }
     void TearDown() override
     {
-        if (!dpy) return;
-        wnd.DestroyWindow();
-        anchor.ReleaseHostWindow();
-        XDestroyWindow(dpy, parent);
-        XCloseDisplay(dpy);
+        if (dpy) {
+            wnd.DestroyWindow();
+            anchor.ReleaseHostWindow();
+        }
+        X11HostTest::TearDown();
     }
     // Travel ends relative to the fader's top: a the minimum, b the maximum.
     int A() const { return (int)track.Height() - (int)thumb.Height() / 2; }
