@@ -93,7 +93,12 @@ public:
             if (m_hover >= 0) Finish(m_hover);
             break;
         case kKeyEscape: Finish(-1); break;
-        default: break;
+        default: {
+            int i = AfxNextItemStartingWith(m_items, m_hover, AfxGetCurrentEventChar(),
+                                            [this](int k) { return !Selectable(k); });
+            if (i >= 0) m_hover = i;
+            break;
+        }
         }
         Invalidate();
         return TRUE;

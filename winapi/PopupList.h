@@ -22,3 +22,18 @@ struct PopupItem {
 // (Escape, a click outside, the owner or the display going away).
 int AfxRunPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items,
                     int current, const CFont* font);
+
+// Type-ahead: the first item after `from` (wrapping round) whose text starts
+// with ch, ignoring case and skipping those `skip` refuses; -1 when none.
+template <class Skip>
+int AfxNextItemStartingWith(const std::vector<PopupItem>& items, int from, unsigned ch, Skip skip)
+{
+    auto lower = [](unsigned c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; };
+    int n = (int)items.size();
+    for (int k = 1; k <= n; ++k) {
+        int i = ((from < 0 ? -1 : from) + k) % n;
+        const CString& t = items[(size_t)i].text;
+        if (!skip(i) && t.GetLength() > 0 && lower((unsigned char)((const char*)t)[0]) == lower(ch)) return i;
+    }
+    return -1;
+}

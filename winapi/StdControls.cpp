@@ -710,7 +710,15 @@ void CComboBox::OnKeyDown(UINT nChar, UINT, UINT nFlags)
 
 void CComboBox::OnChar(UINT nChar, UINT, UINT)
 {
-    if (nChar == ' ') ShowDropDown(TRUE);
+    if (nChar == ' ') {
+        ShowDropDown(TRUE);
+        return;
+    }
+    // Type-ahead: the next item starting with the letter.
+    std::vector<PopupItem> items(m_items.size());
+    for (size_t i = 0; i < m_items.size(); ++i) items[i].text = m_items[i].text;
+    int i = AfxNextItemStartingWith(items, m_nCurSel, nChar, [](int) { return false; });
+    if (i >= 0) SelectByUser(i);
 }
 
 void CComboBox::OnSetFocus(CWnd* pOldWnd)

@@ -384,7 +384,8 @@ TEST_F(X11Controls, ComboBoxNotifiesOnSelectionAndChoosesFromItsList)
         const char* keys;
         int sel;
         int notes;
-    } cases[] = {{"<Down><Down><Return>", 3, 1}, {"<Up><Escape>", 3, 0}, {"<Up><KP_Enter>", 2, 1}};
+    } cases[] = {{"<Down><Down><Return>", 3, 1}, {"<Up><Escape>", 3, 0}, {"<Up><KP_Enter>", 2, 1},
+                 {"4<Return>", 3, 1}};  // type-ahead
     for (const Case& c : cases) {
         SCOPED_TRACE(c.keys);
         int before = selChanges();
@@ -429,6 +430,7 @@ TEST_F(X11Controls, PopupMenuSendsTheChosenCommandAndNothingWhenDismissed)
         {kKeys, "<Down><Down><Return>", 1012},  // the greyed item is skipped
         {kKeys, "<Down><Escape>", 0},
         {kKeys, "<End><KP_Enter>", 1013},
+        {kKeys, "t<Return>", 1012},  // type-ahead skips the greyed "Two"
         {kClickOutside, "", 0},
         {kClickItem, "", 1010},
     };
