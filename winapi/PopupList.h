@@ -30,6 +30,7 @@ int AfxNextItemStartingWith(const std::vector<PopupItem>& items, int from, unsig
 {
     auto lower = [](unsigned c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; };
     int n = (int)items.size();
+    if (n == 0) return -1;
     for (int k = 1; k <= n; ++k) {
         int i = ((from < 0 ? -1 : from) + k) % n;
         const CString& t = items[(size_t)i].text;
