@@ -5,6 +5,7 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -522,7 +523,8 @@ int CSpinButtonCtrl::SetPosForSpin(int nPos)
 void CSpinButtonCtrl::StepBy(int delta)
 {
     int old = m_nPos;
-    SetPosForSpin(m_nPos + delta);
+    long long next = (long long)m_nPos + delta;  // no overflow at the ends of the int range
+    SetPosForSpin((int)std::max<long long>(INT_MIN, std::min<long long>(INT_MAX, next)));
     // Like the stepper bound to its field: the buddy shows the new position.
     if (m_nPos != old && (GetStyle() & UDS_SETBUDDYINT)) ShowInBuddy(false);
 }
