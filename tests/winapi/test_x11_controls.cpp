@@ -358,6 +358,34 @@ TEST_F(X11Controls, FloatEntryWindowCommitsOnReturnAndKeypadEnterAndCancelsOnEsc
     EXPECT_EQ(CWnd::GetFocus(), &panel) << "Escape gives the focus back to the parent";
 }
 
+TEST_F(X11Controls, SpinEntryWindowClampsOnReturnAndCancelsOnEscape)
+{
+    CWinApp app("controls-test");
+    CFont font;
+    font.CreatePointFont(12, "Osaka");
+    CZNTSpinEditWnd entry;
+    CWindowAttr attr;
+    attr.m_rect = CRect(40, 50, 41, 51);
+    ASSERT_TRUE(entry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 2, &font, false));
+    struct Case {
+        const char* keys;
+        UINT message;
+        const char* shown;
+    } cases[] = {{"250<Return>", 0x0A01, "99"}, {"0<KP_Enter>", 0x0A01, "1"}, {"42<Escape>", 0x0A00, "42"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.keys);
+        entry.SetNewValue(5, 1, 99);
+        entry.ShowWindow(SW_SHOW);
+        EXPECT_EQ(Text(entry.m_edit), "5") << "the spin button shows the value in its buddy";
+        size_t before = panel.Of({c.message}).size();
+        PumpFor(30);
+        TypeAndPump(c.keys);
+        ASSERT_EQ(panel.Of({c.message}).size(), before + 1);
+        EXPECT_FALSE(entry.IsWindowVisible());
+        EXPECT_EQ(Text(entry.m_edit), c.shown) << "Return clamps to the field's range (1 to 99 digits' worth)";
+    }
+}
+
 // --- combo box ------------------------------------------------------------------------------
 
 TEST_F(X11Controls, ComboBoxNotifiesOnSelectionAndChoosesFromItsList)
