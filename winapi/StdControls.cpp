@@ -36,6 +36,7 @@ BOOL CreateControl(CWnd* self, LPCTSTR text, DWORD style, const RECT& r, CWnd* p
 {
     if (!parent || !parent->GetSafeHwnd()) return FALSE;
     RECT ex{r.left, r.top, r.right + 1, r.bottom + 1};
+    self->m_bSizeBeforeMove = TRUE;
     return self->CWnd::Create(nullptr, text, style | WS_CHILD, ex, parent, id);
 }
 

@@ -187,8 +187,22 @@ TEST_F(X11Controls, NumericEditAcceptsOnlyNumbersAndFormatsOnCommit)
 
 TEST_F(X11Controls, NumericEditValuesAndRangesWithoutTyping)
 {
-    CFloatEdit edit;
+    // Created from an inclusive rectangle: WM_CREATE, then WM_SIZE, then WM_MOVE.
+    struct CRecordingEdit : CFloatEdit {
+        std::vector<Msg> got;
+        LRESULT WindowProc(UINT m, WPARAM wp, LPARAM lp) override
+        {
+            got.push_back({m, wp, lp});
+            return CFloatEdit::WindowProc(m, wp, lp);
+        }
+    } edit;
     ASSERT_TRUE(edit.Create(WS_VISIBLE, CRect(10, 10, 150, 34), &panel, 5));
+    ASSERT_GE(edit.got.size(), 3u);
+    EXPECT_EQ(edit.got[0].message, (UINT)WM_CREATE);
+    EXPECT_EQ(edit.got[1].message, (UINT)WM_SIZE);
+    EXPECT_EQ(edit.got[1].lp, MAKELPARAM(141, 25));
+    EXPECT_EQ(edit.got[2].message, (UINT)WM_MOVE);
+    EXPECT_EQ(edit.got[2].lp, MAKELPARAM(10, 10));
     edit.SetWindowText("123");
     EXPECT_EQ(Text(edit), "1.2mm");
     char v[16];
