@@ -509,6 +509,36 @@ TEST_F(X11Controls, PopupMenuSendsTheChosenCommandAndNothingWhenDismissed)
         EXPECT_LT(checkPixel, 0xC0u) << "a check mark beside the current item";
         EXPECT_EQ(OpenPopup(panel), nullptr);
     }
+    // A submenu opens beside its item; its choice is the menu's, and Left
+    // (or Escape) closes only the submenu.
+    CMenu sub;
+    ASSERT_TRUE(sub.CreatePopupMenu());
+    sub.AppendMenu(MF_STRING, 2001, "Sub one");
+    sub.AppendMenu(MF_STRING, 2002, "Sub two");
+    menu.AppendMenu(MF_POPUP, (UINT_PTR)sub.GetSafeHmenu(), "More");
+    struct SubCase {
+        const char* open;  // in the menu: to the submenu and into it
+        const char* inSub;
+        const char* after;  // in the menu again, when the submenu closed
+        int result;
+    } subCases[] = {{"<End><Right>", "<Down><Down><Return>", "", 2002},
+                    {"<End><Return>", "<Left>", "<Up><Return>", 1013},
+                    {"<End><Right>", "<Escape>", "<Escape>", 0}};
+    for (const SubCase& c : subCases) {
+        SCOPED_TRACE(c.inSub);
+        auto subOpen = [&] { return OpenPopup(panel) && OpenPopup(*OpenPopup(panel)); };
+        WhenTrue([&] { return OpenPopup(panel) != nullptr; },
+                 [&] {
+                     Type(c.open);
+                     WhenTrue(subOpen, [&] {
+                         Type(c.inSub);
+                         if (*c.after)
+                             WhenTrue([&] { return OpenPopup(panel) && !subOpen(); }, [&] { Type(c.after); });
+                     });
+                 });
+        EXPECT_EQ(menu.TrackPopupMenu(TPM_RETURNCMD, 20, 20, &panel), c.result);
+    }
+
     // With TPM_RETURNCMD the id comes back and nothing is sent.
     size_t before = panel.Of({WM_COMMAND}).size();
     WhenTrue([&] { return OpenPopup(panel) != nullptr; }, [&] { Type("<Down><Return>"); });
