@@ -185,7 +185,13 @@ int CZNTSpinEditWnd::OnCreate(LPCREATESTRUCT lpCreateStruct)
 void CZNTSpinEditWnd::SetNewValue(int nValue, int nMin, int nMax)
 {
     m_spin.SetRange32(nMin, nMax);
-    m_spin.SetPos(nValue);
+    if (m_spin.SetPos(nValue) == m_spin.GetPos()) {
+        // The spin button shows only a change; the field may still hold the
+        // text typed last time, so it is shown the value here.
+        char text[16];
+        std::snprintf(text, sizeof text, "%d", m_spin.GetPos());
+        m_edit.SetTextForSpin(text);
+    }
     m_edit.SetFocus();
     m_edit.SetNewValue(nValue, nMin, nMax);
     int caret = (nValue >= -9 && nValue <= 9) ? 1 : (nValue >= -99 && nValue <= 99) ? 2 : 3;

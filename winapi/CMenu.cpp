@@ -10,13 +10,15 @@
 
 namespace {
 
-constexpr UINT kKeyUp = 126, kKeyDown = 125, kKeyReturn = 36, kKeyEnter = 76, kKeyEscape = 53, kKeyHome = 115,
+constexpr UINT kKeyLeft = 123, kKeyRight = 124, kKeyUp = 126, kKeyDown = 125, kKeyReturn = 36, kKeyEnter = 76, kKeyEscape = 53, kKeyHome = 115,
                kKeyEnd = 119;
 constexpr int kRowPad = 4;       // above and below the text of a row
 constexpr int kSeparatorH = 9;
 constexpr int kCheckColumn = 22;  // room for the check mark
 constexpr int kRightPad = 18;
 
+
+int AfxRunSubList(CWnd* owner, int x, int y, const std::vector<PopupItem>& items, const CFont* font);
 
 class CPopupList : public CWnd {
 public:
@@ -58,6 +60,7 @@ public:
         // Every key of the list is the list's: nothing reaches a dialog
         // behind it.
         if (pMsg->message != WM_KEYDOWN) return FALSE;
+        if (m_bSubOpen) return TRUE;  // keys that were on their way before the submenu took over
         int n = (int)m_items.size();
         switch ((UINT)pMsg->wParam) {
         case kKeyUp:
@@ -90,10 +93,21 @@ public:
             break;
         case kKeyReturn:
         case kKeyEnter:
-            if (m_hover >= 0) Finish(m_hover);
+            if (m_hover >= 0) Activate(m_hover);
             break;
-        case kKeyEscape: Finish(-1); break;
-        default: break;
+        case kKeyRight:
+            if (m_hover >= 0 && m_items[(size_t)m_hover].submenu) Activate(m_hover);
+            break;
+        case kKeyLeft:  // closes a submenu; a top-level list stays
+            if (m_bSub) Finish(kClosed);
+            break;
+        case kKeyEscape: Finish(kClosed); break;
+        default: {
+            int i = AfxNextItemStartingWith(m_items, m_hover, AfxGetCurrentEventChar(),
+                                            [this](int k) { return !Selectable(k); });
+            if (i >= 0) m_hover = i;
+            break;
+        }
         }
         Invalidate();
         return TRUE;
@@ -149,15 +163,16 @@ public:
 
     afx_msg void OnLButtonDown(UINT, CPoint p)
     {
-        if (!Inside(p)) Finish(-1);  // a click anywhere else closes the list
+        if (m_bSubOpen) return;
+        if (!Inside(p)) Finish(kDismissAll);  // a click anywhere else closes the list (and its parents)
     }
 
     afx_msg void OnLButtonUp(UINT, CPoint p)
     {
         // The release of the click that opened the list chooses nothing
         // unless the pointer was dragged onto an item.
-        int i = Inside(p) ? RowAt(p.y) : -1;
-        if (i >= 0 && Selectable(i)) Finish(i);
+        int i = Inside(p) && !m_bSubOpen ? RowAt(p.y) : -1;
+        if (i >= 0 && Selectable(i)) Activate(i);
     }
 
     afx_msg void OnRButtonDown(UINT nFlags, CPoint p) { OnLButtonDown(nFlags, p); }
@@ -174,8 +189,37 @@ private:
     bool Inside(CPoint p) const { return p.x >= 0 && p.y >= 0 && p.x < m_nClientWidth && p.y < m_nClientHeight; }
     bool Selectable(int i) const
     {
-        return i >= 0 && i < (int)m_items.size() && !m_items[(size_t)i].separator && !m_items[(size_t)i].grayed &&
-               !m_items[(size_t)i].submenu;
+        if (i < 0 || i >= (int)m_items.size()) return false;
+        const PopupItem& it = m_items[(size_t)i];
+        return !it.separator && !it.grayed && (!it.submenu || !it.children.empty());
+    }
+    int RowTop(int index) const
+    {
+        int y = 2;
+        for (int i = 0; i < index && i < (int)m_items.size(); ++i) y += m_items[(size_t)i].separator ? kSeparatorH : m_rowH;
+        return y;
+    }
+    // Chooses item i, or opens its submenu beside it and takes the
+    // submenu's choice.
+    void Activate(int i)
+    {
+        const PopupItem& it = m_items[(size_t)i];
+        if (!it.submenu) {
+            Finish(it.code >= 0 ? it.code : i);
+            return;
+        }
+        HWND self = m_hWnd;
+        m_bSubOpen = true;
+        int r = AfxRunSubList(this, m_nClientWidth - 4, RowTop(i) - 2, it.children, m_font);
+        if (m_hWnd != self) return;
+        m_bSubOpen = false;
+        if (r >= 0 || r == kDismissAll) {
+            Finish(r);
+            return;
+        }
+        // Back from a submenu closed by Escape or Left: this list holds
+        // the input again.
+        platform::GrabInput(reinterpret_cast<platform::View*>(m_hWnd));
     }
     int RowAt(int py) const
     {
@@ -193,6 +237,12 @@ private:
         EndModalLoop(index);
     }
 
+public:
+    static constexpr int kClosed = -1, kDismissAll = -2;
+    bool m_bSub = false;  // a submenu of another list
+    bool m_bSubOpen = false;  // one of its submenus runs
+
+private:
     std::vector<PopupItem> m_items;
     const CFont* m_font;
     int m_textW = 0;
@@ -215,11 +265,14 @@ END_MESSAGE_MAP()
 
 }  // namespace
 
-int AfxRunPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items,
-                    int current, const CFont* font)
+namespace {
+
+int RunList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items, int current,
+            const CFont* font, bool sub)
 {
     if (!owner || !owner->GetSafeHwnd() || items.empty()) return -1;
     CPopupList list(items, font);
+    list.m_bSub = sub;
     int w = list.Width(minWidth), h = list.Height();
     if (xAlign == 1) x -= w / 2;
     if (xAlign == 2) x -= w;
@@ -228,6 +281,19 @@ int AfxRunPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const s
     int chosen = list.Run(current);
     list.DestroyWindow();
     return chosen;
+}
+
+int AfxRunSubList(CWnd* owner, int x, int y, const std::vector<PopupItem>& items, const CFont* font)
+{
+    return RunList(owner, x, y, 0, 0, items, -1, font, true);
+}
+
+}  // namespace
+
+int AfxRunPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items,
+                    int current, const CFont* font)
+{
+    return RunList(owner, x, y, xAlign, minWidth, items, current, font, false);
 }
 
 // --- CMenu ------------------------------------------------------------------------------
@@ -299,9 +365,8 @@ UINT CMenu::GetMenuItemID(int nPos) const
     return (it.flags & MF_SEPARATOR) ? 0 : it.id;
 }
 
-BOOL CMenu::TrackPopupMenu(UINT nFlags, int x, int y, CWnd* pWnd, LPCRECT)
+std::vector<PopupItem> CMenu::ListItems(int depth) const
 {
-    if (!m_hMenu || !pWnd || m_items.empty()) return FALSE;
     std::vector<PopupItem> items(m_items.size());
     for (size_t i = 0; i < m_items.size(); ++i) {
         const Item& it = m_items[i];
@@ -310,12 +375,22 @@ BOOL CMenu::TrackPopupMenu(UINT nFlags, int x, int y, CWnd* pWnd, LPCRECT)
         items[i].grayed = (it.flags & (MF_GRAYED | MF_DISABLED)) != 0;
         items[i].separator = (it.flags & MF_SEPARATOR) != 0;
         items[i].submenu = (it.flags & MF_POPUP) != 0;
+        items[i].code = (int)(it.id & 0x7FFFFFFF);
+        // A menu that contains itself is shown eight levels deep, no more.
+        if (items[i].submenu && it.sub && depth < 8) items[i].children = it.sub->ListItems(depth + 1);
     }
+    return items;
+}
+
+BOOL CMenu::TrackPopupMenu(UINT nFlags, int x, int y, CWnd* pWnd, LPCRECT)
+{
+    if (!m_hMenu || !pWnd || m_items.empty()) return FALSE;
+    std::vector<PopupItem> items = ListItems(0);
     int align = (nFlags & TPM_CENTERALIGN) ? 1 : (nFlags & TPM_RIGHTALIGN) ? 2 : 0;
     HWND target = pWnd->GetSafeHwnd();
     int chosen = AfxRunPopupList(pWnd, x, y, align, 0, items, -1, nullptr);
     if (chosen < 0) return 0;
-    UINT id = m_items[(size_t)chosen].id;
+    UINT id = (UINT)chosen;
     if (nFlags & TPM_RETURNCMD) return (BOOL)id;
     // The command arrives after the menu has gone, as on Windows.
     if (CWnd::FromHandle(target) == pWnd) pWnd->SendMessage(WM_COMMAND, id, 0);

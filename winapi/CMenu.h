@@ -64,4 +64,5 @@ public:
 
 private:
     Item* FindItem(UINT nID, UINT nFlags);
+    std::vector<struct PopupItem> ListItems(int depth) const;
 };

@@ -345,8 +345,13 @@ BOOL CWnd::CreateEx(DWORD dwExStyle, LPCTSTR lpszClassName, LPCTSTR lpszWindowNa
 
     WindowProc(WM_CREATE, 0, (LPARAM)(intptr_t)&cs);
     if (!m_hWnd) return FALSE;  // destroyed from inside its own OnCreate
-    WindowProc(WM_MOVE, 0, MAKELPARAM(cs.x, cs.y));
-    WindowProc(WM_SIZE, 0, MAKELPARAM(cs.cx, cs.cy));
+    if (m_bSizeBeforeMove) {  // the standard controls' order
+        WindowProc(WM_SIZE, 0, MAKELPARAM(cs.cx, cs.cy));
+        WindowProc(WM_MOVE, 0, MAKELPARAM(cs.x, cs.y));
+    } else {
+        WindowProc(WM_MOVE, 0, MAKELPARAM(cs.x, cs.y));
+        WindowProc(WM_SIZE, 0, MAKELPARAM(cs.cx, cs.cy));
+    }
     if (m_hWnd && (m_dwStyle & WS_VISIBLE)) {
         platform::ShowView(view, true);
         m_bVisible = TRUE;

@@ -224,6 +224,7 @@ public:
     BOOL m_bCreated = FALSE;
     BOOL m_bVisible = FALSE;
     BOOL m_bBoundsKnown = FALSE;  // the view was adopted from the host
+    BOOL m_bSizeBeforeMove = FALSE;  // creation sends WM_SIZE before WM_MOVE (edit, spin button)
     CString m_className;  // empty when created without one
     DWORD m_dwStyle = 0;
     DWORD m_dwExStyle = 0;

@@ -5,6 +5,7 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -35,6 +36,7 @@ BOOL CreateControl(CWnd* self, LPCTSTR text, DWORD style, const RECT& r, CWnd* p
 {
     if (!parent || !parent->GetSafeHwnd()) return FALSE;
     RECT ex{r.left, r.top, r.right + 1, r.bottom + 1};
+    self->m_bSizeBeforeMove = TRUE;
     return self->CWnd::Create(nullptr, text, style | WS_CHILD, ex, parent, id);
 }
 
@@ -522,7 +524,8 @@ int CSpinButtonCtrl::SetPosForSpin(int nPos)
 void CSpinButtonCtrl::StepBy(int delta)
 {
     int old = m_nPos;
-    SetPosForSpin(m_nPos + delta);
+    long long next = (long long)m_nPos + delta;  // no overflow at the ends of the int range
+    SetPosForSpin((int)std::max<long long>(INT_MIN, std::min<long long>(INT_MAX, next)));
     // Like the stepper bound to its field: the buddy shows the new position.
     if (m_nPos != old && (GetStyle() & UDS_SETBUDDYINT)) ShowInBuddy(false);
 }
@@ -710,7 +713,15 @@ void CComboBox::OnKeyDown(UINT nChar, UINT, UINT nFlags)
 
 void CComboBox::OnChar(UINT nChar, UINT, UINT)
 {
-    if (nChar == ' ') ShowDropDown(TRUE);
+    if (nChar == ' ') {
+        ShowDropDown(TRUE);
+        return;
+    }
+    // Type-ahead: the next item starting with the letter.
+    std::vector<PopupItem> items(m_items.size());
+    for (size_t i = 0; i < m_items.size(); ++i) items[i].text = m_items[i].text;
+    int i = AfxNextItemStartingWith(items, m_nCurSel, nChar, [](int) { return false; });
+    if (i >= 0) SelectByUser(i);
 }
 
 void CComboBox::OnSetFocus(CWnd* pOldWnd)

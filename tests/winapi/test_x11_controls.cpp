@@ -187,8 +187,22 @@ TEST_F(X11Controls, NumericEditAcceptsOnlyNumbersAndFormatsOnCommit)
 
 TEST_F(X11Controls, NumericEditValuesAndRangesWithoutTyping)
 {
-    CFloatEdit edit;
+    // Created from an inclusive rectangle: WM_CREATE, then WM_SIZE, then WM_MOVE.
+    struct CRecordingEdit : CFloatEdit {
+        std::vector<Msg> got;
+        LRESULT WindowProc(UINT m, WPARAM wp, LPARAM lp) override
+        {
+            got.push_back({m, wp, lp});
+            return CFloatEdit::WindowProc(m, wp, lp);
+        }
+    } edit;
     ASSERT_TRUE(edit.Create(WS_VISIBLE, CRect(10, 10, 150, 34), &panel, 5));
+    ASSERT_GE(edit.got.size(), 3u);
+    EXPECT_EQ(edit.got[0].message, (UINT)WM_CREATE);
+    EXPECT_EQ(edit.got[1].message, (UINT)WM_SIZE);
+    EXPECT_EQ(edit.got[1].lp, MAKELPARAM(141, 25));
+    EXPECT_EQ(edit.got[2].message, (UINT)WM_MOVE);
+    EXPECT_EQ(edit.got[2].lp, MAKELPARAM(10, 10));
     edit.SetWindowText("123");
     EXPECT_EQ(Text(edit), "1.2mm");
     char v[16];
@@ -358,6 +372,34 @@ TEST_F(X11Controls, FloatEntryWindowCommitsOnReturnAndKeypadEnterAndCancelsOnEsc
     EXPECT_EQ(CWnd::GetFocus(), &panel) << "Escape gives the focus back to the parent";
 }
 
+TEST_F(X11Controls, SpinEntryWindowClampsOnReturnAndCancelsOnEscape)
+{
+    CWinApp app("controls-test");
+    CFont font;
+    font.CreatePointFont(12, "Osaka");
+    CZNTSpinEditWnd entry;
+    CWindowAttr attr;
+    attr.m_rect = CRect(40, 50, 41, 51);
+    ASSERT_TRUE(entry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 2, &font, false));
+    struct Case {
+        const char* keys;
+        UINT message;
+        const char* shown;
+    } cases[] = {{"250<Return>", 0x0A01, "99"}, {"0<KP_Enter>", 0x0A01, "1"}, {"42<Escape>", 0x0A00, "42"}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.keys);
+        entry.SetNewValue(5, 1, 99);
+        entry.ShowWindow(SW_SHOW);
+        EXPECT_EQ(Text(entry.m_edit), "5") << "the spin button shows the value in its buddy";
+        size_t before = panel.Of({c.message}).size();
+        PumpFor(30);
+        TypeAndPump(c.keys);
+        ASSERT_EQ(panel.Of({c.message}).size(), before + 1);
+        EXPECT_FALSE(entry.IsWindowVisible());
+        EXPECT_EQ(Text(entry.m_edit), c.shown) << "Return clamps to the field's range (1 to 99 digits' worth)";
+    }
+}
+
 // --- combo box ------------------------------------------------------------------------------
 
 TEST_F(X11Controls, ComboBoxNotifiesOnSelectionAndChoosesFromItsList)
@@ -384,7 +426,8 @@ TEST_F(X11Controls, ComboBoxNotifiesOnSelectionAndChoosesFromItsList)
         const char* keys;
         int sel;
         int notes;
-    } cases[] = {{"<Down><Down><Return>", 3, 1}, {"<Up><Escape>", 3, 0}, {"<Up><KP_Enter>", 2, 1}};
+    } cases[] = {{"<Down><Down><Return>", 3, 1}, {"<Up><Escape>", 3, 0}, {"<Up><KP_Enter>", 2, 1},
+                 {"4<Return>", 3, 1}};  // type-ahead
     for (const Case& c : cases) {
         SCOPED_TRACE(c.keys);
         int before = selChanges();
@@ -429,6 +472,7 @@ TEST_F(X11Controls, PopupMenuSendsTheChosenCommandAndNothingWhenDismissed)
         {kKeys, "<Down><Down><Return>", 1012},  // the greyed item is skipped
         {kKeys, "<Down><Escape>", 0},
         {kKeys, "<End><KP_Enter>", 1013},
+        {kKeys, "t<Return>", 1012},  // type-ahead skips the greyed "Two"
         {kClickOutside, "", 0},
         {kClickItem, "", 1010},
     };
@@ -465,6 +509,36 @@ TEST_F(X11Controls, PopupMenuSendsTheChosenCommandAndNothingWhenDismissed)
         EXPECT_LT(checkPixel, 0xC0u) << "a check mark beside the current item";
         EXPECT_EQ(OpenPopup(panel), nullptr);
     }
+    // A submenu opens beside its item; its choice is the menu's, and Left
+    // (or Escape) closes only the submenu.
+    CMenu sub;
+    ASSERT_TRUE(sub.CreatePopupMenu());
+    sub.AppendMenu(MF_STRING, 2001, "Sub one");
+    sub.AppendMenu(MF_STRING, 2002, "Sub two");
+    menu.AppendMenu(MF_POPUP, (UINT_PTR)sub.GetSafeHmenu(), "More");
+    struct SubCase {
+        const char* open;  // in the menu: to the submenu and into it
+        const char* inSub;
+        const char* after;  // in the menu again, when the submenu closed
+        int result;
+    } subCases[] = {{"<End><Right>", "<Down><Down><Return>", "", 2002},
+                    {"<End><Return>", "<Left>", "<Up><Return>", 1013},
+                    {"<End><Right>", "<Escape>", "<Escape>", 0}};
+    for (const SubCase& c : subCases) {
+        SCOPED_TRACE(c.inSub);
+        auto subOpen = [&] { return OpenPopup(panel) && OpenPopup(*OpenPopup(panel)); };
+        WhenTrue([&] { return OpenPopup(panel) != nullptr; },
+                 [&] {
+                     Type(c.open);
+                     WhenTrue(subOpen, [&] {
+                         Type(c.inSub);
+                         if (*c.after)
+                             WhenTrue([&] { return OpenPopup(panel) && !subOpen(); }, [&] { Type(c.after); });
+                     });
+                 });
+        EXPECT_EQ(menu.TrackPopupMenu(TPM_RETURNCMD, 20, 20, &panel), c.result);
+    }
+
     // With TPM_RETURNCMD the id comes back and nothing is sent.
     size_t before = panel.Of({WM_COMMAND}).size();
     WhenTrue([&] { return OpenPopup(panel) != nullptr; }, [&] { Type("<Down><Return>"); });
