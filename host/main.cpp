@@ -5,6 +5,9 @@
 
 #include "Commands.h"
 #include "Validate.h"
+#ifdef GHOST_HAVE_EDIT
+#include "Edit.h"
+#endif
 #include "VstHost.h"
 
 int main(int argc, char** argv)
@@ -13,6 +16,10 @@ int main(int argc, char** argv)
     try {
         if (argc >= 2 && std::string(argv[1]) == "validate")
             return ghost::RunValidate(argc - 2, argv + 2);
+#ifdef GHOST_HAVE_EDIT
+        if (argc > 1 && std::string(argv[1]) == "edit")
+            return ghost::RunEdit(argc, argv);
+#endif
         bool help = false;
         const ghost::Options o = ghost::ParseCommandLine(argc, argv, &help);
         if (help) {

@@ -91,13 +91,14 @@ AGraEQ::AGraEQ(audioMasterCallback host)
 
 AGraEQ::~AGraEQ()
 {
+    // The effect is the editor object's one owner (registered with the base
+    // or not). It goes first: a panel still open closes while the engine and
+    // the banks it shows are there.
+    setEditor(nullptr);
+    delete m_editorObject;
+    m_editorObject = nullptr;
     delete m_engine;
     m_engine = nullptr;
-    // The base destructor deletes the registered editor; delete ours only if
-    // it never registered.
-    if (m_editorObject != editor)
-        delete m_editorObject;
-    m_editorObject = nullptr;
 }
 
 // ---------------------------------------------------------------------------

@@ -35,11 +35,9 @@ AudioEffect::AudioEffect(audioMasterCallback host, VstInt32 programCount, VstInt
     cEffect.processDoubleReplacing = processClassDoubleReplacing;
 }
 
-AudioEffect::~AudioEffect()
-{
-    delete editor;
-    editor = nullptr;
-}
+// The editor registered with setEditor belongs to the derived effect, which
+// deletes it; the base only points at it for the dispatcher.
+AudioEffect::~AudioEffect() { editor = nullptr; }
 
 void AudioEffect::setEditor(AEffEditor* e)
 {

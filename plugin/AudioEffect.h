@@ -10,7 +10,7 @@ class AEffEditor;
 class AudioEffect {
 public:
     AudioEffect(audioMasterCallback audioMaster, VstInt32 numPrograms, VstInt32 numParams);
-    virtual ~AudioEffect();  // deletes the registered editor
+    virtual ~AudioEffect();  // the registered editor is the derived effect's to delete
     AudioEffect(const AudioEffect&) = delete;
     AudioEffect& operator=(const AudioEffect&) = delete;
 
@@ -69,7 +69,7 @@ public:
         cEffect.numPrograms = n;
     }
 
-    // Registers the editor (taking ownership) and announces it to the host;
+    // Registers the editor (the caller keeps ownership) and announces it to the host;
     // null withdraws the announcement.
     virtual void setEditor(AEffEditor* editor);
     virtual AEffEditor* getEditor() { return editor; }

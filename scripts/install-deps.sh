@@ -9,6 +9,7 @@ PKGS=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libx11-dev libxtst-dev            # the editor's platform bridge and its tests
   libcairo2-dev libpango1.0-dev fontconfig fonts-ipafont-gothic
+  fonts-dejavu-core                 # the panel art's legends (DejaVu Sans)
   libsndfile1-dev                   # the command-line host reads and writes audio files
   libfontconfig-dev                 # the host releases Cairo's font caches after drawing a PNG
   xvfb xdotool x11-apps             # window tests under a virtual X server

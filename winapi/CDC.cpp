@@ -15,7 +15,7 @@
 
 #include "CWnd.h"
 #include "WinResources.h"
-#include "x11/X11Bridge.h"
+#include "PlatformBridge.h"
 
 namespace {
 
@@ -583,7 +583,7 @@ CPaintDC::CPaintDC(CWnd* pWnd)
         // Asked to paint outside a paint (the host's draw call): draw
         // straight to the window, as a client context would.
         m_rcUpdate = m_rcClient;
-        m_pAttached = x11::BeginDirectDraw(reinterpret_cast<x11::View*>(pWnd->m_hWnd));
+        m_pAttached = platform::BeginDirectDraw(reinterpret_cast<platform::View*>(pWnd->m_hWnd));
         m_bDirect = true;
     }
     m_bClipRegion = true;
@@ -592,7 +592,7 @@ CPaintDC::CPaintDC(CWnd* pWnd)
 CPaintDC::~CPaintDC()
 {
     m_bClipRegion = false;
-    if (m_bDirect && m_pWnd) x11::EndDirectDraw(reinterpret_cast<x11::View*>(m_pWnd->m_hWnd), m_pAttached);
+    if (m_bDirect && m_pWnd) platform::EndDirectDraw(reinterpret_cast<platform::View*>(m_pWnd->m_hWnd), m_pAttached);
     m_pAttached = nullptr;
 }
 
@@ -603,13 +603,19 @@ CClientDC::CClientDC(CWnd* pWnd)
     pWnd->GetClientRect(&m_rcClient);
     m_nWidth = m_rcClient.Width();
     m_nHeight = m_rcClient.Height();
-    m_pAttached = x11::BeginDirectDraw(reinterpret_cast<x11::View*>(pWnd->m_hWnd));
+    m_pAttached = platform::BeginDirectDraw(reinterpret_cast<platform::View*>(pWnd->m_hWnd));
     m_bClipRegion = true;
 }
 
 CClientDC::~CClientDC()
 {
     m_bClipRegion = false;
-    if (m_pWnd) x11::EndDirectDraw(reinterpret_cast<x11::View*>(m_pWnd->m_hWnd), m_pAttached);
+    if (m_pWnd) platform::EndDirectDraw(reinterpret_cast<platform::View*>(m_pWnd->m_hWnd), m_pAttached);
     m_pAttached = nullptr;
+}
+
+// The controls lay out their text exactly as the contexts draw it.
+PangoLayout* AfxMakeTextLayout(cairo_t* cr, const CFont* font, const char* text, int length)
+{
+    return MakeLayout(cr, font, text ? text : "", text ? length : 0);
 }

@@ -1,7 +1,8 @@
 // Window objects and message dispatch.
 #include "CWnd.h"
 
-#include <X11/keysym.h>
+#include "Trace.h"
+
 #include <cairo.h>
 
 #include <algorithm>
@@ -27,8 +28,10 @@ CacheSlot g_msgCache[512];
 CWnd* g_focusWnd = nullptr;
 CWnd* g_captureWnd = nullptr;
 CWnd* g_hoverWnd = nullptr;  // window of the latest mouse event, for SetCursor
+CWnd* g_inputWnd = nullptr;  // window of the latest mouse or key event
 HCURSOR g_cursor = nullptr;
 UINT g_modifierFlags = 0;
+bool g_controlHeld = false;
 UINT g_eventChar = 0;
 CWinApp* g_app = nullptr;
 
@@ -84,8 +87,8 @@ BOOL PostToRing(CWnd* target, UINT message, WPARAM wParam, LPARAM lParam)
         g_ring[slot] = PostSlot{target, message, wParam, lParam, seq};
         g_ringIndex = (g_ringIndex + 1) & 255;
     }
-    if (message == WM_ACTIVATE) printf("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)target);
-    x11::PostToUiThread([slot, seq] { DeliverPost(slot, seq); });
+    if (message == WM_ACTIVATE) AfxTrace("PostMessage(WM_ACTIVATE,%lx)\r\n", (unsigned long)(uintptr_t)target);
+    platform::PostToUiThread([slot, seq] { DeliverPost(slot, seq); });
     return 0;
 }
 
@@ -114,26 +117,27 @@ void DeliverTimer(uint64_t serial)
 UINT TranslateModifiers(unsigned m)
 {
     UINT f = 0;
-    if (m & x11::kModShift) f |= AFX_MOD_SHIFT;
-    if (m & x11::kModAlt) f |= AFX_MOD_OPTION;
-    if (m & x11::kModSuper) f |= AFX_MOD_COMMAND;
+    if (m & platform::kModShift) f |= AFX_MOD_SHIFT;
+    if (m & platform::kModAlt) f |= AFX_MOD_OPTION;
+    if (m & platform::kModSuper) f |= AFX_MOD_COMMAND;
     return f;  // Control is deliberately not translated
 }
 
 // Key codes and characters handed to WM_KEYDOWN/WM_CHAR: the codes of the
-// platform the editor was written for (Return 36, Escape 53, arrows 123/124,
-// keypad Enter as character 3), which its handlers test.
+// platform the editor was written for (Return 36, Escape 53, arrows 123/124),
+// which its handlers test. Keypad Enter carries Return's code with its own
+// character 3, so the entry fields commit on either.
 struct KeyCode {
-    unsigned long sym;
+    platform::Key key;
     UINT code;
     UINT ch;
 };
 const KeyCode kSpecialKeys[] = {
-    {XK_Return, 36, 13},    {XK_KP_Enter, 76, 3},  {XK_Escape, 53, 27}, {XK_Left, 123, 28},
-    {XK_Right, 124, 29},    {XK_Up, 126, 30},      {XK_Down, 125, 31},  {XK_BackSpace, 51, 8},
-    {XK_Tab, 48, 9},        {XK_Delete, 117, 127}, {XK_Home, 115, 1},   {XK_End, 119, 4},
-    {XK_KP_Left, 123, 28},  {XK_KP_Right, 124, 29}, {XK_KP_Decimal, 65, '.'}, {XK_KP_Subtract, 78, '-'},
-    {XK_KP_Add, 69, '+'},
+    {platform::kKeyReturn, 36, 13},   {platform::kKeyEnter, 36, 3},         {platform::kKeyEscape, 53, 27},
+    {platform::kKeyLeft, 123, 28},    {platform::kKeyRight, 124, 29},       {platform::kKeyUp, 126, 30},
+    {platform::kKeyDown, 125, 31},    {platform::kKeyBackspace, 51, 8},     {platform::kKeyTab, 48, 9},
+    {platform::kKeyDelete, 117, 127}, {platform::kKeyHome, 115, 1},         {platform::kKeyEnd, 119, 4},
+    {platform::kKeyPadDecimal, 65, '.'}, {platform::kKeyPadMinus, 78, '-'}, {platform::kKeyPadPlus, 69, '+'},
 };
 // ANSI layout key codes, indexed by the character.
 UINT KeyCodeForChar(unsigned char c)
@@ -232,7 +236,7 @@ BOOL CCmdTarget::OnCmdMsg(UINT nID, int nCode, void* pExtra, void*)
 struct CWnd::TimerRecord {
     uint64_t serial = 0;
     std::shared_ptr<std::atomic<bool>> pending;
-    std::unique_ptr<x11::TimerThread> thread;
+    std::unique_ptr<platform::TimerThread> thread;
 };
 
 BEGIN_MESSAGE_MAP(CWnd, CCmdTarget)
@@ -266,7 +270,7 @@ CWnd::~CWnd()
     ForgetWindow();
     if (m_bBoundsKnown) ReleaseHostWindow();
     if (m_hWnd && !m_bBoundsKnown) {
-        x11::DestroyView(reinterpret_cast<x11::View*>(m_hWnd));
+        platform::DestroyView(reinterpret_cast<platform::View*>(m_hWnd));
         m_hWnd = nullptr;
     }
     if (CWnd* parent = LiveParent(m_pParentWnd)) parent->RemoveChild(this);
@@ -281,6 +285,7 @@ void CWnd::ForgetWindow()
     if (g_focusWnd == this) g_focusWnd = nullptr;
     if (g_captureWnd == this) g_captureWnd = nullptr;
     if (g_hoverWnd == this) g_hoverWnd = nullptr;
+    if (g_inputWnd == this) g_inputWnd = nullptr;
 }
 
 BOOL CWnd::Create(LPCTSTR lpszClassName, LPCTSTR lpszWindowName, DWORD dwStyle, const RECT& rect,
@@ -323,22 +328,32 @@ BOOL CWnd::CreateEx(DWORD dwExStyle, LPCTSTR lpszClassName, LPCTSTR lpszWindowNa
         m_className = cs.lpszClass;
     m_windowText = CString(cs.lpszName);
 
-    x11::View* view = nullptr;
-    if (!(m_dwStyle & WS_POPUP) && !(m_dwStyle & 0x8000u)) {
-        view = x11::CreateChildView(reinterpret_cast<x11::View*>(cs.hwndParent), this, cs.x, cs.y, cs.cx, cs.cy,
+    platform::View* view = nullptr;
+    if (m_dwStyle & WS_POPUP) {
+        // A top-level window over its owner (which may be none): a dialog
+        // when it has a caption, else a menu-like pop-up.
+        platform::PopupKind kind = (m_dwStyle & 0x00C00000u) ? platform::kDialog : platform::kMenu;
+        view = platform::CreatePopupView(reinterpret_cast<platform::View*>(cs.hwndParent), this, cs.x, cs.y, cs.cx, cs.cy,
+                                    kind, m_windowText);
+    } else if (!(m_dwStyle & 0x8000u)) {
+        view = platform::CreateChildView(reinterpret_cast<platform::View*>(cs.hwndParent), this, cs.x, cs.y, cs.cx, cs.cy,
                                     false);
     }
-    // Top-level windows (popup, dialog frame) are not made by this layer.
     if (!view) return FALSE;
     m_hWnd = reinterpret_cast<HWND>(view);
     m_rect = CRect(cs.x, cs.y, cs.x + cs.cx, cs.y + cs.cy);
 
     WindowProc(WM_CREATE, 0, (LPARAM)(intptr_t)&cs);
     if (!m_hWnd) return FALSE;  // destroyed from inside its own OnCreate
-    WindowProc(WM_MOVE, 0, MAKELPARAM(cs.x, cs.y));
-    WindowProc(WM_SIZE, 0, MAKELPARAM(cs.cx, cs.cy));
+    if (m_bSizeBeforeMove) {  // the standard controls' order
+        WindowProc(WM_SIZE, 0, MAKELPARAM(cs.cx, cs.cy));
+        WindowProc(WM_MOVE, 0, MAKELPARAM(cs.x, cs.y));
+    } else {
+        WindowProc(WM_MOVE, 0, MAKELPARAM(cs.x, cs.y));
+        WindowProc(WM_SIZE, 0, MAKELPARAM(cs.cx, cs.cy));
+    }
     if (m_hWnd && (m_dwStyle & WS_VISIBLE)) {
-        x11::ShowView(view, true);
+        platform::ShowView(view, true);
         m_bVisible = TRUE;
         Invalidate();
     }
@@ -350,7 +365,7 @@ BOOL CWnd::DestroyWindow()
     KillTimer(0);
     if (g_focusWnd == this) {
         g_focusWnd = nullptr;
-        if (m_hWnd) x11::GiveBackKeyboardFocus(reinterpret_cast<x11::View*>(m_hWnd));
+        if (m_hWnd) platform::GiveBackKeyboardFocus(reinterpret_cast<platform::View*>(m_hWnd));
     }
     if (!m_bCreated || m_bDestroying) return FALSE;
     m_bDestroying = TRUE;
@@ -365,10 +380,10 @@ BOOL CWnd::DestroyWindow()
     m_bCreated = FALSE;
     ForgetWindow();
     if (CWnd* parent = LiveParent(m_pParentWnd)) parent->RemoveChild(this);
-    x11::View* view = reinterpret_cast<x11::View*>(m_hWnd);
+    platform::View* view = reinterpret_cast<platform::View*>(m_hWnd);
     if (view && !m_bBoundsKnown) {
         m_hWnd = nullptr;
-        x11::DestroyView(view);
+        platform::DestroyView(view);
     }
     m_bVisible = FALSE;
     m_bDestroying = FALSE;
@@ -389,11 +404,11 @@ BOOL CWnd::AdoptHostWindow(void* systemWindow)
 {
     if (m_bCreated) return FALSE;
     ReleaseHostWindow();
-    x11::View* view = x11::AdoptHostWindow((unsigned long)(uintptr_t)systemWindow);
+    platform::View* view = platform::AdoptHostWindow((unsigned long)(uintptr_t)systemWindow);
     if (!view) return FALSE;
     // The anchor hears when the host moves or resizes its window, and when
     // the display connection dies.
-    x11::SetClient(view, this);
+    platform::SetClient(view, this);
     m_hWnd = reinterpret_cast<HWND>(view);
     SetBounds();
     return TRUE;
@@ -408,17 +423,17 @@ void CWnd::ReleaseHostWindow()
         child->DestroyWindow();
         RemoveChild(child);
     }
-    x11::View* view = reinterpret_cast<x11::View*>(m_hWnd);
+    platform::View* view = reinterpret_cast<platform::View*>(m_hWnd);
     m_hWnd = nullptr;
     m_bBoundsKnown = FALSE;
     m_bReleasingHost = FALSE;
-    if (x11::IsAdopted(view)) x11::DestroyView(view);
+    if (platform::IsAdopted(view)) platform::DestroyView(view);
 }
 
 void CWnd::SetBounds()
 {
     int x = 0, y = 0, w = 0, h = 0;
-    if (!x11::GetGeometry(reinterpret_cast<x11::View*>(m_hWnd), x, y, w, h)) return;
+    if (!platform::GetGeometry(reinterpret_cast<platform::View*>(m_hWnd), x, y, w, h)) return;
     // The width and height go into right and bottom as they are.
     m_rect = CRect(x, y, w, h);
     m_nClientWidth = w;
@@ -463,16 +478,16 @@ void CWnd::InvalidateRect(LPCRECT lpRect, BOOL)
 {
     if (!m_hWnd) return;
     if (lpRect) {
-        x11::Rect r{lpRect->left, lpRect->top, lpRect->right, lpRect->bottom};
-        x11::InvalidateView(reinterpret_cast<x11::View*>(m_hWnd), &r);
+        platform::Rect r{lpRect->left, lpRect->top, lpRect->right, lpRect->bottom};
+        platform::InvalidateView(reinterpret_cast<platform::View*>(m_hWnd), &r);
     } else {
-        x11::InvalidateView(reinterpret_cast<x11::View*>(m_hWnd), nullptr);
+        platform::InvalidateView(reinterpret_cast<platform::View*>(m_hWnd), nullptr);
     }
 }
 
 void CWnd::UpdateWindow()
 {
-    if (m_hWnd) x11::UpdateView(reinterpret_cast<x11::View*>(m_hWnd));
+    if (m_hWnd) platform::UpdateView(reinterpret_cast<platform::View*>(m_hWnd));
 }
 
 void CWnd::GetClientRect(LPRECT lpRect) const
@@ -496,7 +511,7 @@ void CWnd::GetWindowRect(LPRECT lpRect) const
 void CWnd::MoveWindow(int x, int y, int nWidth, int nHeight, BOOL bRepaint)
 {
     m_rect = CRect(x, y, x + nWidth, y + nHeight);
-    if (m_hWnd && !m_bBoundsKnown) x11::MoveView(reinterpret_cast<x11::View*>(m_hWnd), x, y, nWidth, nHeight);
+    if (m_hWnd && !m_bBoundsKnown) platform::MoveView(reinterpret_cast<platform::View*>(m_hWnd), x, y, nWidth, nHeight);
     SendMessage(WM_MOVE, 0, MAKELPARAM(x, y));
     SendMessage(WM_SIZE, 0, MAKELPARAM(nWidth, nHeight));
     if (bRepaint) Invalidate();
@@ -517,13 +532,63 @@ BOOL CWnd::ShowWindow(int nCmdShow)
     else
         m_dwStyle &= ~WS_VISIBLE;
     if (m_hWnd && !m_bBoundsKnown) {
-        x11::ShowView(reinterpret_cast<x11::View*>(m_hWnd), show);
+        platform::ShowView(reinterpret_cast<platform::View*>(m_hWnd), show);
         if (show) Invalidate();
     }
     return was;
 }
 
 BOOL CWnd::IsWindowVisible() const { return m_bVisible; }
+
+BOOL CWnd::EnableWindow(BOOL bEnable)
+{
+    BOOL was = m_bDisabled;
+    m_bDisabled = !bEnable;
+    if (was != m_bDisabled) Invalidate();
+    return was;
+}
+
+bool CWnd::InputBlocked() const
+{
+    // Up to the nearest top-level window: a dialog's controls stay usable
+    // while the dialog's owner is disabled.
+    for (const CWnd* w = this; w; w = LiveParent(w->m_pParentWnd)) {
+        if (w->m_bDisabled) return true;
+        if (w->m_dwStyle & WS_POPUP) break;
+    }
+    return false;
+}
+
+int CWnd::RunModalLoop(DWORD)
+{
+    m_bInModalLoop = TRUE;
+    m_nLoopResult = -1;
+    // Only this thread's own work runs here: our display connections, posts
+    // and timers. No lock is held while waiting, so the audio thread and
+    // anything that takes the engine lock carry on.
+    while (m_bInModalLoop) {
+        if (!m_hWnd || !g_liveWindows.count(this) ||
+            platform::IsConnectionBroken(reinterpret_cast<platform::View*>(m_hWnd))) {
+            m_bInModalLoop = FALSE;
+            m_nLoopResult = -1;
+            break;
+        }
+        HWND self = m_hWnd;
+        platform::PumpEvents(20);
+        // Destroyed from inside a handler (the host's window went away).
+        if (m_hWnd != self && m_bInModalLoop) {
+            m_bInModalLoop = FALSE;
+            m_nLoopResult = -1;
+        }
+    }
+    return m_nLoopResult;
+}
+
+void CWnd::EndModalLoop(int nResult)
+{
+    m_nLoopResult = nResult;
+    m_bInModalLoop = FALSE;
+}
 
 BOOL CWnd::SetWindowPos(const CWnd*, int x, int y, int cx, int cy, UINT nFlags)
 {
@@ -636,9 +701,9 @@ UINT_PTR CWnd::SetTimer(UINT_PTR nIDEvent, UINT nElapse, void*)
     std::shared_ptr<std::atomic<bool>> pending = rec->pending;
     // The worker only queues a firing; while one is still waiting for the
     // pump no second one is queued, so a slow idle rate never piles up.
-    rec->thread = std::make_unique<x11::TimerThread>(nElapse, [serial, pending] {
+    rec->thread = std::make_unique<platform::TimerThread>(nElapse, [serial, pending] {
         if (pending->exchange(true)) return;
-        x11::PostToUiThread([serial, pending] {
+        platform::PostToUiThread([serial, pending] {
             pending->store(false);
             DeliverTimer(serial);
         });
@@ -772,6 +837,8 @@ BOOL CWnd::OnNotify(WPARAM, LPARAM, LRESULT*) { return FALSE; }
 
 BOOL CWnd::PreTranslateMessage(MSG*) { return FALSE; }
 
+BOOL CWnd::IsDialogMessage(MSG*) { return FALSE; }
+
 BOOL CWnd::WantsKeyboardInput() const
 {
     const AFX_MSGMAP* map = GetMessageMap();
@@ -822,7 +889,7 @@ void CWnd::OnVScroll(UINT, UINT, CScrollBar*) {}
 void CWnd::OnSetFocus(CWnd* pOldWnd)
 {
     g_focusWnd = this;
-    if (m_hWnd && WantsKeyboardInput()) x11::TakeKeyboardFocus(reinterpret_cast<x11::View*>(m_hWnd));
+    if (m_hWnd && WantsKeyboardInput()) platform::TakeKeyboardFocus(reinterpret_cast<platform::View*>(m_hWnd));
     if (pOldWnd && pOldWnd != this && pOldWnd->m_pParentWnd == m_pParentWnd) pOldWnd->Invalidate();
 }
 
@@ -831,7 +898,7 @@ void CWnd::OnKillFocus(CWnd* pNewWnd)
     // Hand the keyboard back to the host unless another of our typing
     // windows takes it over at once.
     if (m_hWnd && !(pNewWnd && pNewWnd->m_hWnd && pNewWnd->WantsKeyboardInput()))
-        x11::GiveBackKeyboardFocus(reinterpret_cast<x11::View*>(m_hWnd));
+        platform::GiveBackKeyboardFocus(reinterpret_cast<platform::View*>(m_hWnd));
 }
 
 void CWnd::OnLButtonDown(UINT, CPoint) {}
@@ -853,33 +920,42 @@ BOOL CWnd::OnEraseBkgnd(CDC*) { return FALSE; }
 
 // --- events from the bridge -----------------------------------------------------------
 
-void CWnd::OnViewEvent(const x11::ViewEvent& ev)
+void CWnd::OnViewEvent(const platform::ViewEvent& ev)
 {
     // Input events carry the modifier state; size and loss notices do not,
     // and must not clear what the last input left.
-    if (ev.type == x11::ViewEvent::kButtonDown || ev.type == x11::ViewEvent::kButtonUp ||
-        ev.type == x11::ViewEvent::kMotion || ev.type == x11::ViewEvent::kKey)
+    if (ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
+        ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey) {
         g_modifierFlags = TranslateModifiers(ev.modifiers);
+        g_controlHeld = (ev.modifiers & platform::kModControl) != 0;
+    }
     LPARAM pt = MAKELPARAM(ev.x, ev.y);
+    bool input = ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
+                 ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey;
+    if (input && InputBlocked()) return;  // a modal dialog owns the input
+    if (input) g_inputWnd = this;
     switch (ev.type) {
-    case x11::ViewEvent::kButtonDown:
+    case platform::ViewEvent::kClose:
+        SendMessage(WM_CLOSE);
+        break;
+    case platform::ViewEvent::kButtonDown:
         g_hoverWnd = this;
         if (ev.button == 1)
             SendMessage(ev.clickCount < 2 ? WM_LBUTTONDOWN : WM_LBUTTONDBLCLK, 0, pt);
         else if (ev.button == 3)
             SendMessage(ev.clickCount < 2 ? WM_RBUTTONDOWN : WM_RBUTTONDBLCLK, 0, pt);
         break;
-    case x11::ViewEvent::kButtonUp:
+    case platform::ViewEvent::kButtonUp:
         if (ev.button == 1)
             SendMessage(WM_LBUTTONUP, 0, pt);
         else if (ev.button == 3)
             SendMessage(WM_RBUTTONUP, 0, pt);
         break;
-    case x11::ViewEvent::kMotion:
+    case platform::ViewEvent::kMotion:
         g_hoverWnd = this;
         SendMessage(WM_MOUSEMOVE, 0, pt);
         break;
-    case x11::ViewEvent::kSize:
+    case platform::ViewEvent::kSize:
         if (m_bBoundsKnown) {
             // The host's window: its new frame, read as SetBounds reads it
             // (width and height go into right and bottom as they are).
@@ -887,7 +963,7 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         }
         SendMessage(WM_SIZE, 0, (LPARAM)(uint32_t)((ev.width & 0xFFFF) | ((uint32_t)ev.height << 16)));
         break;
-    case x11::ViewEvent::kGone:
+    case platform::ViewEvent::kGone:
         // The X server went away: the windows are gone, so the objects are
         // destroyed as their windows would be (WM_DESTROY, timers stopped);
         // the objects themselves stay for their owners to delete.
@@ -896,22 +972,26 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         else
             DestroyWindow();
         break;
-    case x11::ViewEvent::kKey: {
+    case platform::ViewEvent::kKey: {
         UINT code = 0, ch = 0;
         for (const KeyCode& k : kSpecialKeys)
-            if (k.sym == ev.keysym) {
+            if (k.key == ev.key && ev.key != platform::kKeyNone) {
                 code = k.code;
                 ch = k.ch;
             }
         if (!code && !ch && ev.text[0]) {
             ch = (unsigned char)ev.text[0];
-            code = KeyCodeForChar((unsigned char)ev.text[0]);
+            // Control with a letter gives a control character; the key code
+            // is the letter's.
+            code = KeyCodeForChar(g_controlHeld && ch >= 1 && ch <= 26 ? (unsigned char)('a' + ch - 1) : ch);
         }
         if (!code && !ch) break;  // modifiers alone and keys the editor never sees
         LPARAM lp = MAKELPARAM(1, g_modifierFlags >> 2);
         g_eventChar = ch;
         MSG msg{m_hWnd, WM_KEYDOWN, code, lp, 0, POINT{ev.x, ev.y}};
-        if (!PreTranslateMessage(&msg)) {
+        bool taken = false;
+        for (CWnd* w = this; w && !taken; w = LiveParent(w->m_pParentWnd)) taken = w->IsDialogMessage(&msg);
+        if (!taken && !PreTranslateMessage(&msg)) {
             // A key handler may destroy the window (not delete the object);
             // the character then has nowhere to go.
             HWND self = m_hWnd;
@@ -921,12 +1001,12 @@ void CWnd::OnViewEvent(const x11::ViewEvent& ev)
         g_eventChar = 0;
         break;
     }
-    case x11::ViewEvent::kFocusOut:
+    case platform::ViewEvent::kFocusOut:
         break;
     }
 }
 
-void CWnd::OnViewPaint(cairo_t* cr, const x11::Rect& update)
+void CWnd::OnViewPaint(cairo_t* cr, const platform::Rect& update)
 {
     cairo_save(cr);
     m_pPaintContext = cr;
@@ -982,9 +1062,12 @@ DWORD GetKeyState(int nVirtKey)
     return (g_modifierFlags & bit) ? 0xFFFF8000u : 0;
 }
 
+CWnd* AfxGetInputWindow() { return g_inputWnd; }
+
 UINT AfxGetModifierFlags() { return g_modifierFlags; }
 void AfxSetModifierFlags(UINT flags) { g_modifierFlags = flags; }
 UINT AfxGetCurrentEventChar() { return g_eventChar; }
+BOOL AfxIsControlHeld() { return g_controlHeld; }
 
 int GetSystemMetrics(int nIndex)
 {
@@ -993,34 +1076,35 @@ int GetSystemMetrics(int nIndex)
     switch (nIndex) {
     case 0:
     case 16:
-        x11::ScreenSize(w, h);
+        platform::ScreenSize(w, h);
         return w;
     case 1:  // no menu bar across the top of the screen here
     case 17:
-        x11::ScreenSize(w, h);
+        platform::ScreenSize(w, h);
         return h;
     case 2:
     case 3: return kScrollBarWidth;
     case 4: return 18;
     case 12: return 32;
+    case 45:  // SM_CXEDGE: the sunken border of an edit field
+    case 46: return 2;
     default: return 0;
     }
 }
 
 HCURSOR LoadCursor(HINSTANCE, UINT nID)
 {
-    // X cursor-font shapes (X11/cursorfont.h), stored plus one so that 0 can
-    // mean "no cursor".
-    unsigned shape;
+    // The bridge's shapes, stored plus one so that 0 can mean "no cursor".
+    platform::Cursor shape;
     switch (nID) {
-    case 32512: shape = 68; break;           // XC_left_ptr
-    case 32513: shape = 152; break;          // XC_xterm
-    case 32514: shape = 88; break;           // XC_pirate (not allowed)
-    case 32515: case 32640: shape = 34; break;  // XC_crosshair
-    case 32642: case 32643: case 32646: case 32649: shape = 60; break;  // XC_hand2
-    case 32644: shape = 108; break;          // XC_sb_h_double_arrow
-    case 32645: shape = 116; break;          // XC_sb_v_double_arrow
-    default: shape = 68; break;              // no numbered cursors: the arrow
+    case 32512: shape = platform::kCursorArrow; break;
+    case 32513: shape = platform::kCursorIBeam; break;
+    case 32514: shape = platform::kCursorNo; break;  // not allowed
+    case 32515: case 32640: shape = platform::kCursorCross; break;
+    case 32642: case 32643: case 32646: case 32649: shape = platform::kCursorHand; break;
+    case 32644: shape = platform::kCursorSizeWE; break;
+    case 32645: shape = platform::kCursorSizeNS; break;
+    default: shape = platform::kCursorArrow; break;  // no numbered cursors: the arrow
     }
     return reinterpret_cast<HCURSOR>((uintptr_t)shape + 1);
 }
@@ -1036,11 +1120,12 @@ HCURSOR SetCursor(HCURSOR hCursor)
     g_cursor = hCursor;
     if (g_hoverWnd && g_hoverWnd->m_hWnd) {
         uintptr_t v = reinterpret_cast<uintptr_t>(hCursor);
-        x11::SetViewCursor(reinterpret_cast<x11::View*>(g_hoverWnd->m_hWnd), v ? (unsigned)(v - 1) : 0);
+        platform::SetViewCursor(reinterpret_cast<platform::View*>(g_hoverWnd->m_hWnd),
+                                v ? (platform::Cursor)(v - 1) : platform::kCursorDefault);
     }
     return old;
 }
 
 LPCTSTR AfxRegisterWndClass(UINT, HCURSOR, HBRUSH, HICON) { return nullptr; }
 
-int AfxPumpMessages(int timeoutMs) { return x11::PumpEvents(timeoutMs); }
+int AfxPumpMessages(int timeoutMs) { return platform::PumpEvents(timeoutMs); }

@@ -1,6 +1,7 @@
 #pragma once
 // Window objects: CWnd with message dispatch, posting, timers, focus and
-// capture, backed by one X11 child window each; CWinApp; and the free
+// capture, backed by one native child window each (through the platform
+// bridge); CWinApp; and the free
 // functions of the window layer.
 #include <cstdint>
 #include <memory>
@@ -11,7 +12,7 @@
 #include "CCmdTarget.h"
 #include "CString.h"
 #include "WinTypes.h"
-#include "x11/X11Bridge.h"
+#include "PlatformBridge.h"
 
 class CCreateContext;
 
@@ -56,8 +57,11 @@ struct MSG {
 #define SWP_NOZORDER 0x0004u
 #define SWP_SHOWWINDOW 0x0040u
 #define SWP_HIDEWINDOW 0x0080u
+#ifndef WM_CLOSE
+#define WM_CLOSE 0x0010
+#endif
 
-class CWnd : public CCmdTarget, private x11::ViewClient {
+class CWnd : public CCmdTarget, private platform::ViewClient {
 public:
     CWnd();
     ~CWnd() override;
@@ -71,7 +75,7 @@ public:
     virtual BOOL DestroyWindow();
 
     // --- the host's window as the root of a tree
-    // Adopts the window the host hands to the editor (on X11 its window id)
+    // Adopts the window the host hands to the editor (its native handle)
     // as this object's view, on a new display connection of its own, and
     // reads its bounds. The host's window is never changed or destroyed.
     BOOL AdoptHostWindow(void* systemWindow);
@@ -102,6 +106,20 @@ public:
     BOOL SetWindowPos(const CWnd* pWndInsertAfter, int x, int y, int cx, int cy, UINT nFlags);
     BOOL ShowWindow(int nCmdShow);
     BOOL IsWindowVisible() const;
+    // A disabled window (or any window inside one) gets no mouse or key
+    // input; a modal dialog disables its owner while it runs.
+    BOOL EnableWindow(BOOL bEnable = TRUE);  // TRUE when it was disabled
+    BOOL IsWindowEnabled() const { return !m_bDisabled; }
+
+    // --- modal loops
+    // Pumps the layer's events (its own display connections, posted
+    // messages, timers, painting) on this thread until EndModalLoop, until
+    // this window is destroyed (its parent or the host's window went away,
+    // or the server connection died) and returns the code given to
+    // EndModalLoop (-1 when the window went away).
+    int RunModalLoop(DWORD dwFlags = 0);
+    void EndModalLoop(int nResult);
+    BOOL ContinueModal() const { return m_bInModalLoop; }
 
     // --- tree
     HWND GetSafeHwnd() const { return m_hWnd; }
@@ -153,6 +171,10 @@ public:
     // Offered every key press before WM_KEYDOWN/WM_CHAR are sent; true
     // swallows it.
     virtual BOOL PreTranslateMessage(MSG* pMsg);
+    // Offered every key press of this window and of every window inside it
+    // before the window sees it (dialogs: Return, Escape, Tab); true
+    // swallows it.
+    virtual BOOL IsDialogMessage(MSG* pMsg);
     // True when this window needs the keyboard while it has the focus. By
     // default: its message map handles WM_KEYDOWN or WM_CHAR.
     virtual BOOL WantsKeyboardInput() const;
@@ -202,6 +224,7 @@ public:
     BOOL m_bCreated = FALSE;
     BOOL m_bVisible = FALSE;
     BOOL m_bBoundsKnown = FALSE;  // the view was adopted from the host
+    BOOL m_bSizeBeforeMove = FALSE;  // creation sends WM_SIZE before WM_MOVE (edit, spin button)
     CString m_className;  // empty when created without one
     DWORD m_dwStyle = 0;
     DWORD m_dwExStyle = 0;
@@ -213,12 +236,16 @@ public:
     CRect m_rcUpdate;
 
 private:
-    void OnViewEvent(const x11::ViewEvent& ev) override;
-    void OnViewPaint(cairo_t* cr, const x11::Rect& update) override;
+    void OnViewEvent(const platform::ViewEvent& ev) override;
+    void OnViewPaint(cairo_t* cr, const platform::Rect& update) override;
     void RemoveChild(CWnd* child);
     void ForgetWindow();
     BOOL m_bDestroying = FALSE;
     BOOL m_bReleasingHost = FALSE;
+    BOOL m_bDisabled = FALSE;
+    BOOL m_bInModalLoop = FALSE;
+    int m_nLoopResult = 0;
+    bool InputBlocked() const;
 };
 
 class CWinThread : public CCmdTarget {
@@ -236,6 +263,9 @@ public:
     ~CWinApp() override;
     virtual BOOL InitInstance() { return TRUE; }
     virtual int ExitInstance() { return 0; }
+    // Shows a modal message box (AfxMessageBox comes here) and returns the
+    // ID of the button pressed.
+    virtual int DoMessageBox(LPCTSTR lpszPrompt, UINT nType, UINT nIDPrompt);
     LPCTSTR m_pszAppName = nullptr;
 
 private:
@@ -268,7 +298,11 @@ HCURSOR SetCursor(HCURSOR hCursor);
 LPCTSTR AfxRegisterWndClass(UINT nClassStyle, HCURSOR hCursor = nullptr, HBRUSH hbrBackground = nullptr,
                             HICON hIcon = nullptr);
 
-// The event pump: X11 events, posted messages, timer firings and painting.
+// The window of the latest mouse or key event (a dialog without a parent
+// opens over it), or null.
+CWnd* AfxGetInputWindow();
+
+// The event pump: window-system events, posted messages, timer firings and painting.
 // The editor calls it from its idle entry with timeout 0; it is safe to call
 // at any rate. Returns the number of things handled.
 int AfxPumpMessages(int timeoutMs = 0);
@@ -279,6 +313,9 @@ UINT AfxGetModifierFlags();
 void AfxSetModifierFlags(UINT flags);
 // The character of the key event being delivered (0 outside one).
 UINT AfxGetCurrentEventChar();
+// Whether Control was held at the latest input event. The key state above
+// never reports it; text fields use it for their Control shortcuts.
+BOOL AfxIsControlHeld();
 
 #define AFX_MOD_COMMAND 0x100u
 #define AFX_MOD_SHIFT 0x200u

@@ -15,16 +15,23 @@
 //   crash    aborts on a block of 17 frames
 //   overrun  writes one sample past the frame count
 //   alloc    allocates and frees on every block
+//   editor   has an editor drawn with Xlib on its own display connection
+//            inside the host's window; with HT_LOG set it appends what the
+//            host did to that file when it is closed
 // Built with HT_MAIN_ONLY it exports only the historical `main` entry point.
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "VstDefs.h"
+
+#include <X11/Xlib.h>
 
 #define HT_EXPORT extern "C" __attribute__((visibility("default")))
 
@@ -37,6 +44,22 @@ enum { kGain, kPeakGain, kPeakQ, kBypass, kTrim };
 struct Program {
     char name[32];
     float values[kNumParams];
+};
+
+// The editor of HT_MODE=editor: a dark face, a red mark in the top right
+// corner and a green bar that follows the output peak (60 dB over 60 pixels), redrawn on every idle.
+constexpr int kEditorWidth = 200, kEditorHeight = 120;
+constexpr unsigned long kEditorFace = 0x203040, kEditorMark = 0xC03020, kEditorBar = 0x30C060;
+
+struct TestEditor {
+    Display* display = nullptr;
+    Window window = 0;
+    GC gc = nullptr;
+    ERect rect{0, 0, kEditorHeight, kEditorWidth};
+    int idles = 0;
+    int parentWidth = 0, parentHeight = 0;
+    bool openedOnce = false;
+    std::thread::id uiThread;
 };
 
 struct TestEffect {
@@ -58,7 +81,75 @@ struct TestEffect {
     float delay[2][kLatency] = {};
     int delayPos = 0;
     uint64_t clock = 0;  // samples processed, for the hum
+    TestEditor editor;
+    std::atomic<float> peak{0.0f};             // output peak of the last block
+    std::atomic<std::thread::id> processThread{};
 };
+
+void EditorOpen(TestEffect* t, void* parent)
+{
+    TestEditor& ed = t->editor;
+    t->calls += "editopen,";
+    if (ed.display || !parent)
+        return;
+    ed.display = XOpenDisplay(nullptr);
+    if (!ed.display)
+        return;
+    const Window p = static_cast<Window>(reinterpret_cast<uintptr_t>(parent));
+    XWindowAttributes a;
+    if (XGetWindowAttributes(ed.display, p, &a))
+        ed.parentWidth = a.width, ed.parentHeight = a.height;
+    ed.window = XCreateSimpleWindow(ed.display, p, 0, 0, kEditorWidth, kEditorHeight, 0, 0, kEditorFace);
+    ed.gc = XCreateGC(ed.display, ed.window, 0, nullptr);
+    XMapWindow(ed.display, ed.window);
+    XFlush(ed.display);
+    ed.uiThread = std::this_thread::get_id();
+    ed.openedOnce = true;
+}
+
+void EditorIdle(TestEffect* t)
+{
+    TestEditor& ed = t->editor;
+    if (!ed.display)
+        return;
+    ++ed.idles;
+    // 60 dB of level over 60 pixels.
+    const float peak = t->peak.load();
+    const int bar = peak > 0.001f ? std::clamp(static_cast<int>(60.0f + 20.0f * std::log10(peak)), 0, 60) : 0;
+    XSetForeground(ed.display, ed.gc, kEditorFace);
+    XFillRectangle(ed.display, ed.window, ed.gc, 0, 0, kEditorWidth, kEditorHeight);
+    XSetForeground(ed.display, ed.gc, kEditorMark);
+    XFillRectangle(ed.display, ed.window, ed.gc, 150, 10, 40, 20);
+    XSetForeground(ed.display, ed.gc, kEditorBar);
+    XFillRectangle(ed.display, ed.window, ed.gc, 20, 110 - bar, 40, bar);
+    XFlush(ed.display);
+}
+
+void EditorClose(TestEffect* t)
+{
+    TestEditor& ed = t->editor;
+    t->calls += "editclose,";
+    if (!ed.display)
+        return;
+    XFreeGC(ed.display, ed.gc);
+    XDestroyWindow(ed.display, ed.window);
+    XCloseDisplay(ed.display);
+    ed.display = nullptr;
+}
+
+// What the host did with the editor, for the tests (HT_LOG).
+void WriteEditorLog(TestEffect* t)
+{
+    const char* path = std::getenv("HT_LOG");
+    if (!path || !t->editor.openedOnce)
+        return;
+    if (FILE* f = std::fopen(path, "a")) {
+        std::fprintf(f, "calls=%s idles=%d parent=%dx%d process-on-ui-thread=%d open-at-close=%d\n",
+                     t->calls.c_str(), t->editor.idles, t->editor.parentWidth, t->editor.parentHeight,
+                     t->processThread.load() == t->editor.uiThread ? 1 : 0, t->editor.display ? 1 : 0);
+        std::fclose(f);
+    }
+}
 
 double GainDb(float n) { return -24.0 + 48.0 * n; }
 double PeakDb(float n) { return -12.0 + 24.0 * n; }
@@ -151,7 +242,30 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
         std::fflush(stdout);
         t->calls += "open,";
         return 0;
-    case effClose: delete t; return 0;
+    case effClose:
+        WriteEditorLog(t);
+        if (t->editor.display)
+            EditorClose(t);
+        delete t;
+        return 0;
+    case effEditGetRect:
+        if (t->mode != "editor" || !ptr)
+            return 0;
+        *static_cast<ERect**>(ptr) = &t->editor.rect;
+        return 1;
+    case effEditOpen:
+        if (t->mode != "editor")
+            return 0;
+        EditorOpen(t, ptr);
+        return 1;
+    case effEditIdle:
+        if (t->mode == "editor")
+            EditorIdle(t);
+        return 0;
+    case effEditClose:
+        if (t->mode == "editor")
+            EditorClose(t);
+        return 0;
     case effSetProgram:
         if (value >= 0 && value < kNumPrograms) {
             Load(t, static_cast<int>(value));
@@ -274,6 +388,12 @@ void ProcessReplacing(AEffect* e, float** in, float** out, VstInt32 frames)
         void* volatile block = std::malloc(static_cast<size_t>(std::max(frames, 1)) * sizeof(float));
         std::free(block);
     }
+    float peak = 0.0f;
+    for (int c = 0; c < t->channels; ++c)
+        for (VstInt32 i = 0; i < frames; ++i)
+            peak = std::max(peak, std::fabs(out[c][i]));
+    t->peak.store(peak);
+    t->processThread.store(std::this_thread::get_id());
     t->clock += static_cast<uint64_t>(std::max(frames, 0));
     t->delayPos = (t->delayPos + std::max(frames, 0)) % kLatency;
 }
@@ -306,7 +426,8 @@ AEffect* Create(audioMasterCallback host)
     e.numPrograms = kNumPrograms;
     e.numParams = kNumParams;
     e.numInputs = e.numOutputs = t->channels;
-    e.flags = effFlagsCanReplacing | (mode == "chunks" ? effFlagsProgramChunks : 0);
+    e.flags = effFlagsCanReplacing | (mode == "chunks" ? effFlagsProgramChunks : 0) |
+              (mode == "editor" ? effFlagsHasEditor : 0);
     e.initialDelay = t->latency;
     e.ioRatio = 1.0f;
     e.object = t;

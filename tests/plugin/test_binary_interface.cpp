@@ -37,7 +37,7 @@ TEST_F(Binary, EntryPointsAndIdentity)
     EXPECT_EQ((std::vector<VstInt32>{fx->magic, fx->numPrograms, fx->numParams, fx->numInputs, fx->numOutputs,
                                      fx->uniqueID, fx->version, fx->flags}),
               (std::vector<VstInt32>{kEffectMagic, 32, 33, 2, 2, VstFourCC('T', 'v', 'l', 'q'), 1,
-                                     effFlagsCanReplacing | effFlagsCanMono | effFlagsProgramChunks}));
+                                     effFlagsHasEditor | effFlagsCanReplacing | effFlagsCanMono | effFlagsProgramChunks}));
     EXPECT_TRUE(fx->processReplacing && fx->processDoubleReplacing && fx->process);
     fx->dispatcher(fx, effClose, 0, 0, nullptr, 0.0f);
 }
@@ -69,11 +69,17 @@ TEST_F(Binary, DispatcherAnswers)
     for (const auto& [text, answer] : canDo)
         EXPECT_EQ(e->Dispatch(effCanDo, 0, 0, const_cast<char*>(text)), answer) << text;
 
-    // No editor: every editor opcode answers 0 and touches nothing.
-    ERect* rect = reinterpret_cast<ERect*>(0x1);
-    EXPECT_EQ(e->Dispatch(effEditGetRect, 0, 0, &rect), 0);
-    EXPECT_EQ(rect, reinterpret_cast<ERect*>(0x1));
-    EXPECT_EQ(e->Dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(0x1234)), 0);
+    // The editor: announced, sized by its background, and refusing a
+    // window that does not exist; the other editor opcodes answer 0.
+    EXPECT_NE(e->fx->flags & effFlagsHasEditor, 0);
+    ERect* rect = nullptr;
+    EXPECT_EQ(e->Dispatch(effEditGetRect, 0, 0, &rect), 1);
+    ASSERT_NE(rect, nullptr);
+    EXPECT_EQ(rect->top, 0);
+    EXPECT_EQ(rect->left, 0);
+    EXPECT_GT(rect->right, 685);   // the right-most read-out ends at x 685
+    EXPECT_GT(rect->bottom, 303);  // the Q read-outs end at y 303
+    EXPECT_EQ(e->Dispatch(effEditOpen, 0, 0, nullptr), 0);
     for (VstInt32 op = effEditClose; op <= effEditSleep; ++op)
         EXPECT_EQ(e->Dispatch(op), 0) << op;
     void *in = &rect, *out = &rect;

@@ -20,6 +20,7 @@
 #include "CDC.h"
 #include "CWnd.h"
 #include "test_support.h"
+#include "x11/X11Bridge.h"
 
 extern char** environ;
 

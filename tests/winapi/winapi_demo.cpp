@@ -18,6 +18,7 @@
 
 #include "CDC.h"
 #include "CWnd.h"
+#include "demo_host.h"
 
 namespace {
 
@@ -133,35 +134,13 @@ bool SavePng(Display* d, Window w, const char* path)
 
 int main(int argc, char** argv)
 {
-    double seconds = 10;
-    const char* shot = nullptr;
-    for (int i = 1; i < argc; ++i) {
-        if (!std::strcmp(argv[i], "--seconds") && i + 1 < argc) {
-            seconds = std::atof(argv[++i]);
-        } else if (!std::strcmp(argv[i], "--screenshot") && i + 1 < argc) {
-            shot = argv[++i];
-            seconds = 1.2;
-        } else {
-            std::fprintf(stderr, "usage: %s [--seconds N] [--screenshot FILE.png]\n", argv[0]);
-            return 2;
-        }
-    }
-    // The "host": its own connection and a top-level window to embed into.
-    Display* host = XOpenDisplay(nullptr);
-    if (!host) {
-        std::fprintf(stderr, "winapi-demo: cannot open the X display\n");
-        return 77;  // "skipped" for CTest
-    }
-    Window parent = XCreateSimpleWindow(host, DefaultRootWindow(host), 0, 0, kWidth, kHeight, 0, 0, 0x303030);
-    XStoreName(host, parent, "winapi-demo");
-    Atom wmDelete = XInternAtom(host, "WM_DELETE_WINDOW", False);
-    XSetWMProtocols(host, parent, &wmDelete, 1);
-    XMapWindow(host, parent);
-    XSync(host, False);
+    DemoHost host;
+    if (int status = host.Parse(argc, argv, 10, 1.2)) return status;
+    if (!host.Open("winapi-demo", 0, 0, kWidth, kHeight)) return 77;  // "skipped" for CTest
 
     CWinApp app("winapi-demo");
     CWnd frame;
-    if (!frame.AdoptHostWindow(reinterpret_cast<void*>(parent))) {
+    if (!frame.AdoptHostWindow(reinterpret_cast<void*>(host.parent))) {
         std::fprintf(stderr, "winapi-demo: cannot adopt the parent window\n");
         return 1;
     }
@@ -169,29 +148,19 @@ int main(int argc, char** argv)
     panel->Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, kWidth, kHeight), &frame, 1);
 
     // The host's idle loop: pump the layer about every 16 ms.
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds((int)(seconds * 1000));
-    bool closed = false;
-    while (!closed && std::chrono::steady_clock::now() < end) {
-        AfxPumpMessages(16);
-        while (XPending(host)) {
-            XEvent ev;
-            XNextEvent(host, &ev);
-            if (ev.type == ClientMessage && (Atom)ev.xclient.data.l[0] == wmDelete) closed = true;
-        }
-    }
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds((int)(host.seconds * 1000));
+    while (!host.Closed() && std::chrono::steady_clock::now() < end) AfxPumpMessages(16);
     int status = 0;
-    if (shot) {
-        XSync(host, False);
-        if (SavePng(host, parent, shot)) {
-            std::printf("wrote %s (%d timer ticks)\n", shot, panel->ticks);
+    if (host.shot) {
+        XSync(host.dpy, False);
+        if (SavePng(host.dpy, host.parent, host.shot)) {
+            std::printf("wrote %s (%d timer ticks)\n", host.shot, panel->ticks);
         } else {
-            std::fprintf(stderr, "winapi-demo: cannot write %s\n", shot);
+            std::fprintf(stderr, "winapi-demo: cannot write %s\n", host.shot);
             status = 1;
         }
     }
     panel->DestroyWindow();
     delete panel;
-    XDestroyWindow(host, parent);
-    XCloseDisplay(host);
     return status;
 }

@@ -1,8 +1,10 @@
-// X11 side of the window layer. See X11Bridge.h for the threading rules.
+// X11 side of the window layer. See PlatformBridge.h for the threading rules.
 #include "X11Bridge.h"
 
 #include <X11/Xlib.h>
+#include <X11/Xatom.h>
 #include <X11/Xutil.h>
+#include <X11/cursorfont.h>
 #include <X11/keysym.h>
 #include <cairo-xlib.h>
 #include <cairo.h>
@@ -20,11 +22,12 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <unordered_set>
 #include <vector>
 
-namespace x11 {
+namespace platform {
 
 namespace {
 
@@ -41,6 +44,11 @@ struct Connection {
     // client-side clean-up (freeing, XCloseDisplay) still runs.
     bool broken = false;
     bool goneReported = false;  // the views were told once
+    // The host destroyed its window under us: the connection still works,
+    // but the tree inside the window is gone and is told so, once.
+    bool hostGone = false;
+    Atom wmDelete = None;  // WM_DELETE_WINDOW, once a dialog asked for it
+    std::string clipboard;  // the text we offer while we own CLIPBOARD
     View* adopted = nullptr;    // the host's window, when one was adopted
     int views = 0;
     cairo_device_t* device = nullptr;
@@ -56,7 +64,7 @@ struct Connection {
     bool haveSavedFocus = false;
     Window savedFocus = None;
     int savedRevert = RevertToParent;
-    std::map<unsigned, Cursor> cursors;
+    std::map<unsigned, ::Cursor> cursors;
 };
 
 std::vector<Connection*> g_conns;
@@ -224,6 +232,7 @@ struct View {
     Window win = None;
     bool adopted = false;
     ViewClient* client = nullptr;
+    View* parent = nullptr;  // for child views
     int x = 0, y = 0;  // kept for the adopted window only
     int w = 0, h = 0;
     bool shown = false;
@@ -367,6 +376,43 @@ void Paint(View* v)
     Present(v, r);
 }
 
+// The one table of X11 keys the layer needs to know by name.
+struct KeyName {
+    KeySym sym;
+    Key key;
+};
+const KeyName kKeys[] = {
+    {XK_Return, kKeyReturn},       {XK_KP_Enter, kKeyEnter},     {XK_Escape, kKeyEscape},
+    {XK_Tab, kKeyTab},             {XK_ISO_Left_Tab, kKeyTab},   {XK_BackSpace, kKeyBackspace},
+    {XK_Delete, kKeyDelete},       {XK_KP_Delete, kKeyDelete},   {XK_Left, kKeyLeft},
+    {XK_KP_Left, kKeyLeft},        {XK_Right, kKeyRight},        {XK_KP_Right, kKeyRight},
+    {XK_Up, kKeyUp},               {XK_KP_Up, kKeyUp},           {XK_Down, kKeyDown},
+    {XK_KP_Down, kKeyDown},        {XK_Home, kKeyHome},          {XK_KP_Home, kKeyHome},
+    {XK_End, kKeyEnd},             {XK_KP_End, kKeyEnd},         {XK_KP_Decimal, kKeyPadDecimal},
+    {XK_KP_Subtract, kKeyPadMinus}, {XK_KP_Add, kKeyPadPlus},
+};
+
+Key KeyOf(KeySym sym)
+{
+    for (const KeyName& k : kKeys)
+        if (k.sym == sym) return k.key;
+    return kKeyNone;
+}
+
+unsigned FontCursorOf(Cursor c)
+{
+    switch (c) {
+    case kCursorArrow: return XC_left_ptr;
+    case kCursorIBeam: return XC_xterm;
+    case kCursorNo: return XC_pirate;
+    case kCursorCross: return XC_crosshair;
+    case kCursorHand: return XC_hand2;
+    case kCursorSizeWE: return XC_sb_h_double_arrow;
+    case kCursorSizeNS: return XC_sb_v_double_arrow;
+    default: return 0;
+    }
+}
+
 unsigned Modifiers(unsigned state)
 {
     unsigned m = 0;
@@ -471,16 +517,55 @@ void Dispatch(Connection* c, XEvent& ev)
         int n = XLookupString(&ev.xkey, out.text, sizeof(out.text) - 1, &sym, nullptr);
         out.text[std::max(0, std::min(n, (int)sizeof(out.text) - 1))] = 0;
         out.type = ViewEvent::kKey;
-        out.keysym = sym;
+        out.key = KeyOf(sym);
         out.x = ev.xkey.x;
         out.y = ev.xkey.y;
         out.modifiers = Modifiers(ev.xkey.state);
         break;
     }
+    case SelectionRequest: {
+        // Another program pastes what we copied: as UTF-8 (or Latin-1
+        // text, which UTF-8 of plain ASCII is), or the list of targets.
+        XSelectionRequestEvent& rq = ev.xselectionrequest;
+        XSelectionEvent reply{};
+        reply.type = SelectionNotify;
+        reply.requestor = rq.requestor;
+        reply.selection = rq.selection;
+        reply.target = rq.target;
+        reply.time = rq.time;
+        reply.property = None;
+        Atom utf8 = XInternAtom(c->dpy, "UTF8_STRING", False);
+        Atom targets = XInternAtom(c->dpy, "TARGETS", False);
+        Atom property = rq.property != None ? rq.property : rq.target;
+        if (rq.target == targets) {
+            Atom list[] = {targets, utf8, XA_STRING};
+            XChangeProperty(c->dpy, rq.requestor, property, XA_ATOM, 32, PropModeReplace,
+                            reinterpret_cast<unsigned char*>(list), 3);
+            reply.property = property;
+        } else if (rq.target == utf8 || rq.target == XA_STRING) {
+            XChangeProperty(c->dpy, rq.requestor, property, rq.target, 8, PropModeReplace,
+                            reinterpret_cast<const unsigned char*>(c->clipboard.data()), (int)c->clipboard.size());
+            reply.property = property;
+        }
+        XSendEvent(c->dpy, rq.requestor, False, 0, reinterpret_cast<XEvent*>(&reply));
+        return;
+    }
+    case DestroyNotify:
+        if (v->adopted && ev.xdestroywindow.window == v->win) c->hostGone = true;
+        return;
+    case ClientMessage:
+        if (c->wmDelete == None || (Atom)ev.xclient.data.l[0] != c->wmDelete) return;
+        out.type = ViewEvent::kClose;
+        break;
     case FocusOut:
         // Someone else took the keyboard (the user clicked into the host):
         // nothing is ours to give back any more.
-        if (ev.xfocus.mode != NotifyNormal || ev.xfocus.detail == NotifyInferior) return;
+        // NotifyPointer: the focus left the pointer root for one of our
+        // windows, and the windows under the pointer hear of it; that is
+        // not a loss.
+        if (ev.xfocus.mode != NotifyNormal || ev.xfocus.detail == NotifyInferior ||
+            ev.xfocus.detail == NotifyPointer)
+            return;
         if (c->focusView != v) return;
         c->focusView = nullptr;
         c->haveSavedFocus = false;
@@ -504,9 +589,11 @@ long BaseEventMask()
 
 // --- views -------------------------------------------------------------------
 
-View* AdoptHostWindow(unsigned long xid)
+namespace {
+
+// A new connection of our own, registered and guarded like every other.
+Connection* NewConnection()
 {
-    if (xid == 0) return nullptr;
     Display* d = OpenDisplay();
     if (!d) return nullptr;
     fcntl(ConnectionNumber(d), F_SETFD, FD_CLOEXEC);  // never leak into programs the host starts
@@ -519,6 +606,25 @@ View* AdoptHostWindow(unsigned long xid)
     }
     HoldIOHandler();
     XSetIOErrorExitHandler(d, IOErrorExit, nullptr);
+    return c;
+}
+
+void CloseUnusedConnection(Connection* c)
+{
+    ForgetConnection(c);
+    XCloseDisplay(c->dpy);
+    delete c;
+    DropIOHandlerIfUnused();
+}
+
+}  // namespace
+
+View* AdoptHostWindow(unsigned long xid)
+{
+    if (xid == 0) return nullptr;
+    Connection* c = NewConnection();
+    if (!c) return nullptr;
+    Display* d = c->dpy;
     XWindowAttributes a;
     Status ok;
     int before = c->errors;
@@ -530,10 +636,7 @@ View* AdoptHostWindow(unsigned long xid)
         if (ok) XSelectInput(d, (Window)xid, StructureNotifyMask);
     }
     if (!ok || c->errors != before || c->broken) {
-        ForgetConnection(c);
-        XCloseDisplay(d);
-        delete c;
-        DropIOHandlerIfUnused();
+        CloseUnusedConnection(c);
         return nullptr;
     }
     auto* v = new View;
@@ -552,6 +655,30 @@ View* AdoptHostWindow(unsigned long xid)
     g_liveViews.insert(v);
     return v;
 }
+
+namespace {
+
+// The record of a window we created, known to its connection from now on.
+View* RegisterView(Connection* c, Window win, ViewClient* client, View* parent, int w, int h, Visual* visual,
+                   int depth)
+{
+    auto* v = new View;
+    v->conn = c;
+    v->win = win;
+    v->client = client;
+    v->parent = parent;
+    v->w = w;
+    v->h = h;
+    v->visual = visual;
+    v->depth = depth;
+    v->eventMask = BaseEventMask();
+    c->byWindow[win] = v;
+    ++c->views;
+    g_liveViews.insert(v);
+    return v;
+}
+
+}  // namespace
 
 View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int h, bool visible)
 {
@@ -573,18 +700,7 @@ View* CreateChildView(View* parent, ViewClient* client, int x, int y, int w, int
         if (win != None) XDestroyWindow(d, win);
         return nullptr;
     }
-    auto* v = new View;
-    v->conn = c;
-    v->win = win;
-    v->client = client;
-    v->w = w;
-    v->h = h;
-    v->visual = parent->visual;
-    v->depth = parent->depth;
-    v->eventMask = a.event_mask;
-    c->byWindow[win] = v;
-    ++c->views;
-    g_liveViews.insert(v);
+    View* v = RegisterView(c, win, client, parent, w, h, parent->visual, parent->depth);
     if (visible) {
         XMapWindow(d, win);
         v->shown = true;
@@ -659,6 +775,8 @@ void DestroyView(View* v)
         } else if (c->adopted == v) {
             c->adopted = nullptr;
         }
+        for (auto& kv : c->byWindow)
+            if (kv.second->parent == v) kv.second->parent = nullptr;
         g_liveViews.erase(v);
         delete v;
         if (last) {
@@ -737,6 +855,14 @@ void ShowView(View* v, bool show)
     ErrorTrap trap(v->conn->dpy);
     if (show) {
         XMapWindow(v->conn->dpy, v->win);
+        // A window that took the focus while it (or a window it sits in)
+        // was hidden gets it now that it can be seen.
+        Connection* c = v->conn;
+        for (View* f = c->focusView; f; f = f->parent)
+            if (f == v) {
+                XSetInputFocus(c->dpy, c->focusView->win, RevertToParent, CurrentTime);
+                break;
+            }
     } else {
         if (v->conn->focusView == v) GiveBackKeyboardFocus(v);
         XUnmapWindow(v->conn->dpy, v->win);
@@ -745,6 +871,221 @@ void ShowView(View* v, bool show)
 }
 
 bool IsViewShown(const View* v) { return v && v->shown; }
+
+namespace {
+
+// The host's top-level window: the child of the root that holds w.
+Window TopLevelOf(Display* d, Window w)
+{
+    Window root = None, parent = None, *kids = nullptr;
+    unsigned n = 0;
+    for (int depth = 0; depth < 64; ++depth) {
+        if (!XQueryTree(d, w, &root, &parent, &kids, &n)) return None;
+        if (kids) XFree(kids);
+        if (parent == root || parent == None) return w;
+        w = parent;
+    }
+    return None;
+}
+
+}  // namespace
+
+View* CreatePopupView(View* owner, ViewClient* client, int x, int y, int w, int h, PopupKind kind, const char* title)
+{
+    if (owner && !Usable(owner->conn)) return nullptr;
+    Connection* c = owner ? owner->conn : NewConnection();
+    if (!c) return nullptr;
+    Display* d = c->dpy;
+    int screen = DefaultScreen(d);
+    Window root = RootWindow(d, screen);
+    w = std::max(w, 1);
+    h = std::max(h, 1);
+    Window win = None;
+    Window transientFor = None;
+    {
+        ErrorTrap trap(d);
+        int before = c->errors;
+        int sx = (DisplayWidth(d, screen) - w) / 2, sy = (DisplayHeight(d, screen) - h) / 2;
+        if (owner) {
+            Window child;
+            if (!XTranslateCoordinates(d, owner->win, root, x, y, &sx, &sy, &child)) {
+                sx = x;
+                sy = y;
+            }
+            transientFor = TopLevelOf(d, owner->win);
+        }
+        // Keep the window on the screen.
+        sx = std::max(0, std::min(sx, DisplayWidth(d, screen) - w));
+        sy = std::max(0, std::min(sy, DisplayHeight(d, screen) - h));
+        XSetWindowAttributes a;
+        std::memset(&a, 0, sizeof a);
+        a.background_pixmap = None;
+        a.bit_gravity = NorthWestGravity;
+        a.event_mask = BaseEventMask();
+        a.override_redirect = kind == kMenu;
+        a.save_under = kind == kMenu;
+        win = XCreateWindow(d, root, sx, sy, (unsigned)w, (unsigned)h, 0, CopyFromParent, InputOutput,
+                            CopyFromParent, CWBackPixmap | CWBitGravity | CWEventMask | CWOverrideRedirect | CWSaveUnder,
+                            &a);
+        if (win != None && kind == kDialog) {
+            XStoreName(d, win, title ? title : "");
+            XSizeHints* hints = XAllocSizeHints();
+            if (hints) {
+                hints->flags = PPosition | USPosition | PMinSize | PMaxSize;
+                hints->x = sx;
+                hints->y = sy;
+                hints->min_width = hints->max_width = w;
+                hints->min_height = hints->max_height = h;
+                XSetWMNormalHints(d, win, hints);
+                XFree(hints);
+            }
+            if (transientFor != None) XSetTransientForHint(d, win, transientFor);
+            if (c->wmDelete == None) c->wmDelete = XInternAtom(d, "WM_DELETE_WINDOW", False);
+            XSetWMProtocols(d, win, &c->wmDelete, 1);
+            Atom type = XInternAtom(d, "_NET_WM_WINDOW_TYPE", False);
+            Atom dialog = XInternAtom(d, "_NET_WM_WINDOW_TYPE_DIALOG", False);
+            XChangeProperty(d, win, type, XA_ATOM, 32, PropModeReplace, reinterpret_cast<unsigned char*>(&dialog), 1);
+        }
+        XSync(d, False);
+        if (win != None && (c->errors != before || c->broken)) {
+            if (!c->broken) XDestroyWindow(d, win);
+            win = None;
+        }
+    }
+    if (win == None) {
+        if (!owner && c->views == 0) CloseUnusedConnection(c);
+        return nullptr;
+    }
+    XWindowAttributes wa;
+    XGetWindowAttributes(d, win, &wa);
+    return RegisterView(c, win, client, nullptr, w, h, wa.visual, wa.depth);
+}
+
+bool GrabInput(View* v)
+{
+    if (!v || !Usable(v->conn)) return false;
+    Display* d = v->conn->dpy;
+    ErrorTrap trap(d);
+    v->eventMask |= KeyPressMask;
+    XSelectInput(d, v->win, v->eventMask);
+    // The host may still hold a grab from the click that opened us for a
+    // moment: try a few times.
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        int p = XGrabPointer(d, v->win, False, ButtonPressMask | ButtonReleaseMask | PointerMotionMask, GrabModeAsync,
+                             GrabModeAsync, None, None, CurrentTime);
+        int k = p == GrabSuccess ? XGrabKeyboard(d, v->win, False, GrabModeAsync, GrabModeAsync, CurrentTime)
+                                 : GrabFrozen;
+        if (p == GrabSuccess && k == GrabSuccess) return true;
+        if (p == GrabSuccess) XUngrabPointer(d, CurrentTime);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+}
+
+void ReleaseInput(View* v)
+{
+    if (!v || !Usable(v->conn)) return;
+    Display* d = v->conn->dpy;
+    ErrorTrap trap(d);
+    XUngrabPointer(d, CurrentTime);
+    XUngrabKeyboard(d, CurrentTime);
+    v->eventMask &= ~KeyPressMask;
+    XSelectInput(d, v->win, v->eventMask);
+}
+
+void SetClipboardText(View* v, const char* text)
+{
+    if (!v || !Usable(v->conn)) return;
+    Connection* c = v->conn;
+    ErrorTrap trap(c->dpy);
+    c->clipboard = text ? text : "";
+    XSetSelectionOwner(c->dpy, XInternAtom(c->dpy, "CLIPBOARD", False), v->win, CurrentTime);
+}
+
+bool GetClipboardText(View* v, std::string& text, int timeoutMs)
+{
+    text.clear();
+    if (!v || !Usable(v->conn)) return false;
+    Connection* c = v->conn;
+    Display* d = c->dpy;
+    ErrorTrap trap(d);
+    Atom clipboard = XInternAtom(d, "CLIPBOARD", False);
+    Window owner = XGetSelectionOwner(d, clipboard);
+    if (owner == None) return false;
+    if (Lookup(c, owner)) {  // our own copy
+        text = c->clipboard;
+        return true;
+    }
+    Atom utf8 = XInternAtom(d, "UTF8_STRING", False);
+    Atom slot = XInternAtom(d, "GRAPHICEQ_PASTE", False);
+    XConvertSelection(d, clipboard, utf8, slot, v->win, CurrentTime);
+    XFlush(d);
+    // Wait for the owner's answer only; other events stay queued.
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    XEvent ev;
+    while (!XCheckTypedWindowEvent(d, v->win, SelectionNotify, &ev)) {
+        if (c->broken || std::chrono::steady_clock::now() > end) return false;
+        pollfd p{ConnectionNumber(d), POLLIN, 0};
+        poll(&p, 1, 5);
+    }
+    if (ev.xselection.property == None) return false;
+    Atom type;
+    int format = 0;
+    unsigned long n = 0, after = 0;
+    unsigned char* data = nullptr;
+    if (XGetWindowProperty(d, v->win, slot, 0, 1 << 16, True, AnyPropertyType, &type, &format, &n, &after, &data) !=
+            Success ||
+        !data)
+        return false;
+    if (format == 8) text.assign(reinterpret_cast<const char*>(data), n);
+    XFree(data);
+    return format == 8;
+}
+
+bool FramesDialogs(View* v)
+{
+    // An EWMH window manager announces itself on the root window.
+    Display* d = v && Usable(v->conn) ? v->conn->dpy : nullptr;
+    bool own = false;
+    if (!d) {
+        if (!(d = OpenDisplay())) return false;
+        own = true;
+    }
+    bool framed = false;
+    {
+        ErrorTrap trap(own ? nullptr : d);
+        Atom check = XInternAtom(d, "_NET_SUPPORTING_WM_CHECK", True);
+        Atom type;
+        int format;
+        unsigned long n = 0, after = 0;
+        unsigned char* data = nullptr;
+        if (check != None &&
+            XGetWindowProperty(d, DefaultRootWindow(d), check, 0, 1, False, XA_WINDOW, &type, &format, &n, &after,
+                               &data) == Success &&
+            data) {
+            framed = n == 1;
+            XFree(data);
+        }
+    }
+    if (own) XCloseDisplay(d);
+    return framed;
+}
+
+bool WaitViewable(View* v, int timeoutMs)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (v && Usable(v->conn)) {
+        XWindowAttributes a;
+        {
+            ErrorTrap trap(v->conn->dpy);
+            if (!XGetWindowAttributes(v->conn->dpy, v->win, &a)) return false;
+        }
+        if (a.map_state == IsViewable) return true;
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return false;
+}
 
 void InvalidateView(View* v, const Rect* r)
 {
@@ -783,8 +1124,9 @@ void EndDirectDraw(View* v, cairo_t* cr)
     Present(v, Rect{0, 0, v->w, v->h});
 }
 
-void SetViewCursor(View* v, unsigned shape)
+void SetViewCursor(View* v, Cursor cursor)
 {
+    unsigned shape = FontCursorOf(cursor);
     if (!v || v->adopted || !Usable(v->conn)) return;
     Connection* c = v->conn;
     ErrorTrap trap(c->dpy);
@@ -793,7 +1135,7 @@ void SetViewCursor(View* v, unsigned shape)
         return;
     }
     auto it = c->cursors.find(shape);
-    Cursor cur = it != c->cursors.end() ? it->second : (c->cursors[shape] = XCreateFontCursor(c->dpy, shape));
+    ::Cursor cur = it != c->cursors.end() ? it->second : (c->cursors[shape] = XCreateFontCursor(c->dpy, shape));
     XDefineCursor(c->dpy, v->win, cur);
 }
 
@@ -847,9 +1189,9 @@ bool SomethingReady()
         if (!g_queue.empty()) return true;
     }
     for (Connection* c : g_conns) {
-        if (c->broken) {
+        if (c->broken || c->hostGone) {
             if (!c->goneReported) return true;
-            continue;
+            if (c->broken) continue;
         }
         if (XPending(c->dpy)) return true;
         for (auto& kv : c->byWindow)
@@ -865,7 +1207,7 @@ int ReportLostConnections()
 {
     std::vector<uint64_t> lost;
     for (Connection* c : g_conns)
-        if (c->broken && !c->goneReported) {
+        if ((c->broken || c->hostGone) && !c->goneReported) {
             c->goneReported = true;
             lost.push_back(c->serial);
         }
@@ -1000,4 +1342,4 @@ TimerThread::~TimerThread()
     if (m_state->worker.joinable()) m_state->worker.join();
 }
 
-}  // namespace x11
+}  // namespace platform

@@ -1,0 +1,152 @@
+// The panel's typed entry, program-copy menu, revert indicator and preset
+// save dialog, driven with real X input.
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "PanelHost.h"
+
+namespace {
+
+using PanelEntry = PanelHost;
+
+// The gain read-out of band b and the Q read-out, panel coordinates.
+int ReadoutX(int b) { return 97 + 36 * b - 7 + 15; }
+
+TEST_F(PanelEntry, TypedValuesSetTheirBandAndAreClampedToTheRange)
+{
+    ASSERT_TRUE(Open());
+    struct Case {
+        int readoutY, band, param;
+        std::vector<KeySym> keys;
+        std::string shown;
+    };
+    const Case cases[] = {
+        {162, 4, 7, {XK_minus, XK_3, XK_period, XK_5}, "-3.5"},  // a gain in dB
+        {295, 9, 27, {XK_9, XK_9}, "20.0"},                       // a Q above its maximum
+        {162, 0, 3, {XK_1, XK_9}, "12.0"},                        // a gain above +12 dB
+    };
+    auto focus = [&] {
+        Window w;
+        int revert;
+        XGetInputFocus(dpy, &w, &revert);
+        return w;
+    };
+    const Window hostFocus = focus();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.param);
+        g_log.Clear();
+        Click(ReadoutX(c.band), c.readoutY);
+        EXPECT_NE(focus(), hostFocus) << "the entry takes the keyboard";
+        for (KeySym k : c.keys) Type(k);
+        Type(XK_Return);
+        Settle();
+        EXPECT_EQ(Shown(c.param).substr(0, c.shown.size()), c.shown) << Shown(c.param);
+        ASSERT_FALSE(g_log.Of(c.param).empty());
+        EXPECT_FLOAT_EQ(g_log.Of(c.param).back().value, Get(c.param));
+        EXPECT_EQ(focus(), hostFocus) << "and gives it back after Return";
+    }
+    // A click elsewhere closes an open entry without a change.
+    const float before = Get(8);
+    Click(ReadoutX(5), 162);
+    Type(XK_7);
+    Click(5, 5);
+    Type(XK_Return);
+    EXPECT_EQ(Get(8), before);
+}
+
+TEST_F(PanelEntry, TheCopyMenuListsThe32ProgramsAndCopiesTheChosenOne)
+{
+    ASSERT_TRUE(Open());
+    std::vector<char> bank(5120);
+    {
+        void* data = nullptr;
+        ASSERT_EQ(Dispatch(effGetChunk, 0, 0, &data), 5120);
+        std::memcpy(bank.data(), data, 5120);
+    }
+    auto record = [&](int i, int p) {
+        float v;
+        std::memcpy(&v, bank.data() + 160 * i + 4 * p, 4);
+        return v;
+    };
+    Dispatch(effSetProgram, 0, 2);
+    Settle();
+    int rows = 0;
+    WhileIdling([&](ScriptInput& in) {
+        in.Click(kX + 78, kY + 19);  // the copy button
+        XWindowAttributes menu;
+        if (!in.FindTopLevel(win, true, menu)) return;
+        const int rowH = (menu.height - 4) / 32;
+        rows = rowH > 0 ? (menu.height - 4) / rowH : 0;
+        // The current program's entry is greyed: a click on it chooses nothing.
+        in.Click(menu.x + menu.width / 2, menu.y + 2 + rowH * 2 + rowH / 2);
+        in.Click(menu.x + menu.width / 2, menu.y + 2 + rowH * 9 + rowH / 2);
+    });
+    EXPECT_EQ(rows, 32);
+    for (int p : {3, 10, 20, 32}) EXPECT_EQ(Get(p), record(9, p)) << p;
+    // The current program keeps its own name and slot.
+    EXPECT_EQ(Dispatch(effGetProgram), 2);
+}
+
+TEST_F(PanelEntry, TheModifiedIndicatorRevertsTheProgram)
+{
+    ASSERT_TRUE(Open());
+    const float saved = Get(12);
+    Set(12, saved > 0.5f ? 0.2f : 0.8f);
+    Settle();
+    Click(236, 18);
+    EXPECT_EQ(Get(12), saved);
+}
+
+TEST_F(PanelEntry, TheSaveDialogStoresTheProgramUnderTheChosenSlotAndName)
+{
+    ASSERT_TRUE(Open());
+    Set(5, 0.875f);
+    Set(22, 0.125f);
+    bool shown = false;
+    WhileIdling([&](ScriptInput& in) {
+        in.Click(kX + 290, kY + 18);  // the save button
+        XWindowAttributes dlg;
+        if (!(shown = in.FindTopLevel(win, false, dlg))) return;
+        // The template's client area (300 x 118) sits under the dialog's
+        // caption, inside its frame.
+        const int left = dlg.x + (dlg.width - 300) / 2, top = dlg.y + dlg.height - 118 - (dlg.width - 300) / 2;
+        // Slot 7 (the eighth entry) from the program list.
+        in.Click(left + 180, top + 21);
+        XWindowAttributes list;
+        if (!in.FindTopLevel(win, true, list)) return;
+        const int rowH = (list.height - 4) / 32;
+        in.Click(list.x + list.width / 2, list.y + 2 + rowH * 7 + rowH / 2);
+        // The name, typed over the slot's own name.
+        in.Click(left + 280, top + 55);
+        for (int i = 0; i < 30; ++i) in.Key(XK_BackSpace);
+        for (KeySym k : {XK_m, XK_y, XK_space, XK_e, XK_q, XK_space, XK_2}) in.Key(k);
+        in.Key(XK_Return);
+    });
+    ASSERT_TRUE(shown);
+    char name[64] = {};
+    ASSERT_EQ(Dispatch(effGetProgramNameIndexed, 7, 0, name), 1);
+    EXPECT_STREQ(name, "my eq 2");
+    EXPECT_EQ(Dispatch(effGetProgram), 7);
+
+    // The preferences bank carries it: a new instance loads it.
+    const std::string prefs = std::string(getenv("XDG_CONFIG_HOME")) + "/GraphicEQ/GraEQDef.fxb";
+    struct stat st;
+    ASSERT_EQ(stat(prefs.c_str(), &st), 0) << prefs;
+    EXPECT_EQ(st.st_size, 160 + 5120);
+    auto entry = reinterpret_cast<VstPluginMainProc>(dlsym(lib, "VSTPluginMain"));
+    AEffect* other = entry(PanelHostCallback);
+    ASSERT_NE(other, nullptr);
+    other->dispatcher(other, effOpen, 0, 0, nullptr, 0);
+    char otherName[64] = {};
+    other->dispatcher(other, effGetProgramNameIndexed, 7, 0, otherName, 0);
+    EXPECT_STREQ(otherName, "my eq 2");
+    other->dispatcher(other, effSetProgram, 0, 7, nullptr, 0);
+    EXPECT_EQ(other->getParameter(other, 5), 0.875f);
+    EXPECT_EQ(other->getParameter(other, 22), 0.125f);
+    other->dispatcher(other, effClose, 0, 0, nullptr, 0);
+}
+
+}  // namespace
