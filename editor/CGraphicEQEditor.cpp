@@ -16,7 +16,7 @@ AEffEditor* CreateGraphicEQEditor(AGraEQ* effect)
     return new (std::nothrow) CGraphicEQEditor(effect);
 }
 
-CGraphicEQEditor::CGraphicEQEditor(AudioEffect* effect) : AEffEditor(effect)
+CGraphicEQEditor::CGraphicEQEditor(AudioEffect* effectObject) : AEffEditor(effectObject)
 {
     for (auto& v : m_pending)
         v.store(0.0f, std::memory_order_relaxed);

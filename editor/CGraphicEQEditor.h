@@ -28,7 +28,7 @@ public:
 
 class CGraphicEQEditor : public AEffEditor {
 public:
-    explicit CGraphicEQEditor(AudioEffect* effect);
+    explicit CGraphicEQEditor(AudioEffect* effectObject);
     ~CGraphicEQEditor() override;
 
     bool getRect(ERect** rect) override;
