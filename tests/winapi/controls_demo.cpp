@@ -1,7 +1,8 @@
 // stdctrl-demo: every standard control of the layer in one window, inside a
 // parent window that this program creates the way a host would: text field,
 // spin button with its buddy, drop-down list, the floating entry window,
-// push buttons, a pop-up menu, a modal dialog and a message box.
+// push buttons, a pop-up menu, a modal dialog and a message box; beside them
+// the panel's bitmap controls (two faders and the active switch).
 //
 //   stdctrl-demo                     run until the window is closed (or 60 s)
 //   stdctrl-demo --screenshot F.png  open each pop-up in turn and save the
@@ -21,6 +22,8 @@
 #include "CDialog.h"
 #include "CMenu.h"
 #include "CWnd.h"
+#include "CZNTBitmapSliderDC.h"
+#include "CZNTBitmapSwitch2DC.h"
 #include "CZNTEditWnd.h"
 #include "StdControls.h"
 #include "demo_host.h"
@@ -93,6 +96,40 @@ public:
     CButton menuButton, dialogButton, messageButton;
     CFont entryFont, titleFont;
     CString log = "Ready.";
+    // The panel's bitmap controls, on the panel's own art.
+    CZNTBitmap track, thumb, levelTrack, levelThumb, switchOff, switchOn;
+    CZNTBitmapSliderDC gain, level;
+    CZNTBitmapSwitch2DC active;
+
+    static bool OnControl(int id, float value, void* user)
+    {
+        char line[64];
+        std::snprintf(line, sizeof line, "Control %d: %.3f", id, value);
+        static_cast<CDemoPanel*>(user)->Note(line);
+        return true;
+    }
+    void MakeBitmapControls()
+    {
+        track.LoadResourceBitmap(5007u);
+        thumb.LoadResourceBitmap(5008u);
+        levelTrack.LoadResourceBitmap(5009u);
+        levelThumb.LoadResourceBitmap(5010u);
+        switchOff.LoadResourceBitmap(5003u);
+        switchOn.LoadResourceBitmap(5002u);
+        auto make = [this](CZNTBitmapSliderDC& f, CRect rc, CZNTBitmap& t, CZNTBitmap& th, unsigned id, bool log) {
+            CRect none;
+            int trackH = (int)t.Height(), thumbH = (int)th.Height();
+            f.Make(rc, none, this, &t, nullptr, &th, 0.0f, 1.0f, CPoint(1, trackH - thumbH / 2), CPoint(1, thumbH / 2),
+                   id, 1, log, false, false, false, &OnControl, this);
+        };
+        make(gain, CRect(470, 56, 486, 151), track, thumb, 100, false);
+        make(level, CRect(510, 56, 526, 279), levelTrack, levelThumb, 151, true);
+        gain.SetValue(0.7f, nullptr, false);
+        level.SetValue(0.5f, nullptr, false);
+        CRect sw(462, 200, 491, 220), none;
+        active.Make(sw, this, &switchOff, &switchOn, 152, none, false, nullptr, &OnControl, this);
+        active.SetValue(1, false);
+    }
 
     afx_msg int OnCreate(LPCREATESTRUCT cs)
     {
@@ -119,6 +156,7 @@ public:
         dialogButton.Create("Dialog\xE2\x80\xA6", WS_VISIBLE, CRect(140, 236, 250, 264), this, kDialogButton);
         messageButton.Create("Message\xE2\x80\xA6", WS_VISIBLE | BS_DEFPUSHBUTTON, CRect(260, 236, 370, 264), this,
                              kMessageButton);
+        MakeBitmapControls();
         return 0;
     }
 
@@ -142,12 +180,11 @@ public:
         dc.TextOut(20, 10, "GraphicEQ standard controls");
         dc.SelectObject(&entryFont);
         dc.SetTextColor(RGB(70, 70, 70));
-        dc.TextOut(420, 60, "Type, select,");
-        dc.TextOut(420, 78, "Backspace, arrows");
-        dc.TextOut(420, 104, "Hold an arrow");
-        dc.TextOut(420, 148, "Click or Up/Down");
-        dc.TextOut(420, 194, "Return / Escape");
         dc.TextOut(20, 410, log);
+        dc.TextOut(452, 290, "Bitmap controls");
+        gain.DrawSlider(&dc);
+        level.DrawSlider(&dc);
+        active.DrawSwitch(&dc);
     }
 
     void Note(const char* what)
@@ -214,6 +251,30 @@ public:
     afx_msg void OnLButtonDown(UINT, CPoint p)
     {
         if (p.y > 185 && p.y < 215 && p.x < 130) ShowEntry();
+        CClientDC dc(this);
+        for (CZNTBitmapSliderDC* f : {&gain, &level})
+            if (f->PtInSwitch(p)) {
+                f->SetValueByPoint(p);
+                f->DrawSlider(&dc);
+                return;
+            }
+        if (active.PtInSwitch(p)) {
+            active.SetValue(active.GetValue() ? 0 : 1, true);
+            active.DrawSwitch(&dc);
+        }
+    }
+    afx_msg void OnMouseMove(UINT flags, CPoint p)
+    {
+        CWnd::OnMouseMove(flags, p);
+        CClientDC dc(this);
+        for (CZNTBitmapSliderDC* f : {&gain, &level})
+            if (f->IsDragging()) f->OnMouseMove(p, &dc);
+    }
+    afx_msg void OnLButtonUp(UINT, CPoint p)
+    {
+        CClientDC dc(this);
+        for (CZNTBitmapSliderDC* f : {&gain, &level})
+            if (f->IsDragging()) f->OnLButtonUp(p, &dc);
     }
     DECLARE_MESSAGE_MAP()
 };
@@ -222,6 +283,8 @@ BEGIN_MESSAGE_MAP(CDemoPanel, CWnd)
     ON_WM_CREATE()
     ON_WM_PAINT()
     ON_WM_LBUTTONDOWN()
+    ON_WM_MOUSEMOVE()
+    ON_WM_LBUTTONUP()
     ON_MESSAGE(0x0A01, OnEntryReturn)
     ON_MESSAGE(0x0A00, OnEntryEscape)
 END_MESSAGE_MAP()
