@@ -116,11 +116,11 @@ public:
         levelThumb.LoadResourceBitmap(5010u);
         switchOff.LoadResourceBitmap(5003u);
         switchOn.LoadResourceBitmap(5002u);
-        auto make = [this](CZNTBitmapSliderDC& f, CRect rc, CZNTBitmap& t, CZNTBitmap& th, unsigned id, bool log) {
+        auto make = [this](CZNTBitmapSliderDC& f, CRect rc, CZNTBitmap& t, CZNTBitmap& th, unsigned id, bool logarithmic) {
             CRect none;
             int trackH = (int)t.Height(), thumbH = (int)th.Height();
             f.Make(rc, none, this, &t, nullptr, &th, 0.0f, 1.0f, CPoint(1, trackH - thumbH / 2), CPoint(1, thumbH / 2),
-                   id, 1, log, false, false, false, &OnControl, this);
+                   id, 1, logarithmic, false, false, false, &OnControl, this);
         };
         make(gain, CRect(470, 56, 486, 151), track, thumb, 100, false);
         make(level, CRect(510, 56, 526, 279), levelTrack, levelThumb, 151, true);
@@ -219,10 +219,10 @@ public:
             return TRUE;
         }
         case kMessageButton: {
-            CString format, text;
+            CString format, message;
             format.LoadString(20135);
-            text.Format(format, "/home/user/.config/GraphicEQ/GraEQDef.fxb");
-            std::snprintf(line, sizeof line, "Message box returned %d", AfxMessageBox(text, MB_OKCANCEL | MB_ICONWARNING));
+            message.Format(format, "/home/user/.config/GraphicEQ/GraEQDef.fxb");
+            std::snprintf(line, sizeof line, "Message box returned %d", AfxMessageBox(message, MB_OKCANCEL | MB_ICONWARNING));
             Note(line);
             return TRUE;
         }
