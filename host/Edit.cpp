@@ -231,10 +231,13 @@ public:
     }
 
     void Sync() { XSync(m_display, False); }
+    void Raise() { XRaiseWindow(m_display, m_window); }
 
     // The window's contents (the editor's windows inside it included) as a PNG.
     void Screenshot(const std::string& path)
     {
+        // Pixels under other windows are not ours to read: come to the top first.
+        XRaiseWindow(m_display, m_window);
         XSync(m_display, False);
         XImage* image = XGetImage(m_display, m_window, 0, 0, m_width, m_height, AllPlanes, ZPixmap);
         if (!image)
@@ -498,6 +501,7 @@ int RunEdit(int argc, char** argv)
                 queue->Drain([&](const float* d, size_t n) { recorder->Write(d, n); });
             if (o.afterMs >= 0 && now - start >= std::chrono::milliseconds(o.afterMs)) {
                 if (!o.screenshot.empty()) {
+                    window.Raise();
                     plugin.Dispatch(effEditIdle);
                     window.Sync();
                     std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -19,25 +19,31 @@ bool HaveDisplay()
     return d && *d;
 }
 
-// Pixel (x, y) of a PNG as 0xRRGGBB, or -1 outside / unreadable.
-long PixelAt(const std::string& png, int x, int y, int* width = nullptr, int* height = nullptr)
-{
-    cairo_surface_t* s = cairo_image_surface_create_from_png(png.c_str());
-    long v = -1;
-    if (cairo_surface_status(s) == CAIRO_STATUS_SUCCESS) {
-        const int w = cairo_image_surface_get_width(s), h = cairo_image_surface_get_height(s);
-        if (width)
-            *width = w;
-        if (height)
-            *height = h;
-        if (x >= 0 && y >= 0 && x < w && y < h) {
-            const unsigned char* row = cairo_image_surface_get_data(s) + y * cairo_image_surface_get_stride(s);
-            v = reinterpret_cast<const uint32_t*>(row)[x] & 0xFFFFFF;
+// A PNG's pixels as 0xRRGGBB; -1 outside or when it cannot be read.
+class Png {
+public:
+    explicit Png(const std::string& path) : m_s(cairo_image_surface_create_from_png(path.c_str()))
+    {
+        if (cairo_surface_status(m_s) == CAIRO_STATUS_SUCCESS) {
+            width = cairo_image_surface_get_width(m_s);
+            height = cairo_image_surface_get_height(m_s);
         }
     }
-    cairo_surface_destroy(s);
-    return v;
-}
+    ~Png() { cairo_surface_destroy(m_s); }
+    Png(const Png&) = delete;
+    Png& operator=(const Png&) = delete;
+    long At(int x, int y) const
+    {
+        if (x < 0 || y < 0 || x >= width || y >= height)
+            return -1;
+        const unsigned char* row = cairo_image_surface_get_data(m_s) + y * cairo_image_surface_get_stride(m_s);
+        return reinterpret_cast<const uint32_t*>(row)[x] & 0xFFFFFF;
+    }
+    int width = 0, height = 0;
+
+private:
+    cairo_surface_t* m_s;
+};
 
 }  // namespace
 
@@ -54,12 +60,12 @@ TEST(HostEdit, EditorInTheHostsWindowWithAudioRunning)
 
     // The window has the editor's size and shows what the editor drew: its
     // face, its corner mark, and a level bar raised by the audio.
-    int w = 0, h = 0;
-    EXPECT_EQ(PixelAt(dir / "shot.png", 5, 5, &w, &h), 0x203040);
-    EXPECT_EQ(w, 200);
-    EXPECT_EQ(h, 120);
-    EXPECT_EQ(PixelAt(dir / "shot.png", 170, 20), 0xC03020);
-    EXPECT_EQ(PixelAt(dir / "shot.png", 40, 108), 0x30C060) << "no level bar: did audio reach the plug-in?";
+    const Png png(dir / "shot.png");
+    EXPECT_EQ(png.At(5, 5), 0x203040);
+    EXPECT_EQ(png.width, 200);
+    EXPECT_EQ(png.height, 120);
+    EXPECT_EQ(png.At(170, 20), 0xC03020);
+    EXPECT_EQ(png.At(40, 108), 0x30C060) << "no level bar: did audio reach the plug-in?";
     EXPECT_TRUE(Has(r.out, "screenshot"));
 
     // The host opened the editor into a window of the editor's size, idled
@@ -171,3 +177,42 @@ TEST(HostEdit, BurstSignalRisesAndFalls)
     }
     EXPECT_NE(a.channels[0][1000], a.channels[1][1000]) << "the channels are independent";
 }
+
+#if defined(GRAPHICEQ_PLUGIN) && defined(GRAPHICEQ_PANEL_ART)
+// GraphicEQ's own panel through edit: the window has the background's size
+// and shows the art where the panel draws nothing over it, the active switch
+// on, and meters lit by the audio.
+TEST(HostEdit, GraphicEQPanelShowsItsArtAndMovingMeters)
+{
+    if (!HaveDisplay())
+        GTEST_SKIP() << "no X display";
+    TempDir dir;
+    const std::string art = GRAPHICEQ_PANEL_ART;
+    RunOk({"edit", GRAPHICEQ_PLUGIN, "--screenshot", dir / "panel.png", "--after", "900"});
+    const Png shot(dir / "panel.png"), bg(art + "/5000.png"), on(art + "/5002.png"), meter(art + "/5011.png");
+    EXPECT_EQ(shot.width, bg.width);
+    EXPECT_EQ(shot.height, bg.height);
+    auto near = [](long a, long b) {
+        for (int shift : {0, 8, 16})
+            if (std::abs(((a >> shift) & 0xFF) - ((b >> shift) & 0xFF)) > 2)
+                return false;
+        return a >= 0 && b >= 0;
+    };
+    // Name plate and band names: background only.
+    int off = 0;
+    for (int y = 4; y < 40; ++y)
+        for (int x = 500; x < 705; ++x)
+            off += !near(shot.At(x, y), bg.At(x, y));
+    for (int y = 173; y < 187; ++y)
+        for (int x = 90; x < 625; ++x)
+            off += !near(shot.At(x, y), bg.At(x, y));
+    EXPECT_EQ(off, 0);
+    // The active switch is on: the on image's released frame.
+    for (int y = 0; y < 20; ++y)
+        for (int x = 0; x < 29; ++x)
+            ASSERT_TRUE(near(shot.At(23 + x, 8 + y), on.At(x, y))) << x << "," << y;
+    // Meters: the bottom segment (row 223, -68 dB) is lit in all four.
+    for (int mx : {29, 38, 669, 678})
+        EXPECT_TRUE(near(shot.At(mx + 3, 56 + 223), meter.At(7 + 3, 223))) << mx;
+}
+#endif
