@@ -239,7 +239,9 @@ protected:
     {
         IdleUntil([] { return false; }, ms);
     }
-    void Settle() { IdleFor(60); }
+    // The server has handled our requests (and sent the panel its events)
+    // before the panel idles over them.
+    void Settle() { XSync(dpy, False), IdleFor(60); }
 
     // Input at a point of the panel.
     void MoveTo(int x, int y) { XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kX + x, kY + y, 0), XFlush(dpy), Settle(); }

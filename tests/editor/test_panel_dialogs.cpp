@@ -39,14 +39,14 @@ TEST_F(PanelEntry, TypedValuesSetTheirBandAndAreClampedToTheRange)
         SCOPED_TRACE(c.param);
         g_log.Clear();
         Click(ReadoutX(c.band), c.readoutY);
-        EXPECT_NE(focus(), hostFocus) << "the entry takes the keyboard";
+        EXPECT_TRUE(IdleUntil([&] { return focus() != hostFocus; })) << "the entry takes the keyboard";
         for (KeySym k : c.keys) Type(k);
         Type(XK_Return);
-        Settle();
+        IdleUntil([&] { return Shown(c.param).substr(0, c.shown.size()) == c.shown; });
         EXPECT_EQ(Shown(c.param).substr(0, c.shown.size()), c.shown) << Shown(c.param);
         ASSERT_FALSE(g_log.Of(c.param).empty());
         EXPECT_FLOAT_EQ(g_log.Of(c.param).back().value, Get(c.param));
-        EXPECT_EQ(focus(), hostFocus) << "and gives it back after Return";
+        EXPECT_TRUE(IdleUntil([&] { return focus() == hostFocus; })) << "and gives it back after Return";
     }
     // A click elsewhere closes an open entry without a change.
     const float before = Get(8);

@@ -83,7 +83,7 @@ TEST(HostEdit, EditorInTheHostsWindowWithAudioRunning)
     ASSERT_NE(at, std::string::npos);
     idles = std::atoi(log.c_str() + at + 6);
     EXPECT_GE(idles, 15) << "1500 ms at 20 ms per idle, with room for a loaded machine";
-    EXPECT_LE(idles, 45);
+    EXPECT_LE(idles, 90) << "no faster than one idle per 20 ms";
 
     // The recording: stereo at the default rate, about as long as the run
     // and not silent.
