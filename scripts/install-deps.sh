@@ -12,7 +12,7 @@ PKGS=(
   fonts-dejavu-core                 # the panel art's legends (DejaVu Sans)
   libsndfile1-dev                   # the command-line host reads and writes audio files
   libfontconfig-dev                 # the host releases Cairo's font caches after drawing a PNG
-  xvfb xdotool x11-apps             # window tests under a virtual X server
+  xvfb xdotool x11-apps x11-utils   # window tests under a virtual X server; xwd and xwininfo for screenshots
 )
 
 # Extra groups a caller can ask for, so the quick paths stay quick.
