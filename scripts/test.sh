@@ -41,7 +41,7 @@ ctest --test-dir "$ROOT/build" --output-on-failure -j "$JOBS"
 # equalizer: its findings are printed, only a broken validator (exit status
 # other than 0 or 1) fails the run.
 echo "== graphiceq-host validate"
-"$ROOT/build/host/graphiceq-host" validate "$ROOT/build/plugin/GraphicEQ.so"
+"$ROOT/build/host/graphiceq-host" validate --rt "$ROOT/build/plugin/GraphicEQ.so"
 LSP_GEQ=/usr/lib/vst/lsp-plugins/graph-equalizer-x16-stereo.so
 if [ -e "$LSP_GEQ" ]; then
   status=0
