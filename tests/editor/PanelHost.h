@@ -244,10 +244,10 @@ protected:
     void Settle() { XSync(dpy, False), IdleFor(60); }
 
     // Input at a point of the panel.
-    void MoveTo(int x, int y) { XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kX + x, kY + y, 0), XFlush(dpy), Settle(); }
-    void Button(bool down) { XTestFakeButtonEvent(dpy, 1, down, 0), XFlush(dpy), Settle(); }
+    void MoveTo(int x, int y) { XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kX + x, kY + y, 0), XSync(dpy, False), Settle(); }
+    void Button(bool down) { XTestFakeButtonEvent(dpy, 1, down, 0), XSync(dpy, False), Settle(); }
     void Click(int x, int y) { MoveTo(x, y), Button(true), Button(false); }
-    void Key(KeySym sym, bool down) { XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, sym), down, 0), XFlush(dpy), Settle(); }
+    void Key(KeySym sym, bool down) { XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, sym), down, 0), XSync(dpy, False), Settle(); }
     void Type(KeySym sym) { Key(sym, true), Key(sym, false); }
 
     // The colour the server shows at a point of the panel (0xRRGGBB).

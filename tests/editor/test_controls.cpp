@@ -125,13 +125,13 @@ protected:
     void MoveTo(int x, int y)
     {
         XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kX + x, kY + y, 0);
-        XFlush(dpy);
+        XSync(dpy, False);
         Pump(25);
     }
     void Button(bool down)
     {
         XTestFakeButtonEvent(dpy, 1, down, 0);
-        XFlush(dpy);
+        XSync(dpy, False);
         Pump(25);
     }
     uint32_t ScreenPixel(int x, int y)

@@ -85,9 +85,9 @@ protected:
         Window child;
         XTranslateCoordinates(dpy, XId(w), DefaultRootWindow(dpy), x, y, &rx, &ry, &child);
         XTestFakeMotionEvent(dpy, DefaultScreen(dpy), rx, ry, 0);
-        XFlush(dpy);
+        XSync(dpy, False);
     }
-    void Button(bool down) { XTestFakeButtonEvent(dpy, 1, down, 0), XFlush(dpy); }
+    void Button(bool down) { XTestFakeButtonEvent(dpy, 1, down, 0), XSync(dpy, False); }
     void Click(const CWnd& w, int x, int y)
     {
         MoveTo(w, x, y);
@@ -119,7 +119,7 @@ protected:
             XTestFakeKeyEvent(dpy, code, False, 0);
             if (held) XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, held), False, 0);
         }
-        XFlush(dpy);
+        XSync(dpy, False);
     }
     // Typed and then handled: pumps until the server has delivered them.
     void TypeAndPump(const std::string& keys)

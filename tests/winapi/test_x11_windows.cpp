@@ -92,9 +92,9 @@ protected:
         return (int)n;
     }
     // Pointer to a point inside the parent; buttons and keys pressed or released.
-    void MoveTo(int x, int y) { XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kParentX + x, kParentY + y, 0), XFlush(dpy); }
-    void Button(bool down, unsigned button = 1) { XTestFakeButtonEvent(dpy, button, down, 0), XFlush(dpy); }
-    void Key(KeySym sym, bool down) { XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, sym), down, 0), XFlush(dpy); }
+    void MoveTo(int x, int y) { XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kParentX + x, kParentY + y, 0), XSync(dpy, False); }
+    void Button(bool down, unsigned button = 1) { XTestFakeButtonEvent(dpy, button, down, 0), XSync(dpy, False); }
+    void Key(KeySym sym, bool down) { XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, sym), down, 0), XSync(dpy, False); }
     // The colour of a point of a window as the server shows it.
     unsigned long ScreenPixel(Window w, int x, int y)
     {
@@ -157,12 +157,12 @@ TEST_F(X11Windows, AnchorAdoptsTheHostWindowAndChildrenLiveAndPaintInIt)
     panel.MoveWindow(30, 40, 150, 80);
     EXPECT_EQ(panel.Of({WM_SIZE}).back().lp, MAKELPARAM(150, 80));
     XResizeWindow(dpy, XId(panel), 90, 50);
-    XFlush(dpy);
+    XSync(dpy, False);
     ASSERT_TRUE(PumpUntil(Last(panel, WM_SIZE, 90, 50)));
     EXPECT_EQ(ClientRect(panel), CRect(0, 0, 90, 50));
     // The host moves and resizes its window: the anchor follows.
     XMoveResizeWindow(dpy, parent, kParentX + 5, kParentY + 6, 380, 290);
-    XFlush(dpy);
+    XSync(dpy, False);
     ASSERT_TRUE(PumpUntil([&] { return anchor.GetWindowRect(&r), r == CRect(kParentX + 5, kParentY + 6, 380, 290); }));
     EXPECT_EQ(ClientRect(anchor), CRect(0, 0, 380, 290));
 
@@ -267,7 +267,7 @@ TEST_F(X11Windows, ClicksAndKeysArriveAsMessagesAtTheirCoordinates)
     ASSERT_TRUE(PumpUntil(Last(panel, WM_MOUSEMOVE, 61, 1)));
     EXPECT_EQ(GetKeyState(VK_CONTROL), 0u);
     XResizeWindow(dpy, XId(panel), 201, 150);
-    XFlush(dpy);
+    XSync(dpy, False);
     ASSERT_TRUE(PumpUntil(Last(panel, WM_SIZE, 201, 150)));
     EXPECT_EQ(GetKeyState(VK_SHIFT), 0xFFFF8000u);
     Key(XK_Control_L, false);
