@@ -225,35 +225,32 @@ RTCHECK_EXPORT int posix_memalign(void** out, size_t align, size_t n)
 #endif
 
 // ---- locks and waits -------------------------------------------------------
-RTCHECK_EXPORT int pthread_mutex_lock(pthread_mutex_t* m)
+namespace {
+// Tries first while counting: only an acquisition that would block counts.
+template <typename Lock, typename Fn>
+int Acquire(Lock* l, Fn& trySlot, const char* tryName, Fn& lockSlot, const char* lockName)
 {
     if (Counting()) {
-        const int r = Resolve(g_real.mutexTrylock, "pthread_mutex_trylock")(m);
+        const int r = Resolve(trySlot, tryName)(l);
         if (r != EBUSY)
             return r;
         Count(g_lockWaits);
     }
-    return Resolve(g_real.mutexLock, "pthread_mutex_lock")(m);
+    return Resolve(lockSlot, lockName)(l);
+}
+}  // namespace
+
+RTCHECK_EXPORT int pthread_mutex_lock(pthread_mutex_t* m)
+{
+    return Acquire(m, g_real.mutexTrylock, "pthread_mutex_trylock", g_real.mutexLock, "pthread_mutex_lock");
 }
 RTCHECK_EXPORT int pthread_rwlock_rdlock(pthread_rwlock_t* l)
 {
-    if (Counting()) {
-        const int r = Resolve(g_real.tryrdlock, "pthread_rwlock_tryrdlock")(l);
-        if (r != EBUSY)
-            return r;
-        Count(g_lockWaits);
-    }
-    return Resolve(g_real.rdlock, "pthread_rwlock_rdlock")(l);
+    return Acquire(l, g_real.tryrdlock, "pthread_rwlock_tryrdlock", g_real.rdlock, "pthread_rwlock_rdlock");
 }
 RTCHECK_EXPORT int pthread_rwlock_wrlock(pthread_rwlock_t* l)
 {
-    if (Counting()) {
-        const int r = Resolve(g_real.trywrlock, "pthread_rwlock_trywrlock")(l);
-        if (r != EBUSY)
-            return r;
-        Count(g_lockWaits);
-    }
-    return Resolve(g_real.wrlock, "pthread_rwlock_wrlock")(l);
+    return Acquire(l, g_real.trywrlock, "pthread_rwlock_trywrlock", g_real.wrlock, "pthread_rwlock_wrlock");
 }
 RTCHECK_EXPORT int pthread_cond_wait(pthread_cond_t* c, pthread_mutex_t* m)
 {
