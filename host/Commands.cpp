@@ -49,21 +49,6 @@ void SeparatePluginOutput()
     g_results = f;
 }
 
-namespace {
-
-bool Exists(const std::string& path)
-{
-    struct stat st;
-    return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
-// As a DAW's audio thread does: denormals flushed to zero, so plug-ins are
-// timed and heard the way they run in practice.
-void FlushDenormals()
-{
-    _mm_setcsr(_mm_getcsr() | 0x8040);  // FTZ | DAZ
-}
-
 double ParseDouble(const std::string& opt, const std::string& v)
 {
     char* end = nullptr;
@@ -80,6 +65,37 @@ int ParseInt(const std::string& opt, const std::string& v)
     if (v.empty() || *end != '\0' || l < INT32_MIN || l > INT32_MAX)
         throw UsageError(opt + " expects an integer, got \"" + v + "\"");
     return static_cast<int>(l);
+}
+
+double ParseRate(const std::string& opt, const std::string& v)
+{
+    const double rate = ParseDouble(opt, v);
+    if (rate < 1000 || rate > 768000)
+        throw UsageError(opt + " must be between 1000 and 768000 Hz");
+    return rate;
+}
+
+int ParseBlock(const std::string& opt, const std::string& v)
+{
+    const int block = ParseInt(opt, v);
+    if (block < 1 || block > kMaxBlock)
+        throw UsageError(opt + " must be between 1 and " + std::to_string(kMaxBlock));
+    return block;
+}
+
+namespace {
+
+bool Exists(const std::string& path)
+{
+    struct stat st;
+    return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+// As a DAW's audio thread does: denormals flushed to zero, so plug-ins are
+// timed and heard the way they run in practice.
+void FlushDenormals()
+{
+    _mm_setcsr(_mm_getcsr() | 0x8040);  // FTZ | DAZ
 }
 
 std::string Hex(uint32_t v)
@@ -294,13 +310,9 @@ Options ParseCommandLine(int argc, char** argv, bool* help)
             if (o.program < 0)
                 throw UsageError("--program expects a program number from 0");
         } else if (a == "--rate") {
-            o.rate = ParseDouble(a, value());
-            if (o.rate < 1000 || o.rate > 768000)
-                throw UsageError("--rate must be between 1000 and 768000 Hz");
+            o.rate = ParseRate(a, value());
         } else if (a == "--block") {
-            o.block = ParseInt(a, value());
-            if (o.block < 1 || o.block > kMaxBlock)
-                throw UsageError("--block must be between 1 and " + std::to_string(kMaxBlock));
+            o.block = ParseBlock(a, value());
         } else if (a == "--seconds") {
             o.seconds = ParseDouble(a, value());
             if (o.seconds <= 0 || o.seconds > 3600)

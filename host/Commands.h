@@ -37,6 +37,12 @@ struct Options {
 // standard output through Results(), and everything written to stdout by
 // anyone else lands on standard error.
 void SeparatePluginOutput();
+// Option values, or a UsageError naming the option: a finite number, a
+// whole number, a sample rate (1000..768000 Hz), a block size (1..kMaxBlock).
+double ParseDouble(const std::string& opt, const std::string& v);
+int ParseInt(const std::string& opt, const std::string& v);
+double ParseRate(const std::string& opt, const std::string& v);
+int ParseBlock(const std::string& opt, const std::string& v);
 FILE* Results();
 
 // Parses argv; throws HostError on a malformed command line. `help` is set

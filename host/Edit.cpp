@@ -35,15 +35,6 @@ using Clock = std::chrono::steady_clock;
 volatile std::sig_atomic_t g_interrupted = 0;
 void OnInterrupt(int) { g_interrupted = 1; }
 
-int ParseIntArg(const std::string& opt, const std::string& v)
-{
-    char* end = nullptr;
-    const long n = std::strtol(v.c_str(), &end, 10);
-    if (v.empty() || *end != '\0' || n < -2147483647L || n > 2147483647L)
-        throw UsageError(opt + " expects an integer, got \"" + v + "\"");
-    return static_cast<int>(n);
-}
-
 bool EndsWith(const std::string& s, const std::string& tail)
 {
     return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
@@ -383,21 +374,17 @@ EditOptions ParseEditCommandLine(int argc, char** argv)
         } else if (a == "--screenshot") {
             o.screenshot = value();
         } else if (a == "--after") {
-            o.afterMs = ParseIntArg(a, value());
+            o.afterMs = ParseInt(a, value());
             if (o.afterMs < 0 || o.afterMs > 3600000)
                 throw UsageError("--after must be between 0 and 3600000 ms");
         } else if (a == "--idle-ms") {
-            o.idleMs = ParseIntArg(a, value());
+            o.idleMs = ParseInt(a, value());
             if (o.idleMs < 1 || o.idleMs > 10000)
                 throw UsageError("--idle-ms must be between 1 and 10000");
         } else if (a == "--rate") {
-            o.rate = ParseIntArg(a, value());
-            if (o.rate < 1000 || o.rate > 768000)
-                throw UsageError("--rate must be between 1000 and 768000 Hz");
+            o.rate = ParseRate(a, value());
         } else if (a == "--block") {
-            o.block = ParseIntArg(a, value());
-            if (o.block < 1 || o.block > kMaxBlock)
-                throw UsageError("--block must be between 1 and " + std::to_string(kMaxBlock));
+            o.block = ParseBlock(a, value());
         } else if (a == "--set") {
             o.sets.push_back(value());
         } else if (a.size() > 1 && a[0] == '-') {
