@@ -16,6 +16,7 @@
 #include "CWnd.h"
 #include "WinResources.h"
 #include "PlatformBridge.h"
+#include "Trace.h"
 
 namespace {
 
@@ -284,7 +285,7 @@ BOOL CFont::CreatePointFont(int nPointSize, LPCTSTR lpszFaceName, CDC*)
     PangoFontDescription* desc = MakeDescription(face, nPointSize);
     float ascent = 0, height = 0;
     if (!FaceMetrics(desc, nPointSize, ascent, height)) {
-        printf("CGFontCreateWithFontName error(%s)\n", face);
+        AfxTrace("CGFontCreateWithFontName error(%s)\n", face);
         pango_font_description_free(desc);
         return TRUE;
     }
@@ -450,7 +451,7 @@ BOOL CDC::BitBlt(int x, int y, int nWidth, int nHeight, CDC* pSrcDC, int xSrc, i
             copy = true;
         }
     } else {
-        if (!pSrcDC->m_pAttached) printf("BitBlt null \x80r\x80n");
+        if (!pSrcDC->m_pAttached) AfxTrace("BitBlt null \x80r\x80n");
         return TRUE;
     }
     DrawImage(cr, img, x + m_nOriginX, y + m_nOriginY, nWidth, nHeight, xSrc + pSrcDC->m_nOriginX,
