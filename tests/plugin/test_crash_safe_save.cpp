@@ -1,7 +1,7 @@
 // Saving programs rewrites the default bank in the preferences folder. A
 // process killed at any moment of a save, a full disk or a folder it may not
-// write leaves the complete old bank or the complete new one, never a mix,
-// and the next instance loads it.
+// write or cannot make leaves the complete old bank or the complete new one,
+// never a mix nor a temporary, and the next instance loads it.
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -10,65 +10,47 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <filesystem>
 #include <iterator>
-#include <memory>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "BankFile.h"
 #include "CoreHarness.h"
+#include "TestFiles.h"
 
 namespace {
 
 class CrashSafeSave : public ::testing::Test {
 protected:
+    // Every test starts from a saved bank in state A.
     void SetUp() override
     {
-        char tmpl[] = "/tmp/graphiceq-save-XXXXXX";
-        ASSERT_NE(mkdtemp(tmpl), nullptr);
-        m_root = tmpl;
-        m_oldConfig = std::getenv("XDG_CONFIG_HOME") ? std::getenv("XDG_CONFIG_HOME") : "";
-        setenv("XDG_CONFIG_HOME", m_root.c_str(), 1);
-        m_folder = m_root + "/GraphicEQ";
-        m_bank = m_folder + "/" + kDefaultBankFileName;
         g_hostDirectory.clear();
-    }
-    void TearDown() override
-    {
-        setenv("XDG_CONFIG_HOME", m_oldConfig.c_str(), 1);
-        std::system(("chmod -R u+w '" + m_root + "' && rm -rf '" + m_root + "'").c_str());
+        AGraEQ fx(CoreHost);
+        fx.open();
+        ASSERT_TRUE(SaveState(fx, 'A'));
+        ASSERT_EQ(WholeState(), 'A');
     }
 
     // The two states the saves alternate between: program 0 with every
     // parameter at one value, named after it.
     static float ValueOf(char which) { return which == 'A' ? 0.25f : 0.75f; }
-    static void SaveState(AGraEQ& fx, char which, bool* ok = nullptr)
+    static bool SaveState(AGraEQ& fx, char which)
     {
         fx.setProgram(0);
         for (VstInt32 i = 0; i < kNumParams; ++i)
             fx.setParameter(i, ValueOf(which));
         const char name[2] = {which, 0};
-        const bool saved = fx.SaveProgram(0, name);
-        if (ok)
-            *ok = saved;
-    }
-
-    std::vector<unsigned char> FileBytes() const
-    {
-        std::ifstream in(m_bank, std::ios::binary);
-        return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
+        return fx.SaveProgram(0, name);
     }
 
     // The file is a whole bank whose program 0 is state A or state B
     // throughout; returns which, or 0.
     char WholeState() const
     {
-        const std::vector<unsigned char> bytes = FileBytes();
-        if (bytes.size() != static_cast<size_t>(kBankFileBytes))
+        if (ReadFile(m_bank).size() != static_cast<size_t>(kBankFileBytes))
             return 0;
         unsigned char chunk[kBankBytes];
         if (LoadBankFile(m_bank.c_str(), kGraEQUniqueID, chunk, kBankBytes) != kBankBytes)
@@ -93,17 +75,13 @@ protected:
         return p.fValue[5] == ValueOf(p.szName[0]) ? p.szName[0] : 0;
     }
 
-    std::string m_root, m_oldConfig, m_folder, m_bank;
+    TempDir m_root;
+    ScopedEnv m_config{"XDG_CONFIG_HOME", m_root.path};
+    const std::string m_folder = m_root / "GraphicEQ", m_bank = m_folder + "/" + kDefaultBankFileName;
 };
 
 TEST_F(CrashSafeSave, KilledAtRandomMomentsLeavesAWholeBank)
 {
-    {
-        AGraEQ fx(CoreHost);
-        fx.open();
-        SaveState(fx, 'A');
-    }
-    ASSERT_EQ(WholeState(), 'A');
     std::mt19937 rng(2024);
     int sawA = 0, sawB = 0;
     for (int round = 0; round < 40; ++round) {
@@ -155,22 +133,20 @@ int InChild(Body body)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 100 + (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
 }
 
-TEST_F(CrashSafeSave, FullDiskOrReadOnlyFolderKeepsTheOldBankAndTellsTheUser)
+TEST_F(CrashSafeSave, AFailedSaveKeepsTheOldBankAndTellsTheUser)
 {
-    {
-        AGraEQ fx(CoreHost);
-        fx.open();
-        SaveState(fx, 'A');
-    }
-    const std::vector<unsigned char> before = FileBytes();
-    ASSERT_EQ(WholeState(), 'A');
+    const std::string before = ReadFile(m_bank);
+    // A plain file where the preferences folder's parent should be.
+    const std::string blocked = m_root / "blocked";
+    WriteFile(blocked, "not a folder");
 
     const struct {
         const char* what;
+        std::string config;  // XDG_CONFIG_HOME of the saving process
         void (*prepare)(const std::string& folder);
     } cases[] = {
         // Files may grow to 1000 bytes at most: the bank (5280) does not fit.
-        {"full disk",
+        {"full disk", m_root.path,
          [](const std::string&) {
              signal(SIGXFSZ, SIG_IGN);
              rlimit limit{1000, 1000};
@@ -178,35 +154,36 @@ TEST_F(CrashSafeSave, FullDiskOrReadOnlyFolderKeepsTheOldBankAndTellsTheUser)
          }},
         // A folder the user may not write (root would write it anyway, so
         // the child becomes another user first).
-        {"read-only folder",
+        {"read-only folder", m_root.path,
          [](const std::string& folder) {
              chmod(folder.c_str(), 0555);
              if (geteuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
                  _exit(90);
          }},
+        {"folder cannot be made", blocked, [](const std::string&) {}},
     };
     for (const auto& c : cases) {
-        const std::string folder = m_folder;
+        const std::string folder = m_folder, file = c.config + "/GraphicEQ/" + kDefaultBankFileName;
         const int status = InChild([&] {
+            setenv("XDG_CONFIG_HOME", c.config.c_str(), 1);
             c.prepare(folder);
             RecordingEditor::registerWithEffect = false;
             AGraEQ fx(CoreHost);
             fx.open();
             auto* editor = static_cast<RecordingEditor*>(fx.GetEditorObject());
-            bool ok = true;
-            SaveState(fx, 'B', &ok);
-            if (ok)
+            if (SaveState(fx, 'B'))
                 return 1;  // the save claimed success
-            if (editor->messages.size() != 1 ||
-                editor->messages[0].find("could not be saved") == std::string::npos ||
-                editor->messages[0].find(kDefaultBankFileName) == std::string::npos)
+            if (editor->messages.size() != 1 || editor->messages[0].find("could not be saved") == std::string::npos ||
+                editor->messages[0].find(file) == std::string::npos)
                 return 2;  // the user was not told (string 20135 with the path)
-            return 0;
+            return std::strcmp(fx.GetBank(AGraEQ::kCurrentBank)[0].szName, "B") == 0 ? 0 : 3;  // memory keeps it
         });
         chmod(m_folder.c_str(), 0755);
         EXPECT_EQ(status, 0) << c.what;
-        EXPECT_EQ(FileBytes(), before) << c.what << ": the old bank was touched";
+        EXPECT_EQ(ReadFile(m_bank), before) << c.what << ": the old bank was touched";
         EXPECT_EQ(LoadedState(), 'A') << c.what;
+        const auto entries = std::filesystem::directory_iterator(m_folder);
+        EXPECT_EQ(std::distance(begin(entries), end(entries)), 1) << c.what << ": a temporary was left behind";
     }
 }
 

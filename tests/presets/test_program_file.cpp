@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -9,6 +10,8 @@
 #include "TestFiles.h"
 
 namespace {
+
+using Bank = std::array<AGraEQProgram, kNumPrograms>;
 
 // Normalised values as the import stores them.
 float Gain(double dB) { return ValToNormalizeValue(kParamGainFirst, static_cast<float>(dB)); }
