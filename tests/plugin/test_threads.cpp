@@ -20,9 +20,6 @@ TEST(Threads, HostEditsWhileAudioRuns)
 {
     RunningEffect host;
     AEffect* const fx = host.fx;
-    auto call = [&host](VstInt32 op, VstIntPtr value = 0, void* ptr = nullptr, float opt = 0.0f, VstInt32 index = 0) {
-        return host.call(op, value, ptr, opt, index);
-    };
 
     std::atomic<bool> stop{false};
     std::atomic<long> blocks{0};
@@ -70,24 +67,24 @@ TEST(Threads, HostEditsWhileAudioRuns)
     for (int i = 0; i < 3000 || (blocks.load() < 400 && i < 400000); ++i) {
         const VstInt32 index = i % 33;
         fx->setParameter(fx, index, static_cast<float>((i * 7919) % 1001) / 1000.0f);
-        call(effGetParamDisplay, 0, text, 0.0f, index);
+        host.call(effGetParamDisplay, 0, text, 0.0f, index);
         (void)fx->getParameter(fx, index);
         if (i % 50 == 0)
-            call(effSetProgram, (i / 50) % 32);
+            host.call(effSetProgram, (i / 50) % 32);
         for (VstInt32 preset = 0; preset < 2 && i % 97 == 0; ++preset) {  // bank, then preset
             void* data = nullptr;
-            const VstIntPtr n = call(effGetChunk, 0, &data, 0.0f, preset);
+            const VstIntPtr n = host.call(effGetChunk, 0, &data, 0.0f, preset);
             std::memcpy(copy.data(), data, static_cast<size_t>(n));
-            call(effSetChunk, n, copy.data(), 0.0f, preset);
+            host.call(effSetChunk, n, copy.data(), 0.0f, preset);
         }
         if (i % 401 == 0)
-            call(effSetSampleRate, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
+            host.call(effSetSampleRate, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
         if (i % 503 == 0)
-            call(effSetBlockSize, 64 + i % 1000);
+            host.call(effSetBlockSize, 64 + i % 1000);
         if (i % 701 == 0) {
-            call(effMainsChanged, 0);
-            call(effMainsChanged, 1);
-            call(effStartProcess);
+            host.call(effMainsChanged, 0);
+            host.call(effMainsChanged, 1);
+            host.call(effStartProcess);
         }
     }
     // Let the audio thread see the final state for a few blocks.
