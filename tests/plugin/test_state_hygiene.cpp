@@ -184,11 +184,21 @@ TEST_F(StateHygiene, GoodStateRoundTripsBitForBit)
         rec.nCurrentProgram = r == 0 ? 7 : r * 1000;
         std::memcpy(bank.data() + r * kProgramBytes, &rec, kProgramBytes);
     }
+    // A bank brings its current program (record 0's last field) along.
     fx->setChunk(bank.data(), kBankBytes, false);
+    EXPECT_EQ(fx->getProgram(), 7);
+    EXPECT_EQ(fx->getParameter(10), fx->GetBank(AGraEQ::kCurrentBank)[7].fValue[10]);
     EXPECT_EQ(Chunk(false), bank);
-    const std::vector<unsigned char> preset = Chunk(true);
-    fx->setChunk(const_cast<unsigned char*>(preset.data()), kProgramBytes, true);
+    // A preset fills the current program only.
+    std::vector<unsigned char> preset(bank.begin() + 3 * kProgramBytes, bank.begin() + 4 * kProgramBytes);
+    fx->setChunk(preset.data(), kProgramBytes, true);
     EXPECT_EQ(Chunk(true), preset);
+    std::copy(preset.begin(), preset.end(), bank.begin() + 7 * kProgramBytes);
+    EXPECT_EQ(Chunk(false), bank);
+    EXPECT_EQ(fx->getProgram(), 7);
+    EXPECT_EQ(fx->getParameter(10), reinterpret_cast<const AGraEQProgram*>(preset.data())->fValue[10]);
+    fx->setProgram(2);
+    EXPECT_EQ(reinterpret_cast<const AGraEQProgram*>(Chunk(false).data())->nCurrentProgram, 2);
 }
 
 TEST_F(StateHygiene, RandomChunksLeaveOnlySaneState)
