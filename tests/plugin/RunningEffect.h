@@ -62,7 +62,8 @@ public:
         for (; std::chrono::steady_clock::now() < until || blocks.load() < minBlocks; ++i) {
             const VstInt32 index = static_cast<VstInt32>(i % kNumParams);
             // The switch (parameter 0) mostly on, so most blocks are filtered.
-            fx->setParameter(fx, index, index == 0 ? (i % 512 ? 1.0f : 0.0f) : (i * 7919 % 1001) / 1000.0f);
+            const float value = index == 0 ? (i % 512 ? 1.0f : 0.0f) : (i * 7919 % 1001) / 1000.0f;
+            fx->setParameter(fx, index, value);
             call(effGetParamDisplay, 0, text, 0.0f, index);
             (void)fx->getParameter(fx, index);
             if (i % 50 == 0)

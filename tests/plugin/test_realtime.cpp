@@ -60,7 +60,8 @@ TEST(RealTime, AudioThreadNeverAllocatesLocksOrCallsTheSystem)
     EXPECT_TRUE(finite);
     ASSERT_GT(micros.size(), 100u);
     std::sort(micros.begin(), micros.end());
-    std::printf("%zu blocks of 256 frames against %ld edits: median %.2f us, 99.9%% %.2f us, worst %.2f us\n",
+    std::printf("%zu blocks of 256 frames against %ld edits: median %.2f us, 99.9%% %.2f us, "
+                "worst %.2f us\n",
                 micros.size(), edits, micros[micros.size() / 2], micros[micros.size() * 999 / 1000],
                 micros.back());
 }

@@ -10,6 +10,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "CoreHarness.h"
@@ -90,29 +91,24 @@ TEST_F(StateHygiene, BadValuesBecomeWhatTheirSourceDecides)
     // keep the value before for a NaN, chunks take the default for any
     // non-finite value; finite values outside 0..1 go to the nearest bound.
     using B = Becomes;
-    const struct {
-        Source source;
-        Becomes becomes[7];
-    } rules[] = {
-        {Source::kHost, {B::kPrevious, B::kOne, B::kZero, B::kZero, B::kOne, B::kOne, B::kZero}},
-        {Source::kPanel, {B::kPrevious, B::kOne, B::kZero, B::kZero, B::kOne, B::kOne, B::kZero}},
-        {Source::kPresetChunk, {B::kDefault, B::kDefault, B::kDefault, B::kZero, B::kOne, B::kOne, B::kZero}},
-        {Source::kBankChunk, {B::kDefault, B::kDefault, B::kDefault, B::kZero, B::kOne, B::kOne, B::kZero}},
-    };
+    const Becomes kept[] = {B::kPrevious, B::kOne, B::kZero, B::kZero, B::kOne, B::kOne, B::kZero};
+    const Becomes reset[] = {B::kDefault, B::kDefault, B::kDefault, B::kZero, B::kOne, B::kOne, B::kZero};
+    const std::pair<Source, const Becomes*> rules[] = {
+        {Source::kHost, kept}, {Source::kPanel, kept}, {Source::kPresetChunk, reset}, {Source::kBankChunk, reset}};
     for (const auto& rule : rules) {
         for (size_t k = 0; k < sizeof bad / sizeof bad[0]; ++k) {
             for (VstInt32 i = 0; i < kNumParams; ++i) {
                 fx->setParameter(i, kBefore);
-                Feed(rule.source, i, bad[k]);
+                Feed(rule.first, i, bad[k]);
                 float want = 0.0f;
-                switch (rule.becomes[k]) {
+                switch (rule.second[k]) {
                 case Becomes::kPrevious: want = kBefore; break;
                 case Becomes::kDefault: want = DefaultNormalized(i); break;
                 case Becomes::kZero: want = 0.0f; break;
                 case Becomes::kOne: want = 1.0f; break;
                 }
                 ASSERT_EQ(fx->getParameter(i), want)
-                    << "source " << static_cast<int>(rule.source) << ", value " << bad[k] << ", index " << i;
+                    << "source " << static_cast<int>(rule.first) << ", value " << bad[k] << ", index " << i;
                 ASSERT_EQ(fx->GetBank(AGraEQ::kCurrentBank)[fx->getProgram()].fValue[i], want);
                 char text[64] = {};
                 fx->getParameterDisplay(i, text);
@@ -187,13 +183,14 @@ TEST_F(StateHygiene, GoodStateRoundTripsBitForBit)
     EXPECT_EQ(fx->getParameter(10), fx->GetBank(AGraEQ::kCurrentBank)[7].fValue[10]);
     EXPECT_EQ(Chunk(false), bank);
     // A preset fills the current program only.
-    std::vector<unsigned char> preset(bank.begin() + 3 * kProgramBytes, bank.begin() + 4 * kProgramBytes);
+    const auto record3 = bank.begin() + 3 * kProgramBytes;
+    std::vector<unsigned char> preset(record3, record3 + kProgramBytes);
     fx->setChunk(preset.data(), kProgramBytes, true);
     EXPECT_EQ(Chunk(true), preset);
     std::copy(preset.begin(), preset.end(), bank.begin() + 7 * kProgramBytes);
     EXPECT_EQ(Chunk(false), bank);
     EXPECT_EQ(fx->getProgram(), 7);
-    EXPECT_EQ(fx->getParameter(10), reinterpret_cast<const AGraEQProgram*>(preset.data())->fValue[10]);
+    EXPECT_EQ(fx->getParameter(10), fx->GetBank(AGraEQ::kCurrentBank)[3].fValue[10]);
     fx->setProgram(2);
     EXPECT_EQ(reinterpret_cast<const AGraEQProgram*>(Chunk(false).data())->nCurrentProgram, 2);
 }
