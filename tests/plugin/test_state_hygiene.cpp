@@ -91,9 +91,9 @@ TEST_F(StateHygiene, BadValuesBecomeWhatTheirSourceDecides)
     // keep the value before for a NaN, chunks take the default for any
     // non-finite value; finite values outside 0..1 go to the nearest bound.
     using B = Becomes;
-    const Becomes kept[] = {B::kPrevious, B::kOne, B::kZero, B::kZero, B::kOne, B::kOne, B::kZero};
-    const Becomes reset[] = {B::kDefault, B::kDefault, B::kDefault, B::kZero, B::kOne, B::kOne, B::kZero};
-    const std::pair<Source, const Becomes*> rules[] = {
+    const B kept[] = {B::kPrevious, B::kOne, B::kZero, B::kZero, B::kOne, B::kOne, B::kZero};
+    const B reset[] = {B::kDefault, B::kDefault, B::kDefault, B::kZero, B::kOne, B::kOne, B::kZero};
+    const std::pair<Source, const B*> rules[] = {
         {Source::kHost, kept}, {Source::kPanel, kept}, {Source::kPresetChunk, reset}, {Source::kBankChunk, reset}};
     for (const auto& rule : rules) {
         for (size_t k = 0; k < sizeof bad / sizeof bad[0]; ++k) {
@@ -108,7 +108,7 @@ TEST_F(StateHygiene, BadValuesBecomeWhatTheirSourceDecides)
                 case Becomes::kOne: want = 1.0f; break;
                 }
                 ASSERT_EQ(fx->getParameter(i), want)
-                    << "source " << static_cast<int>(rule.first) << ", value " << bad[k] << ", index " << i;
+                    << "source " << int(rule.first) << ", value " << bad[k] << ", index " << i;
                 ASSERT_EQ(fx->GetBank(AGraEQ::kCurrentBank)[fx->getProgram()].fValue[i], want);
                 char text[64] = {};
                 fx->getParameterDisplay(i, text);
