@@ -1,6 +1,5 @@
-// GraphicEQ.so through its binary interface: malformed state chunks (bank
-// and preset) and audio (a boosted band measured at the
-// output, odd block sizes, double precision, bad input).
+// GraphicEQ.so through its binary interface: malformed chunks and audio (a
+// boosted band measured at the output, odd block sizes, double precision, bad input).
 #include <gtest/gtest.h>
 
 #include <cmath>

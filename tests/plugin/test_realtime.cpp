@@ -1,9 +1,7 @@
-// The audio thread never waits: while it processes, the host's thread
-// changes every parameter, program, chunk and format as fast as it can, and
-// the real-time checker, active on the audio thread inside processReplacing and
-// processDoubleReplacing only, must count no heap call, no lock another
-// thread held, no blocking system call. Block times are reported, not
-// asserted: the machine is shared.
+// The audio thread never waits: during a busy session the real-time checker,
+// active on the audio thread inside processReplacing and processDoubleReplacing
+// only, must count no heap call, no lock another thread held, no blocking
+// system call. Block times are reported, not asserted: the machine is shared.
 #include <gtest/gtest.h>
 
 #include <algorithm>
