@@ -2,6 +2,12 @@
 // An effect as a host holds it while audio runs: opened, 48 kHz, blocks of
 // 256, resumed. call() goes through the dispatcher like a host's call;
 // the destructor closes (and so deletes) the effect.
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <thread>
+#include <vector>
+
 #include "AGraEQ.h"
 
 class RunningEffect {
@@ -21,6 +27,71 @@ public:
     VstIntPtr call(VstInt32 op, VstIntPtr value = 0, void* ptr = nullptr, float opt = 0.0f, VstInt32 index = 0)
     {
         return fx->dispatcher(fx, op, index, value, ptr, opt);
+    }
+
+    // A busy session: audio(n) runs again and again (n counts the calls) on
+    // an audio thread, an interface thread reads the meters, and this thread,
+    // the host's, changes parameters, programs, chunks, sample rate, block
+    // size and the resume state, for at least minTime and until the audio
+    // thread has run minBlocks calls. Returns the number of host edits.
+    template <class Audio>
+    long Storm(Audio audio, std::chrono::milliseconds minTime, long minBlocks)
+    {
+        std::atomic<bool> stop{false};
+        std::atomic<long> blocks{0};
+        std::thread audioThread([&] {
+            for (unsigned n = 0; !stop.load(std::memory_order_relaxed); ++n) {
+                audio(n);
+                blocks.fetch_add(1, std::memory_order_relaxed);
+            }
+        });
+        AGraEQ* effect = static_cast<AGraEQ*>(fx->object);
+        std::thread meters([&] {
+            while (!stop.load(std::memory_order_relaxed)) {
+                float a, b, c, d;
+                effect->GetVU(&a, &b, &c, &d);
+                (void)effect->GetClip();
+                (void)effect->GetProcessCounter();
+                std::this_thread::yield();
+            }
+        });
+        std::vector<char> copy(kBankBytes);
+        char text[64];
+        const auto until = std::chrono::steady_clock::now() + minTime;
+        long i = 0;
+        for (; std::chrono::steady_clock::now() < until || blocks.load() < minBlocks; ++i) {
+            const VstInt32 index = static_cast<VstInt32>(i % kNumParams);
+            // The switch (parameter 0) mostly on, so most blocks are filtered.
+            const float value = index == 0 ? (i % 512 ? 1.0f : 0.0f) : (i * 7919 % 1001) / 1000.0f;
+            fx->setParameter(fx, index, value);
+            call(effGetParamDisplay, 0, text, 0.0f, index);
+            (void)fx->getParameter(fx, index);
+            if (i % 50 == 0)
+                call(effSetProgram, (i / 50) % kNumPrograms);
+            for (VstInt32 preset = 0; preset < 2 && i % 97 == 0; ++preset) {  // bank, then preset
+                void* data = nullptr;
+                const VstIntPtr n = call(effGetChunk, 0, &data, 0.0f, preset);
+                std::memcpy(copy.data(), data, static_cast<size_t>(n));
+                call(effSetChunk, n, copy.data(), 0.0f, preset);
+            }
+            if (i % 401 == 0)
+                call(effSetSampleRate, 0, nullptr, i % 2 ? 44100.0f : 48000.0f);
+            if (i % 503 == 0)
+                call(effSetBlockSize, 64 + i % 1000);
+            if (i % 701 == 0) {
+                call(effMainsChanged, 0);
+                call(effMainsChanged, 1);
+                call(effStartProcess);
+            }
+        }
+        // Let the audio thread see the final state for a few calls.
+        const long seen = blocks.load();
+        while (blocks.load() < seen + 10)
+            std::this_thread::yield();
+        stop = true;
+        audioThread.join();
+        meters.join();
+        return i;
     }
 
     AEffect* const fx;

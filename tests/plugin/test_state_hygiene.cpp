@@ -10,6 +10,7 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "CoreHarness.h"
@@ -86,34 +87,28 @@ protected:
 TEST_F(StateHygiene, BadValuesBecomeWhatTheirSourceDecides)
 {
     const float bad[] = {kNaN, kInf, -kInf, -1.0f, 2.0f, 1e30f, -1e-30f};
-    // Per source, what each bad value above becomes.
-    const struct {
-        Source source;
-        Becomes becomes[7];
-    } rules[] = {
-        {Source::kHost, {Becomes::kPrevious, Becomes::kOne, Becomes::kZero, Becomes::kZero, Becomes::kOne,
-                         Becomes::kOne, Becomes::kZero}},
-        {Source::kPanel, {Becomes::kPrevious, Becomes::kOne, Becomes::kZero, Becomes::kZero, Becomes::kOne,
-                          Becomes::kOne, Becomes::kZero}},
-        {Source::kPresetChunk, {Becomes::kDefault, Becomes::kDefault, Becomes::kDefault, Becomes::kZero,
-                                Becomes::kOne, Becomes::kOne, Becomes::kZero}},
-        {Source::kBankChunk, {Becomes::kDefault, Becomes::kDefault, Becomes::kDefault, Becomes::kZero,
-                              Becomes::kOne, Becomes::kOne, Becomes::kZero}},
-    };
+    // Per source, what each bad value above becomes: the host and the panel
+    // keep the value before for a NaN, chunks take the default for any
+    // non-finite value; finite values outside 0..1 go to the nearest bound.
+    using B = Becomes;
+    const B kept[] = {B::kPrevious, B::kOne, B::kZero, B::kZero, B::kOne, B::kOne, B::kZero};
+    const B reset[] = {B::kDefault, B::kDefault, B::kDefault, B::kZero, B::kOne, B::kOne, B::kZero};
+    const std::pair<Source, const B*> rules[] = {
+        {Source::kHost, kept}, {Source::kPanel, kept}, {Source::kPresetChunk, reset}, {Source::kBankChunk, reset}};
     for (const auto& rule : rules) {
         for (size_t k = 0; k < sizeof bad / sizeof bad[0]; ++k) {
             for (VstInt32 i = 0; i < kNumParams; ++i) {
                 fx->setParameter(i, kBefore);
-                Feed(rule.source, i, bad[k]);
+                Feed(rule.first, i, bad[k]);
                 float want = 0.0f;
-                switch (rule.becomes[k]) {
+                switch (rule.second[k]) {
                 case Becomes::kPrevious: want = kBefore; break;
                 case Becomes::kDefault: want = DefaultNormalized(i); break;
                 case Becomes::kZero: want = 0.0f; break;
                 case Becomes::kOne: want = 1.0f; break;
                 }
                 ASSERT_EQ(fx->getParameter(i), want)
-                    << "source " << static_cast<int>(rule.source) << ", value " << bad[k] << ", index " << i;
+                    << "source " << int(rule.first) << ", value " << bad[k] << ", index " << i;
                 ASSERT_EQ(fx->GetBank(AGraEQ::kCurrentBank)[fx->getProgram()].fValue[i], want);
                 char text[64] = {};
                 fx->getParameterDisplay(i, text);
@@ -148,8 +143,6 @@ TEST_F(StateHygiene, NamesFromChunksAreTerminatedWholeCharacters)
         {"ABCDEFGHIJKLMNOPQRSTUVWX", "ABCDEFGHIJKLMNOPQRSTUVW"},
         // A two-byte character cut by the field's last byte goes whole.
         {"ABCDEFGHIJKLMNOPQRSTUV\x82\xa0", "ABCDEFGHIJKLMNOPQRSTUV"},
-        // A lead byte just before the terminator is half a character.
-        {"Half\x82", "Half"},
         {"\x82\xa0\x82\xa2", "\x82\xa0\x82\xa2"},
     };
     for (const auto& c : cases) {
@@ -184,11 +177,22 @@ TEST_F(StateHygiene, GoodStateRoundTripsBitForBit)
         rec.nCurrentProgram = r == 0 ? 7 : r * 1000;
         std::memcpy(bank.data() + r * kProgramBytes, &rec, kProgramBytes);
     }
+    // A bank brings its current program (record 0's last field) along.
     fx->setChunk(bank.data(), kBankBytes, false);
+    EXPECT_EQ(fx->getProgram(), 7);
+    EXPECT_EQ(fx->getParameter(10), fx->GetBank(AGraEQ::kCurrentBank)[7].fValue[10]);
     EXPECT_EQ(Chunk(false), bank);
-    const std::vector<unsigned char> preset = Chunk(true);
-    fx->setChunk(const_cast<unsigned char*>(preset.data()), kProgramBytes, true);
+    // A preset fills the current program only.
+    const auto record3 = bank.begin() + 3 * kProgramBytes;
+    std::vector<unsigned char> preset(record3, record3 + kProgramBytes);
+    fx->setChunk(preset.data(), kProgramBytes, true);
     EXPECT_EQ(Chunk(true), preset);
+    std::copy(preset.begin(), preset.end(), bank.begin() + 7 * kProgramBytes);
+    EXPECT_EQ(Chunk(false), bank);
+    EXPECT_EQ(fx->getProgram(), 7);
+    EXPECT_EQ(fx->getParameter(10), fx->GetBank(AGraEQ::kCurrentBank)[3].fValue[10]);
+    fx->setProgram(2);
+    EXPECT_EQ(reinterpret_cast<const AGraEQProgram*>(Chunk(false).data())->nCurrentProgram, 2);
 }
 
 TEST_F(StateHygiene, RandomChunksLeaveOnlySaneState)

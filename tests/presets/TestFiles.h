@@ -1,19 +1,15 @@
 #pragma once
-// Shared by the preset tests: temporary folders, files, environment and
-// working directory for one scope, and banks of records.
+// Shared by the file, preset and default-bank tests: temporary folders,
+// files, environment and working directory for one scope.
 #include <unistd.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
 
-#include "AGraEQProgram.h"
-
 struct TempDir {
-    char path[40] = "/tmp/graphiceq-presets-XXXXXX";
+    char path[40] = "/tmp/graphiceq-test-XXXXXX";
     TempDir() { mkdtemp(path); }
     ~TempDir() { std::system(("chmod -R u+rwx '" + std::string(path) + "' && rm -rf '" + path + "'").c_str()); }
     std::string operator/(const std::string& name) const { return std::string(path) + "/" + name; }
@@ -52,18 +48,4 @@ inline std::string ReadFile(const std::string& path)
 {
     std::ifstream f(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(f), {});
-}
-
-using Bank = std::array<AGraEQProgram, kNumPrograms>;
-
-// A bank whose every record differs, so misplaced bytes show.
-inline Bank DistinctBank()
-{
-    Bank bank;
-    for (int r = 0; r < kNumPrograms; ++r) {
-        for (int k = 0; k < kNumParams; ++k)
-            bank[r].fValue[k] = static_cast<float>((r * kNumParams + k) % 97) / 96.0f;
-        std::snprintf(bank[r].szName, sizeof bank[r].szName, "Program %02d", r + 1);
-    }
-    return bank;
 }

@@ -2,6 +2,7 @@
 // flat, every other one audibly different, none clipping a full-scale sine.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <set>
@@ -9,12 +10,15 @@
 #include <vector>
 
 #include "BankFile.h"
+#include "AGraEQ.h"
 #include "CGraphicEQ.h"
 #include "ParamMap.h"
 #include "PresetText.h"
 #include "TestFiles.h"
 
 namespace {
+
+using Bank = std::array<AGraEQProgram, kNumPrograms>;
 
 Bank LoadFactory()
 {
@@ -31,45 +35,31 @@ Bank LoadFactory()
 // full-scale input on rounding alone.
 constexpr double kInputAmplitude = 0.99;
 
-// Steady-state gain in dB of the engine set up as the plug-in does for a
-// record, for a stereo sine (from the RMS over whole periods, which unlike
-// the sampled peak does not depend on where the samples fall), and whether
-// the engine flagged an over-level meanwhile.
-double MeasuredGainDB(const AGraEQProgram& rec, double hz, int rate, bool* over)
+// Steady-state gain in dB of the effect playing a record, for a stereo sine
+// (from the RMS over whole periods, which unlike the sampled peak does not
+// depend on where the samples fall), and whether it flagged an over-level.
+double MeasuredGainDB(AGraEQProgram rec, double hz, int rate, bool* over)
 {
-    CGraphicEQ eq;
-    tWAVEFORMATEX fmt{3, 2, static_cast<uint32_t>(rate), static_cast<uint32_t>(rate) * 8, 8, 32, 0};
+    AGraEQ fx([](AEffect*, VstInt32 op, VstInt32, VstIntPtr, void*, float) -> VstIntPtr {
+        return op == audioMasterVersion ? 2400 : 0;
+    });
+    fx.setSampleRate(static_cast<float>(rate));
+    fx.resume();
+    fx.setChunk(&rec, kProgramBytes, true);
     const int block = 1024, settle = rate / 2, measure = rate / 5;
-    eq.SetMediaType(&fmt, block);
-    eq.set_Activate(NormalizeValToDWValue(kParamActive, rec.fValue[kParamActive]) != 0);
-    for (int k = kParamOutput; k < kNumParams; ++k) {
-        const int32_t v = NormalizeValToDWValue(k, rec.fValue[k]);
-        if (k == kParamOutput)
-            eq.set_OutputLevel(v);
-        else if (k == kParamInput)
-            eq.set_InputLevel(v);
-        else if (k < kParamQFirst)
-            eq.set_Gain(k - kParamGainFirst, v);
-        else
-            eq.set_Q(k - kParamQFirst, v);
-    }
-    std::vector<float> l(block), r(block), ol(block), orr(block);
-    float* in[2] = {l.data(), r.data()};
-    float* out[2] = {ol.data(), orr.data()};
+    std::vector<float> l(block), r(block);
+    float* io[2] = {l.data(), r.data()};
     std::vector<double> tail;
-    *over = false;
     for (int done = 0; done < settle + measure; done += block) {
+        if (done >= settle && done < settle + block)
+            fx.GetClip();  // the over-level flag from here on only
         for (int i = 0; i < block; ++i)
             l[i] = r[i] = static_cast<float>(kInputAmplitude * std::sin(2.0 * M_PI * hz * (done + i) / rate));
-        int produced = 0;
-        eq.Transform(in, block, out, &produced);
-        bool o = false;
-        eq.get_OverLevel(&o);
-        if (done >= settle) {
-            *over |= o;
-            tail.insert(tail.end(), ol.begin(), ol.end());
-        }
+        fx.processReplacing(io, io, block);
+        if (done >= settle)
+            tail.insert(tail.end(), l.begin(), l.end());
     }
+    *over = fx.GetClip() != 0;
     const size_t n = static_cast<size_t>(std::lround(std::floor(tail.size() * hz / rate) * rate / hz));
     double sum = 0.0;
     for (size_t i = 0; i < n && i < tail.size(); ++i)

@@ -3,33 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
 
 #include "CFile.h"
 #include "CFileFind.h"
 #include "FileName.h"
-
-namespace {
-
-struct TempDir {
-    char path[32] = "/tmp/graphiceq-files-XXXXXX";
-    TempDir() { mkdtemp(path); }
-    ~TempDir() { std::filesystem::remove_all(path); }
-    std::string operator/(const std::string& name) const { return std::string(path) + "/" + name; }
-};
-
-void WriteFile(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
-
-std::string ReadFile(const std::string& path)
-{
-    std::ifstream f(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(f), {});
-}
-
-}  // namespace
+#include "TestFiles.h"
 
 TEST(FileName, UrlStringsAndPlainPaths)
 {
