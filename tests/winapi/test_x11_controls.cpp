@@ -45,6 +45,13 @@ CWnd* OpenPopup(const CWnd& w)
     return nullptr;
 }
 
+// w's pop-up is open and one of its controls has the focus: it takes keys.
+bool PopupTakesKeys(const CWnd& w)
+{
+    CWnd* popup = OpenPopup(w);
+    return popup && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == popup;
+}
+
 class X11Controls : public X11HostTest {
 protected:
     CWnd anchor;
@@ -517,7 +524,7 @@ TEST_F(X11Controls, ModalDialogReturnsFromItsButtonsAndFromReturnAndEscape)
         field.SetFocus();
         CTestDialog dlg(&panel);
         std::string name;
-        WhenTrue([&] { return OpenPopup(panel) == &dlg && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == &dlg; },
+        WhenTrue([&] { return OpenPopup(panel) == &dlg && PopupTakesKeys(panel); },
                  [&] {
                      name = Text(*dlg.GetDlgItem(5000));
                      if (c.way == kKeys) Type(c.keys);
@@ -612,7 +619,7 @@ TEST_F(X11Controls, MessageBoxShowsAStringResourceAndAnswersWithItsButtons)
         panel.SetFocus();  // the box opens over the window with the focus
         std::string shown;
         int buttons = 0;
-        WhenTrue([&] { return OpenPopup(panel) && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == OpenPopup(panel); },
+        WhenTrue([&] { return PopupTakesKeys(panel); },
                  [&] {
                      CWnd* box = OpenPopup(panel);
                      if (CWnd* text = box->GetDlgItem(0xFFFF)) shown = Text(*text);
@@ -675,8 +682,7 @@ TEST_F(X11Controls, OpeningAndClosingEveryControlLeaksNothing)
             WhenTrue([&] { return OpenPopup(host) != nullptr; }, [&] { Type("<Escape>"); });
             menu.TrackPopupMenu(0, 10, 10, &host);
             CTestDialog dlg(&host);
-            WhenTrue([&] { return OpenPopup(host) == &dlg && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == &dlg; },
-                     [&] { Type("<Escape>"); });
+            WhenTrue([&] { return OpenPopup(host) == &dlg && PopupTakesKeys(host); }, [&] { Type("<Escape>"); });
             EXPECT_EQ(dlg.DoModal(), IDCANCEL);
         }
         host.PostMessage(WM_USER, (WPARAM)i, 0);  // left undelivered on purpose

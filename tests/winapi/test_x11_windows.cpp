@@ -1,7 +1,8 @@
 // Window trees inside a foreign parent window on a real X server (Xvfb in
 // CI): input sent through XTest arrives as the right messages, painting
-// reaches the screen, and opening and closing leaks nothing. The test's own
-// Display plays the host; the layer opens its own connection.
+// reaches the screen, and the host's window may vanish. The test's own
+// Display plays the host; the layer opens its own connection (the leak test
+// is X11Controls.OpeningAndClosingEveryControlLeaksNothing).
 #include <functional>
 
 #include "CDC.h"
