@@ -7,15 +7,11 @@
 //   stdctrl-demo                     run until the window is closed (or 60 s)
 //   stdctrl-demo --screenshot F.png  open each pop-up in turn and save the
 //                                    four views side by side as PNG
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
-#include <cairo.h>
 
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <vector>
 
 #include "CDC.h"
@@ -291,35 +287,24 @@ END_MESSAGE_MAP()
 
 // --- screenshot mode ------------------------------------------------------------------
 
-Display* g_host = nullptr;
-Window g_parent = 0;
+DemoHost g_host;
 std::vector<cairo_surface_t*> g_shots;
 
 // The screen around the parent window (pop-ups included).
 void Capture()
 {
     int x = 0, y = 0;
-    Window child;
-    XTranslateCoordinates(g_host, g_parent, DefaultRootWindow(g_host), 0, 0, &x, &y, &child);
-    XImage* img = XGetImage(g_host, DefaultRootWindow(g_host), x, y, kWidth, kHeight, AllPlanes, ZPixmap);
-    if (!img) return;
-    cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_RGB24, kWidth, kHeight);
-    unsigned char* data = cairo_image_surface_get_data(s);
-    int stride = cairo_image_surface_get_stride(s);
-    for (int yy = 0; yy < kHeight; ++yy)
-        for (int xx = 0; xx < kWidth; ++xx)
-            reinterpret_cast<uint32_t*>(data + yy * stride)[xx] = (uint32_t)(XGetPixel(img, xx, yy) & 0xFFFFFF);
-    cairo_surface_mark_dirty(s);
-    XDestroyImage(img);
-    g_shots.push_back(s);
+    Window child, root = DefaultRootWindow(g_host.dpy);
+    XTranslateCoordinates(g_host.dpy, g_host.parent, root, 0, 0, &x, &y, &child);
+    if (cairo_surface_t* s = g_host.Grab(root, x, y, kWidth, kHeight)) g_shots.push_back(s);
 }
 
 void PressKey(KeySym sym)
 {
-    KeyCode code = XKeysymToKeycode(g_host, sym);
-    XTestFakeKeyEvent(g_host, code, True, CurrentTime);
-    XTestFakeKeyEvent(g_host, code, False, CurrentTime);
-    XFlush(g_host);
+    KeyCode code = XKeysymToKeycode(g_host.dpy, sym);
+    XTestFakeKeyEvent(g_host.dpy, code, True, CurrentTime);
+    XTestFakeKeyEvent(g_host.dpy, code, False, CurrentTime);
+    XFlush(g_host.dpy);
 }
 
 // Runs the tour on a timer: the pop-ups are modal, and the timer keeps
@@ -389,11 +374,9 @@ bool WriteSheet(const char* path)
 
 int main(int argc, char** argv)
 {
-    DemoHost host;
+    DemoHost& host = g_host;
     if (int status = host.Parse(argc, argv, 60, 8)) return status;
     if (!host.Open("stdctrl-demo", 40, 40, kWidth, kHeight)) return 77;  // "skipped" for CTest
-    g_host = host.dpy;
-    g_parent = host.parent;
 
     CWinApp app("stdctrl-demo");
     RegisterDemoDialog();
@@ -413,8 +396,7 @@ int main(int argc, char** argv)
         tour.SetTimer(1, 20);
     }
 
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds((int)(host.seconds * 1000));
-    while (!host.Closed() && !tour.done && std::chrono::steady_clock::now() < end) AfxPumpMessages(16);
+    while (host.Running() && !tour.done) AfxPumpMessages(16);
     int status = 0;
     if (host.shot) {
         if (g_shots.size() == 5 && WriteSheet(host.shot)) {

@@ -8,7 +8,6 @@
 
 namespace {
 
-using CRecWnd = CRecorder;
 // Leftovers of earlier tests in this process are delivered first.
 void Drain() { PumpFor(15); }
 
@@ -20,9 +19,9 @@ void DeferredWindowProc(WPARAM wp) { g_deferred.push_back(wp); }
 TEST(Posting, DeliveredInOrderOnlyByThePumpAndNeverToADeletedWindow)
 {
     Drain();
-    CRecWnd w;
+    CRecorder w;
     {
-        CRecWnd doomed;
+        CRecorder doomed;
         EXPECT_EQ(w.PostMessage(WM_USER + 1, 10, -20), 0);
         doomed.PostMessage(WM_USER, 1, 0);
         w.PostMessage(WM_USER + 2, 11, 21);
@@ -41,7 +40,7 @@ TEST(Posting, DeliveredInOrderOnlyByThePumpAndNeverToADeletedWindow)
 TEST(Posting, The257thUndeliveredPostOverwritesTheFirst)
 {
     Drain();
-    CRecWnd w;
+    CRecorder w;
     for (int i = 0; i < 257; ++i) w.PostMessage(WM_USER, (WPARAM)i, 0);
     AfxPumpMessages(0);
     ASSERT_EQ(w.got.size(), 256u);
@@ -51,7 +50,7 @@ TEST(Posting, The257thUndeliveredPostOverwritesTheFirst)
 TEST(Posting, ByHandleAndWithoutATarget)
 {
     Drain();
-    CRecWnd w;
+    CRecorder w;
     w.m_hWnd = reinterpret_cast<HWND>(&w);  // stands in for a created window's view
     EXPECT_TRUE(PostMessage(w.m_hWnd, WM_USER + 7, 1, 2));
     EXPECT_FALSE(PostMessage(reinterpret_cast<HWND>(&g_deferred), WM_USER, 0, 0)) << "not a window";
@@ -77,7 +76,7 @@ TEST(Posting, ByHandleAndWithoutATarget)
 TEST(Posting, OtherThreadsMayPostAndKeepTheirOrder)
 {
     Drain();
-    CRecWnd w;
+    CRecorder w;
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&w, t] {
@@ -96,7 +95,7 @@ TEST(Posting, OtherThreadsMayPostAndKeepTheirOrder)
 TEST(Timers, FireWithFirstParameterZeroAtTheIntervalOnePerPump)
 {
     Drain();
-    CRecWnd w;
+    CRecorder w;
     EXPECT_EQ(w.SetTimer(5, 40), 5u);
     auto start = Clock::now();
     ASSERT_TRUE(PumpUntil([&] { return w.Count(WM_TIMER) >= 3; }, 2000));
@@ -120,7 +119,7 @@ TEST(Timers, NothingArrivesAfterKillTimerAndNoThreadIsLeft)
     Drain();
     const int threadsBefore = CountEntries("/proc/self/task");
     {
-        CRecWnd w;
+        CRecorder w;
         w.SetTimer(1, 10);
         EXPECT_EQ(CountEntries("/proc/self/task"), threadsBefore + 1);
         std::this_thread::sleep_for(std::chrono::milliseconds(40));  // a firing is now queued
@@ -130,7 +129,7 @@ TEST(Timers, NothingArrivesAfterKillTimerAndNoThreadIsLeft)
         EXPECT_EQ(w.Count(WM_TIMER), 0);
     }
     {
-        CRecWnd w;
+        CRecorder w;
         w.SetTimer(1, 10);
         w.SetTimer(2, 20);  // replaces the first
         EXPECT_EQ(CountEntries("/proc/self/task"), threadsBefore + 1);

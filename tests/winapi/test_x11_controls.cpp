@@ -1,13 +1,6 @@
 // Standard controls, entry fields, menus, dialogs and message boxes on a
 // real X server (Xvfb in CI), driven by XTest input and checked through the
 // messages their owners receive, their values and the pixels they show.
-#include <gtest/gtest.h>
-
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#include <X11/extensions/XTest.h>
-#include <X11/keysym.h>
-
 #include <atomic>
 #include <cstring>
 #include <functional>
@@ -21,13 +14,9 @@
 #include "CString.h"
 #include "CZNTEditWnd.h"
 #include "StdControls.h"
-#include "test_support.h"
-#include "x11/X11Bridge.h"
 #include "x11_host_test.h"
 
 namespace {
-
-Window XId(const CWnd& w) { return (Window)x11::WindowId(reinterpret_cast<x11::View*>(w.m_hWnd)); }
 
 // Runs action on the user-interface thread once pred holds; checked at every
 // pump, so also inside a modal loop. It re-posts a copy of itself until then.
@@ -56,6 +45,13 @@ CWnd* OpenPopup(const CWnd& w)
     return nullptr;
 }
 
+// w's pop-up is open and one of its controls has the focus: it takes keys.
+bool PopupTakesKeys(const CWnd& w)
+{
+    CWnd* popup = OpenPopup(w);
+    return popup && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == popup;
+}
+
 class X11Controls : public X11HostTest {
 protected:
     CWnd anchor;
@@ -78,64 +74,6 @@ protected:
         X11HostTest::TearDown();
     }
 
-    // The pointer to (x, y) inside w, as the server places w.
-    void MoveTo(const CWnd& w, int x, int y)
-    {
-        int rx = 0, ry = 0;
-        Window child;
-        XTranslateCoordinates(dpy, XId(w), DefaultRootWindow(dpy), x, y, &rx, &ry, &child);
-        XTestFakeMotionEvent(dpy, DefaultScreen(dpy), rx, ry, 0);
-        XSync(dpy, False);
-    }
-    void Button(bool down) { XTestFakeButtonEvent(dpy, 1, down, 0), XSync(dpy, False); }
-    void Click(const CWnd& w, int x, int y)
-    {
-        MoveTo(w, x, y);
-        Button(true);
-        Button(false);
-    }
-    // Keys as text; <NAME> is a key by its keysym name (Return, KP_Enter,
-    // Escape, Left, Home, BackSpace, Delete, Down, ...); ^x is Control+x.
-    void Type(const std::string& keys)
-    {
-        for (size_t i = 0; i < keys.size(); ++i) {
-            KeySym sym;
-            bool shift = false;
-            bool control = keys[i] == '^';
-            if (control) ++i;
-            if (keys[i] == '<') {
-                size_t end = keys.find('>', i);
-                sym = XStringToKeysym(keys.substr(i + 1, end - i - 1).c_str());
-                i = end;
-            } else {
-                char name[2] = {keys[i], 0};
-                sym = keys[i] == '-' ? XK_minus : keys[i] == '.' ? XK_period : XStringToKeysym(name);
-                shift = keys[i] >= 'A' && keys[i] <= 'Z';
-            }
-            KeyCode code = XKeysymToKeycode(dpy, sym);
-            KeySym held = shift ? XK_Shift_L : control ? XK_Control_L : NoSymbol;
-            if (held) XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, held), True, 0);
-            XTestFakeKeyEvent(dpy, code, True, 0);
-            XTestFakeKeyEvent(dpy, code, False, 0);
-            if (held) XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, held), False, 0);
-        }
-        XSync(dpy, False);
-    }
-    // Typed and then handled: pumps until the server has delivered them.
-    void TypeAndPump(const std::string& keys)
-    {
-        Type(keys);
-        XSync(dpy, False);
-        PumpFor(60);
-    }
-    unsigned long ScreenPixel(const CWnd& w, int x, int y)
-    {
-        XImage* img = XGetImage(dpy, XId(w), x, y, 1, 1, AllPlanes, ZPixmap);
-        if (!img) return 0xDEADBEEF;
-        unsigned long p = XGetPixel(img, 0, 0) & 0xFFFFFF;
-        XDestroyImage(img);
-        return p;
-    }
     std::string Text(const CWnd& w)
     {
         char buf[256];
@@ -321,83 +259,61 @@ TEST_F(X11Controls, SpinButtonClampsAndUpdatesItsBuddy)
 
 // --- the floating entry window ------------------------------------------------------------
 
-TEST_F(X11Controls, FloatEntryWindowCommitsOnReturnAndKeypadEnterAndCancelsOnEscape)
+TEST_F(X11Controls, EntryWindowsCommitOnReturnAndKeypadEnterAndCancelOnEscape)
 {
     CWinApp app("controls-test");  // the display context that measures the font
     CFont font;
     font.CreatePointFont(12, "Osaka");
-    CZNTFloatEditWnd entry;
     CWindowAttr attr;
     attr.m_rect = CRect(40, 50, 41, 51);
-    ASSERT_TRUE(entry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 6, &font, true));
+    CZNTFloatEditWnd floatEntry;
+    CZNTSpinEditWnd spinEntry;
+    ASSERT_TRUE(floatEntry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 6, &font, true));
+    ASSERT_TRUE(spinEntry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 2, &font, false));
     // Its size follows from the font: 7 characters, two edges, the spin button.
     CDC dc;
     dc.CreateDC("DISPLAY", nullptr, nullptr, nullptr);
     dc.SelectObject(&font);
     CSize a = dc.GetTextExtent("A", 1);
     CRect r;
-    entry.GetWindowRect(&r);
+    floatEntry.GetWindowRect(&r);
     EXPECT_EQ(r.Width(), 7 * a.cx + 2 * 2 + GetSystemMetrics(3));
     EXPECT_EQ(r.Height(), a.cy + a.cy / 2);
     EXPECT_EQ(r.left, 40);
-    EXPECT_FALSE(entry.IsWindowVisible());
+    EXPECT_FALSE(floatEntry.IsWindowVisible());
 
     struct Case {
         const char* keys;
         UINT message;
-        const char* value;  // the edit's value afterwards (tenths)
-    } cases[] = {
-        {"12<Return>", 0x0A01, "120"},
-        {"-4.5<KP_Enter>", 0x0A01, "-45"},
-        {"7<Escape>", 0x0A00, "70"},
+        const char* value;  // the edit's value afterwards
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.keys);
-        entry.SetNewValue(-35, -120, 120);
-        entry.ShowWindow(SW_SHOW);
-        EXPECT_EQ(Text(entry.m_edit), "-3.5");
-        int s0 = 0, s1 = 0;
-        entry.m_edit.GetSel(s0, s1);
-        EXPECT_EQ(s1 - s0, 4) << "the whole text is selected, so typing replaces it";
-        size_t before = panel.Of({c.message}).size();
-        PumpFor(30);
-        TypeAndPump(c.keys);
-        ASSERT_EQ(panel.Of({c.message}).size(), before + 1);
-        EXPECT_EQ(panel.Of({c.message}).back().wp, 0u);
-        EXPECT_FALSE(entry.IsWindowVisible());
-        char v[32];
-        entry.m_edit.GetWindowText(v, sizeof v);
-        EXPECT_STREQ(v, c.value);
-    }
+    auto run = [&](auto& entry, int value, int min, int max, const char* shown, std::initializer_list<Case> cases) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.keys);
+            entry.SetNewValue(value, min, max);
+            entry.ShowWindow(SW_SHOW);
+            EXPECT_EQ(Text(entry.m_edit), shown);
+            int s0 = 0, s1 = 0;
+            entry.m_edit.GetSel(s0, s1);
+            EXPECT_EQ(s1 - s0, (int)strlen(shown)) << "the whole text is selected, so typing replaces it";
+            size_t before = panel.Of({c.message}).size();
+            PumpFor(30);
+            TypeAndPump(c.keys);
+            ASSERT_EQ(panel.Of({c.message}).size(), before + 1);
+            EXPECT_EQ(panel.Of({c.message}).back().wp, 0u);
+            EXPECT_FALSE(entry.IsWindowVisible());
+            char v[32];
+            entry.m_edit.GetWindowText(v, sizeof v);
+            EXPECT_STREQ(v, c.value);
+        }
+    };
+    // In tenths from -12.0 to 12.0.
+    run(floatEntry, -35, -120, 120, "-3.5",
+        {{"12<Return>", 0x0A01, "120"}, {"-4.5<KP_Enter>", 0x0A01, "-45"}, {"7<Escape>", 0x0A00, "70"}});
     EXPECT_EQ(CWnd::GetFocus(), &panel) << "Escape gives the focus back to the parent";
-}
-
-TEST_F(X11Controls, SpinEntryWindowClampsOnReturnAndCancelsOnEscape)
-{
-    CWinApp app("controls-test");
-    CFont font;
-    font.CreatePointFont(12, "Osaka");
-    CZNTSpinEditWnd entry;
-    CWindowAttr attr;
-    attr.m_rect = CRect(40, 50, 41, 51);
-    ASSERT_TRUE(entry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 2, &font, false));
-    struct Case {
-        const char* keys;
-        UINT message;
-        const char* shown;
-    } cases[] = {{"250<Return>", 0x0A01, "99"}, {"0<KP_Enter>", 0x0A01, "1"}, {"42<Escape>", 0x0A00, "42"}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.keys);
-        entry.SetNewValue(5, 1, 99);
-        entry.ShowWindow(SW_SHOW);
-        EXPECT_EQ(Text(entry.m_edit), "5") << "the spin button shows the value in its buddy";
-        size_t before = panel.Of({c.message}).size();
-        PumpFor(30);
-        TypeAndPump(c.keys);
-        ASSERT_EQ(panel.Of({c.message}).size(), before + 1);
-        EXPECT_FALSE(entry.IsWindowVisible());
-        EXPECT_EQ(Text(entry.m_edit), c.shown) << "Return clamps to the field's range (1 to 99 digits' worth)";
-    }
+    // Return clamps to the field's range.
+    run(spinEntry, 5, 1, 99, "5",
+        {{"250<Return>", 0x0A01, "99"}, {"0<KP_Enter>", 0x0A01, "1"}, {"42<Escape>", 0x0A00, "42"}});
 }
 
 // --- combo box ------------------------------------------------------------------------------
@@ -490,7 +406,7 @@ TEST_F(X11Controls, PopupMenuSendsTheChosenCommandAndNothingWhenDismissed)
                      // The check mark of the current item is drawn (dark grey on the menu).
                      unsigned long darkest = 0xFFFFFF;
                      for (int x = 6; x < 20; ++x)
-                         for (int y = 2 + row; y < 2 + 2 * row; ++y) darkest = std::min(darkest, ScreenPixel(*list, x, y) & 0xFF);
+                         for (int y = 2 + row; y < 2 + 2 * row; ++y) darkest = std::min(darkest, ScreenPixel(XId(*list), x, y) & 0xFF);
                      checkPixel = darkest;
                      if (c.way == kKeys) Type(c.keys);
                      if (c.way == kClickOutside) Click(panel, 390, 290);
@@ -608,7 +524,7 @@ TEST_F(X11Controls, ModalDialogReturnsFromItsButtonsAndFromReturnAndEscape)
         field.SetFocus();
         CTestDialog dlg(&panel);
         std::string name;
-        WhenTrue([&] { return OpenPopup(panel) == &dlg && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == &dlg; },
+        WhenTrue([&] { return OpenPopup(panel) == &dlg && PopupTakesKeys(panel); },
                  [&] {
                      name = Text(*dlg.GetDlgItem(5000));
                      if (c.way == kKeys) Type(c.keys);
@@ -703,7 +619,7 @@ TEST_F(X11Controls, MessageBoxShowsAStringResourceAndAnswersWithItsButtons)
         panel.SetFocus();  // the box opens over the window with the focus
         std::string shown;
         int buttons = 0;
-        WhenTrue([&] { return OpenPopup(panel) && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == OpenPopup(panel); },
+        WhenTrue([&] { return PopupTakesKeys(panel); },
                  [&] {
                      CWnd* box = OpenPopup(panel);
                      if (CWnd* text = box->GetDlgItem(0xFFFF)) shown = Text(*text);
@@ -724,9 +640,14 @@ TEST_F(X11Controls, OpeningAndClosingEveryControlLeaksNothing)
     CWinApp app("controls-test");
     CFont font;
     font.CreatePointFont(12, "Osaka");
-    auto cycle = [&](bool withDialogs) {
+    panel.DestroyWindow();  // the fixture's panel would keep the layer's connection open
+    // Opened and closed as the editor is: adopt the host's window, build the
+    // tree, destroy the panel, delete the objects.
+    auto cycle = [&](int i) {
+        CWnd frame;
+        ASSERT_TRUE(frame.AdoptHostWindow(reinterpret_cast<void*>(parent)));
         CRecorder host;
-        ASSERT_TRUE(host.Create(nullptr, "", WS_CHILD | WS_VISIBLE, CRect(0, 0, 400, 300), &anchor, 2));
+        ASSERT_TRUE(host.Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, 400, 300), &frame, 2));
         CEdit edit;
         CSpinButtonCtrl spin;
         CComboBox combo;
@@ -746,42 +667,42 @@ TEST_F(X11Controls, OpeningAndClosingEveryControlLeaksNothing)
         ASSERT_TRUE(entry.MakeWindow(&host, &host, const_cast<char*>(""), &attr, 6, &font, true));
         entry.SetNewValue(10, -120, 120);
         entry.ShowWindow(SW_SHOW);  // its caret blinks on a timer
-        PumpFor(5);
-        if (withDialogs) {
+        edit.SetFocus();            // a typing window borrows the keyboard
+        host.SetTimer(1024, 10);
+        host.PostMessage(WM_USER, (WPARAM)i, 0);
+        AfxPumpMessages(0);
+        host.UpdateWindow();
+        CDC off;  // composed off screen and copied outside a paint
+        off.CreateBitmapDC(10, 10);
+        CClientDC(&host).BitBlt(0, 0, 10, 10, &off, 0, 0, SRCCOPY);
+        if (i % 5 == 0) {
             CMenu menu;
             menu.CreatePopupMenu();
             menu.AppendMenu(MF_STRING, 1010, "a");
             WhenTrue([&] { return OpenPopup(host) != nullptr; }, [&] { Type("<Escape>"); });
             menu.TrackPopupMenu(0, 10, 10, &host);
             CTestDialog dlg(&host);
-            WhenTrue([&] { return OpenPopup(host) == &dlg && CWnd::GetFocus() && CWnd::GetFocus()->GetParent() == &dlg; },
-                     [&] { Type("<Escape>"); });
+            WhenTrue([&] { return OpenPopup(host) == &dlg && PopupTakesKeys(host); }, [&] { Type("<Escape>"); });
             EXPECT_EQ(dlg.DoModal(), IDCANCEL);
         }
-        host.DestroyWindow();
+        host.PostMessage(WM_USER, (WPARAM)i, 0);  // left undelivered on purpose
+        EXPECT_TRUE(host.DestroyWindow());
     };
-    cycle(true);  // warm-up: fonts, caches, the first connection's buffers
+    cycle(-5);  // warm-up: fonts, caches, the first connection's buffers
+    AfxPumpMessages(0);
+    XSync(dpy, False);
     int fds = CountEntries("/proc/self/fd"), threads = CountEntries("/proc/self/task");
-    int rootWindows = 0;
-    {
-        Window root, par, *kids = nullptr;
-        unsigned n = 0;
-        XQueryTree(dpy, DefaultRootWindow(dpy), &root, &par, &kids, &n);
-        if (kids) XFree(kids);
-        rootWindows = (int)n;
+    int rootWindows = ChildCount(DefaultRootWindow(dpy));
+    for (int i = 0; i < 100 && !HasFatalFailure(); ++i) {
+        cycle(i);
+        AfxPumpMessages(0);
     }
-    for (int i = 0; i < 100; ++i) cycle(i % 5 == 0);
-    PumpFor(20);
-    EXPECT_EQ(CountEntries("/proc/self/fd"), fds);
-    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
-    Window root, par, *kids = nullptr;
-    unsigned n = 0;
-    XQueryTree(dpy, DefaultRootWindow(dpy), &root, &par, &kids, &n);
-    if (kids) XFree(kids);
-    EXPECT_EQ((int)n, rootWindows) << "no menu or dialog window left behind";
-    XQueryTree(dpy, parent, &root, &par, &kids, &n);
-    if (kids) XFree(kids);
-    EXPECT_EQ(n, 1u) << "only the test's own panel inside the host's window";
+    XSync(dpy, False);
+    EXPECT_EQ(CountEntries("/proc/self/fd"), fds) << "file descriptors left";
+    EXPECT_EQ(CountEntries("/proc/self/task"), threads) << "threads left";
+    EXPECT_EQ(ChildCount(DefaultRootWindow(dpy)), rootWindows) << "menu or dialog windows left";
+    EXPECT_EQ(ChildCount(parent), 0) << "X windows left in the host's window";
+    EXPECT_EQ(x11::OpenConnectionCount(), 0) << "display connections left";
 }
 
 }  // namespace

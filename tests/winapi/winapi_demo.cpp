@@ -6,15 +6,8 @@
 //   winapi-demo                     run until the window is closed (or 10 s)
 //   winapi-demo --seconds N         run for N seconds
 //   winapi-demo --screenshot F.png  run briefly, then save what the parent shows
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#include <cairo.h>
-
-#include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <string>
 
 #include "CDC.h"
 #include "CWnd.h"
@@ -111,25 +104,6 @@ BEGIN_MESSAGE_MAP(CDemoPanel, CWnd)
     ON_WM_PAINT()
 END_MESSAGE_MAP()
 
-bool SavePng(Display* d, Window w, const char* path)
-{
-    XWindowAttributes a;
-    if (!XGetWindowAttributes(d, w, &a)) return false;
-    XImage* img = XGetImage(d, w, 0, 0, a.width, a.height, AllPlanes, ZPixmap);
-    if (!img) return false;
-    cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_RGB24, a.width, a.height);
-    unsigned char* data = cairo_image_surface_get_data(s);
-    int stride = cairo_image_surface_get_stride(s);
-    for (int y = 0; y < a.height; ++y)
-        for (int x = 0; x < a.width; ++x)
-            reinterpret_cast<uint32_t*>(data + y * stride)[x] = (uint32_t)(XGetPixel(img, x, y) & 0xFFFFFF);
-    cairo_surface_mark_dirty(s);
-    bool ok = cairo_surface_write_to_png(s, path) == CAIRO_STATUS_SUCCESS;
-    cairo_surface_destroy(s);
-    XDestroyImage(img);
-    return ok;
-}
-
 }  // namespace
 
 int main(int argc, char** argv)
@@ -148,17 +122,18 @@ int main(int argc, char** argv)
     panel->Create(nullptr, "UIWindow", WS_CHILD | WS_VISIBLE, CRect(0, 0, kWidth, kHeight), &frame, 1);
 
     // The host's idle loop: pump the layer about every 16 ms.
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds((int)(host.seconds * 1000));
-    while (!host.Closed() && std::chrono::steady_clock::now() < end) AfxPumpMessages(16);
+    while (host.Running()) AfxPumpMessages(16);
     int status = 0;
     if (host.shot) {
         XSync(host.dpy, False);
-        if (SavePng(host.dpy, host.parent, host.shot)) {
+        cairo_surface_t* s = host.Grab(host.parent, 0, 0, kWidth, kHeight);
+        if (s && cairo_surface_write_to_png(s, host.shot) == CAIRO_STATUS_SUCCESS) {
             std::printf("wrote %s (%d timer ticks)\n", host.shot, panel->ticks);
         } else {
             std::fprintf(stderr, "winapi-demo: cannot write %s\n", host.shot);
             status = 1;
         }
+        cairo_surface_destroy(s);
     }
     panel->DestroyWindow();
     delete panel;
