@@ -9,20 +9,10 @@
 #include <cstring>
 #include <string>
 
-#include "FuzzFile.h"
+#include "FuzzCommon.h"
 #include "ProgramFile.h"
 
 namespace {
-
-bool RecordIsSane(const AGraEQProgram& rec)
-{
-    if (std::memchr(rec.szName, 0, sizeof rec.szName) == nullptr)
-        return false;
-    for (float v : rec.fValue)
-        if (!(v >= 0.0f && v <= 1.0f))
-            return false;
-    return true;
-}
 
 // A folder holding one real program file, "\A.PGM", that lists may name.
 const std::string& ProgramFolder()
@@ -68,8 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     AGraEQProgram rec;
     ParsePGMBody(body, rec);
-    if (!RecordIsSane(rec))
-        std::abort();
+    CheckedRecord(&rec);
 
     // As a program list.
     AGraEQProgram bank[kNumPrograms + 1];
@@ -78,8 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (filled < 0 || filled > kNumPrograms || std::strcmp(bank[kNumPrograms].szName, "guard") != 0)
         std::abort();
     for (int i = 0; i < kNumPrograms; ++i)
-        if (!RecordIsSane(bank[i]))
-            std::abort();
+        CheckedRecord(&bank[i]);
 
     // The splitter and the word stream on the raw text.
     std::string text(reinterpret_cast<const char*>(data), size);

@@ -1,7 +1,10 @@
-// Audio through the host: rendering files, the test signal, and the
-// measured response compared with the test plug-in's known filter.
+// Audio through the host: rendering files, the test signal, the measured
+// response compared with the test plug-in's known filter, and a third-party
+// equalizer (Debian's lsp-plugins-vst, skipped when it is not installed).
 #include <gtest/gtest.h>
 #include <sndfile.h>
+
+#include <unistd.h>
 
 #include <cmath>
 
@@ -164,4 +167,21 @@ TEST(HostAudio, PrintsAndDrawsTheResponseEvenThroughHum)
     EXPECT_TRUE(Has(r.err, "curve from stepped sines"));
     EXPECT_EQ(r.out, clean.out) << "every band to the printed thousandth of a dB";
     EXPECT_EQ(hosttest::ReadText(dir / "c.png").substr(0, 4), "\x89PNG");
+}
+
+TEST(HostAudio, DrivesTheLspGraphicEqualizer)
+{
+    const char* const lsp = "/usr/lib/vst/lsp-plugins/graph-equalizer-x16-stereo.so";
+    if (access(lsp, R_OK) != 0)
+        GTEST_SKIP() << lsp << " is not installed";
+    ghost::VstPlugin p(lsp, 48000.0, 512);
+    EXPECT_EQ(p.NumInputs() * 10 + p.NumOutputs(), 22);
+    ghost::PluginParamAccess a(p);
+    const auto s = ghost::ApplySetting(a, "g_8=6");  // the 630 Hz band
+    EXPECT_EQ(s.display + "|" + s.label, "6.00|dB");
+    p.Resume();
+    const auto h = ghost::MeasureImpulseResponse(p, 4800, 480000);
+    ASSERT_EQ(h.size(), 2u);
+    EXPECT_NEAR(ghost::ResponseDb(h[0], 630.0, 48000.0), 6.0, 0.5);
+    EXPECT_NEAR(ghost::ResponseDb(h[1], 4000.0, 48000.0), 0.0, 0.05);
 }
