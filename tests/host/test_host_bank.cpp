@@ -14,12 +14,7 @@
 #include "HostTestUtil.h"
 #include "VstHost.h"
 
-using hosttest::Has;
-using hosttest::PrintedDb;
-using hosttest::ReadText;
-using hosttest::RunOk;
-using hosttest::TempDir;
-using hosttest::WriteText;
+using namespace hosttest;
 
 namespace {
 
@@ -91,7 +86,7 @@ ghost::FxBank Parse(const std::string& bytes)
 
 std::string ParseError(const std::string& bytes)
 {
-    return hosttest::ErrorOf([&] { Parse(bytes); });
+    return ErrorOf([&] { Parse(bytes); });
 }
 
 }  // namespace
@@ -163,7 +158,7 @@ TEST(HostBank, ReadsFilesWithinBounds)
     // A sparse file beyond the limit is refused after reading at most the limit.
     WriteText(dir / "huge.fxb", ChunkBank(kHtEq, "x", 1, 0x7FFFFFFF));
     ASSERT_EQ(truncate((dir / "huge.fxb").c_str(), static_cast<off_t>(ghost::kMaxBankFileBytes) + 10), 0);
-    EXPECT_TRUE(Has(hosttest::ErrorOf([&] { ghost::ReadFxBank(dir / "huge.fxb"); }), "larger than 64 MiB"));
+    EXPECT_TRUE(Has(ErrorOf([&] { ghost::ReadFxBank(dir / "huge.fxb"); }), "larger than 64 MiB"));
 }
 
 TEST(HostBank, ParameterBankReachesInfoResponseAndTheListing)
@@ -214,7 +209,7 @@ TEST(HostBank, OpaqueBankReachesAChunkPlugin)
     std::vector<Prog> progs = TestPrograms();
     progs[0] = {"Chunky", {0.5f, 0.25f, 0.3f, 0.0f, 0.5f}};
     WriteText(dir / "c.fxb", ChunkBank(kHtEq, TestChunk(progs), 7));
-    hosttest::Mode mode("chunks");
+    Mode mode("chunks");
     auto r = RunOk({"bank", "--plugin", TEST_PLUGIN, dir / "c.fxb"});
     EXPECT_TRUE(Has(r.out, "\nprogram 0: Chunky\n"));
     EXPECT_TRUE(Has(r.out, "\nprogram 2: Charlie\n"));
@@ -229,7 +224,7 @@ TEST(HostBank, RefusesBanksThePluginCannotTake)
     WriteText(dir / "chunk.fxb", ChunkBank(kHtEq, TestChunk(TestPrograms())));
     WriteText(dir / "newer.fxb", ChunkBank(kHtEq, TestChunk(TestPrograms()), 8));
     WriteText(dir / "foreign.fxb", ParamBank(kTvlq, 0, TestPrograms()));
-    hosttest::ExpectRefusals({
+    ExpectRefusals({
         {{"info", TEST_PLUGIN, "--bank", dir / "chunk.fxb"}, 1, "keeps no program chunks"},
         {{"info", TEST_PLUGIN, "--bank", dir / "newer.fxb"}, 1, "the plug-in refuses this bank", "chunks"},
         {{"render", "--plugin", TEST_PLUGIN, "--bank", dir / "foreign.fxb", dir / "o.wav"}, 1,
@@ -268,7 +263,7 @@ TEST(HostBankGraphicEQ, SettingsOutliveResume)
     // switches itself on in resume, yet --set ON/OFF=OFF must still bypass
     // it in render, response and the peak search.
     TempDir dir;
-    ghost::WriteAudioFile(dir / "sine.wav", hosttest::Sine(1, 48000, 0.25, 1000), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    ghost::WriteAudioFile(dir / "sine.wav", Sine(1, 48000, 0.25, 1000), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
     for (const auto& [onOff, gain] : {std::make_pair("ON", 6.0), std::make_pair("OFF", 0.0)}) {
         const std::string active = std::string("ON/OFF=") + onOff;
         auto r = RunOk({"render", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Output=0", "--set", "Gain 1.0KHz=6",

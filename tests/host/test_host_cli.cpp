@@ -5,9 +5,7 @@
 #include "Commands.h"
 #include "HostTestUtil.h"
 
-using hosttest::Has;
-using hosttest::RunHost;
-using hosttest::RunOk;
+using namespace hosttest;
 
 TEST(HostCli, InfoListsIdentityParametersAndPrograms)
 {
@@ -25,7 +23,7 @@ TEST(HostCli, InfoListsIdentityParametersAndPrograms)
                              "{\"index\": 2, \"name\": \"Peak Q\", \"label\": \"\", \"display\": \"1.51\""})
         EXPECT_TRUE(Has(r.out, want));
 
-    hosttest::Mode mode("odd");
+    Mode mode("odd");
     r = RunOk({"info", "--json", TEST_PLUGIN});
     for (const char* want : {"\"vendor\": \"Odd?[31m Vendor\\ufffd\"", "\"Peak \\ufffd\\ufffdGain\""})
         EXPECT_TRUE(Has(r.out, want));
@@ -49,19 +47,19 @@ TEST(HostCli, BenchComparesPluginsInOneRun)
 
 TEST(HostCli, ReportsBadInputClearly)
 {
-    hosttest::TempDir dir;
-    hosttest::WriteText(dir / "notes.txt", "hello\n");
-    hosttest::WriteText(dir / "empty.so", "");
+    TempDir dir;
+    WriteText(dir / "notes.txt", "hello\n");
+    WriteText(dir / "empty.so", "");
     // ELF headers of other machines: 32-bit, 64-bit ARM, and an x86-64 one
     // with the rest of the file missing.
     std::string elf(64, '\0');
     elf.replace(0, 6, "\x7f" "ELF\x01\x01");
-    hosttest::WriteText(dir / "elf32.so", elf);
+    WriteText(dir / "elf32.so", elf);
     elf[4] = 2, elf[16] = 3 /* ET_DYN */, elf[18] = char(183) /* EM_AARCH64 */;
-    hosttest::WriteText(dir / "arm.so", elf);
+    WriteText(dir / "arm.so", elf);
     elf[18] = 62;  // EM_X86_64
-    hosttest::WriteText(dir / "broken.so", elf);
-    hosttest::ExpectRefusals({
+    WriteText(dir / "broken.so", elf);
+    ExpectRefusals({
         {{"info", dir / "nope.so"}, 1, "No such file or directory"},
         {{"info", dir.Path()}, 1, "is a directory"},
         {{"info", dir / "notes.txt"}, 1, "not an ELF shared object"},

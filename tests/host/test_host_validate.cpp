@@ -10,8 +10,7 @@
 
 #include "HostTestUtil.h"
 
-using hosttest::Has;
-using hosttest::RunHost;
+using namespace hosttest;
 
 namespace {
 
@@ -58,7 +57,7 @@ TEST(Validate, EachFaultShowsInItsColumn)
         if (c.rt)
             args.insert(args.begin() + 1, "--rt");
         const hosttest::Result& baseline = clean[c.rt];
-        hosttest::Mode mode(c.mode);
+        Mode mode(c.mode);
         const auto faulty = RunHost(args);
         EXPECT_EQ(faulty.status, 1) << c.mode;
         const std::string before = RowOf(baseline.out)[c.column], after = RowOf(faulty.out)[c.column];
@@ -76,8 +75,8 @@ TEST(Validate, EachFaultShowsInItsColumn)
 
 TEST(Validate, CommandLineMistakes)
 {
-    EXPECT_EQ(RunHost({"validate"}).status, 2);
-    EXPECT_EQ(RunHost({"validate", "--frobnicate", TEST_PLUGIN}).status, 2);
+    ExpectRefusals({{{"validate"}, 2, "usage: graphiceq-host validate"},
+                    {{"validate", "--frobnicate", TEST_PLUGIN}, 2, "unknown option --frobnicate"}});
     // A file that is no plug-in fails every check, and the run goes on.
     const auto r = RunHost({"validate", NOT_A_PLUGIN, TEST_PLUGIN});
     EXPECT_EQ(r.status, 1);
