@@ -1,12 +1,11 @@
 // Feeds arbitrary bytes to the bank-file reader, the way the plug-in's open
 // and SetFactoryProgram read GraEQDef.fxb, and checks what comes back.
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 #include "BankFile.h"
-#include "FuzzFile.h"
+#include "FuzzCommon.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -24,13 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (chunk[i] != 0xA5)
             std::abort();
     for (int r = 0; r < n / kProgramBytes; ++r) {
-        AGraEQProgram rec;
-        std::memcpy(static_cast<void*>(&rec), chunk + r * kProgramBytes, sizeof rec);
-        if (std::memchr(rec.szName, 0, sizeof rec.szName) == nullptr)
-            std::abort();
-        for (float v : rec.fValue)
-            if (!(v >= 0.0f && v <= 1.0f))
-                std::abort();
+        const AGraEQProgram rec = CheckedRecord(chunk + r * kProgramBytes);
         if (r == 0 && (rec.nCurrentProgram < 0 || rec.nCurrentProgram >= kNumPrograms))
             std::abort();
     }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "AGraEQ.h"
+#include "FuzzCommon.h"
 
 namespace {
 VstIntPtr Host(AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
@@ -23,16 +24,8 @@ void CheckRecords(const void* data, VstIntPtr size)
 {
     if (!data || size <= 0 || size % kProgramBytes != 0)
         std::abort();
-    const auto* bytes = static_cast<const unsigned char*>(data);
-    for (VstIntPtr r = 0; r < size / kProgramBytes; ++r) {
-        AGraEQProgram rec;
-        std::memcpy(static_cast<void*>(&rec), bytes + r * kProgramBytes, sizeof rec);
-        for (float v : rec.fValue)
-            if (!(v >= 0.0f && v <= 1.0f))
-                std::abort();
-        if (std::memchr(rec.szName, 0, sizeof rec.szName) == nullptr)
-            std::abort();
-    }
+    for (VstIntPtr r = 0; r < size / kProgramBytes; ++r)
+        CheckedRecord(static_cast<const unsigned char*>(data) + r * kProgramBytes);
 }
 }  // namespace
 

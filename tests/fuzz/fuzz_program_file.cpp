@@ -9,46 +9,34 @@
 #include <cstring>
 #include <string>
 
-#include "FuzzFile.h"
+#include "FuzzCommon.h"
 #include "ProgramFile.h"
 
 namespace {
 
-bool RecordIsSane(const AGraEQProgram& rec)
-{
-    if (std::memchr(rec.szName, 0, sizeof rec.szName) == nullptr)
-        return false;
-    for (float v : rec.fValue)
-        if (!(v >= 0.0f && v <= 1.0f))
-            return false;
-    return true;
-}
-
-// A folder holding one real program file, "\A.PGM", that lists may name.
-const std::string& ProgramFolder()
-{
-    static const std::string folder = [] {
-        char tmpl[] = "/tmp/graphiceq-fuzz-XXXXXX";
-        std::string dir = mkdtemp(tmpl) ? tmpl : "/tmp";
-        FILE* f = std::fopen((dir + "/\\A.PGM").c_str(), "wb");
-        if (f) {
-            std::fputs("ZNT5.0 EFFECT PRG FILE\r\n0\t65536\t-65536\t131072\t0\r\n", f);
-            std::fclose(f);
-        }
-        return dir + "/";
-    }();
-    static const bool cleanup = [] {
-        std::atexit([] {
-            unlink((ProgramFolder() + "\\A.PGM").c_str());
-            rmdir(ProgramFolder().c_str());
-        });
-        return true;
-    }();
-    (void)cleanup;
-    return folder;
-}
+// A folder holding one real program file, "\A.PGM", that lists may name;
+// made before the first input and removed at exit.
+char g_folder[] = "/tmp/graphiceq-fuzz-XXXXXX";
+std::string g_folderSlash, g_program;
 
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***)
+{
+    if (!mkdtemp(g_folder))
+        std::abort();
+    g_folderSlash = std::string(g_folder) + "/";
+    g_program = g_folderSlash + "\\A.PGM";
+    if (FILE* f = std::fopen(g_program.c_str(), "wb")) {
+        std::fputs("ZNT5.0 EFFECT PRG FILE\r\n0\t65536\t-65536\t131072\t0\r\n", f);
+        std::fclose(f);
+    }
+    std::atexit([] {
+        unlink(g_program.c_str());
+        rmdir(g_folder);
+    });
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -68,18 +56,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     }
     AGraEQProgram rec;
     ParsePGMBody(body, rec);
-    if (!RecordIsSane(rec))
-        std::abort();
+    CheckedRecord(&rec);
 
     // As a program list.
     AGraEQProgram bank[kNumPrograms + 1];
     std::strcpy(bank[kNumPrograms].szName, "guard");
-    const int filled = Convert(bank, kNumPrograms, file.path(), ProgramFolder().c_str());
+    const int filled = Convert(bank, kNumPrograms, file.path(), g_folderSlash.c_str());
     if (filled < 0 || filled > kNumPrograms || std::strcmp(bank[kNumPrograms].szName, "guard") != 0)
         std::abort();
     for (int i = 0; i < kNumPrograms; ++i)
-        if (!RecordIsSane(bank[i]))
-            std::abort();
+        CheckedRecord(&bank[i]);
 
     // The splitter and the word stream on the raw text.
     std::string text(reinterpret_cast<const char*>(data), size);

@@ -99,6 +99,24 @@ inline Result RunOk(const std::vector<std::string>& args)
     return r;
 }
 
+// A command the host must refuse, with its exit status and a message on
+// standard error, run with the test plug-in in `mode`.
+struct Refusal {
+    std::vector<std::string> args;
+    int status;
+    std::string message, mode = "";
+};
+
+inline void ExpectRefusals(std::initializer_list<Refusal> cases)
+{
+    for (const Refusal& c : cases) {
+        Mode mode(c.mode);
+        const Result r = RunHost(c.args);
+        EXPECT_EQ(r.status, c.status) << c.message << "\n" << r.err;
+        EXPECT_TRUE(Has(r.err, c.message));
+    }
+}
+
 // The gain `response` prints on the line starting with `label` ("1.0KHz", "peak").
 inline double PrintedDb(const std::string& out, const std::string& label)
 {

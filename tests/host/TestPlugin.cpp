@@ -244,8 +244,7 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
         return 0;
     case effClose:
         WriteEditorLog(t);
-        if (t->editor.display)
-            EditorClose(t);
+        EditorClose(t);
         delete t;
         return 0;
     case effEditGetRect:
@@ -258,14 +257,8 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
             return 0;
         EditorOpen(t, ptr);
         return 1;
-    case effEditIdle:
-        if (t->mode == "editor")
-            EditorIdle(t);
-        return 0;
-    case effEditClose:
-        if (t->mode == "editor")
-            EditorClose(t);
-        return 0;
+    case effEditIdle: EditorIdle(t); return 0;  // both do nothing while no editor is open
+    case effEditClose: EditorClose(t); return 0;
     case effSetProgram:
         if (value >= 0 && value < kNumPrograms) {
             Load(t, static_cast<int>(value));

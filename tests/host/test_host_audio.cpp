@@ -1,7 +1,10 @@
-// Audio through the host: rendering files, the test signal, and the
-// measured response compared with the test plug-in's known filter.
+// Audio through the host: rendering files, the test signal, the measured
+// response compared with the test plug-in's known filter, and a third-party
+// equalizer (Debian's lsp-plugins-vst, skipped when it is not installed).
 #include <gtest/gtest.h>
 #include <sndfile.h>
+
+#include <unistd.h>
 
 #include <cmath>
 
@@ -10,10 +13,7 @@
 #include "ParamSet.h"
 #include "VstHost.h"
 
-using hosttest::Has;
-using hosttest::Mode;
-using hosttest::RunHost;
-using hosttest::RunOk;
+using namespace hosttest;
 
 namespace {
 
@@ -43,8 +43,8 @@ double Db(std::complex<double> g) { return 20 * std::log10(std::abs(g)); }
 TEST(HostAudio, RendersFilesWithTheRequestedGain)
 {
     // Mono in: fed to both inputs; the encoding is kept.
-    hosttest::TempDir dir;
-    ghost::WriteAudioFile(dir / "mono.wav", hosttest::Sine(1, 44100, 0.25, 440), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    TempDir dir;
+    ghost::WriteAudioFile(dir / "mono.wav", Sine(1, 44100, 0.25, 440), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
     auto r = RunOk({"render", "--plugin", TEST_PLUGIN, "--set", "Gain=6.02", "--block", "100", dir / "mono.wav",
                     dir / "out.wav"});
     EXPECT_TRUE(Has(r.err, "set 0 \"Gain\" = 6.02 dB"));
@@ -61,7 +61,7 @@ TEST(HostAudio, RendersFilesWithTheRequestedGain)
 
     // A one-in, one-out plug-in makes a mono file from the first channel;
     // the container follows the extension.
-    ghost::WriteAudioFile(dir / "stereo.wav", hosttest::Sine(2, 44100, 0.1, 440), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    ghost::WriteAudioFile(dir / "stereo.wav", Sine(2, 44100, 0.1, 440), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
     {
         Mode mono("mono");
         RunOk({"render", "--plugin", TEST_PLUGIN, dir / "stereo.wav", dir / "out.flac"});
@@ -72,7 +72,7 @@ TEST(HostAudio, RendersFilesWithTheRequestedGain)
     EXPECT_NEAR(Rms(out.channels[0]), 0.1 / std::sqrt(2.0), 1e-3);
 
     // The declared latency is compensated, sample for sample to the last frame.
-    ghost::WriteAudioFile(dir / "low.wav", hosttest::Sine(2, 44100, 0.1, 100), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    ghost::WriteAudioFile(dir / "low.wav", Sine(2, 44100, 0.1, 100), SF_FORMAT_WAV | SF_FORMAT_FLOAT);
     Mode latency("latency");
     r = RunOk({"render", "--plugin", TEST_PLUGIN, "--set", "Bypass=On", "--block", "64", dir / "low.wav",
                dir / "out.wav"});
@@ -98,7 +98,7 @@ TEST(HostAudio, PicksAnOutputFormatTheContainerTakes)
 
 TEST(HostAudio, RendersTheTestSignalWithoutInput)
 {
-    hosttest::TempDir dir;
+    TempDir dir;
     const auto r = RunOk({"render", "--plugin", TEST_PLUGIN, "--program", "1", "--rate", "32000", dir / "gen.wav"});
     const ghost::Audio out = ghost::ReadAudioFile(dir / "gen.wav");
     const ghost::Audio ref = ghost::TestSignal(32000, 2);
@@ -155,7 +155,7 @@ TEST(HostAudio, PrintsAndDrawsTheResponseEvenThroughHum)
 {
     // An impulse response that never dies away: the band figures come from
     // sines and stay exact, and the curve falls back to sines as well.
-    hosttest::TempDir dir;
+    TempDir dir;
     const auto clean = RunOk({"response", "--plugin", TEST_PLUGIN, "--set", "Peak Gain=-6"});
     for (const char* want : {"band", "\n1.0KHz       1000.0    -6.000    -6.000", "16.0KHz"})
         EXPECT_TRUE(Has(clean.out, want));
@@ -163,5 +163,22 @@ TEST(HostAudio, PrintsAndDrawsTheResponseEvenThroughHum)
     const auto r = RunOk({"response", "--plugin", TEST_PLUGIN, "--set", "Peak Gain=-6", "--png", dir / "c.png"});
     EXPECT_TRUE(Has(r.err, "curve from stepped sines"));
     EXPECT_EQ(r.out, clean.out) << "every band to the printed thousandth of a dB";
-    EXPECT_EQ(hosttest::ReadText(dir / "c.png").substr(0, 4), "\x89PNG");
+    EXPECT_EQ(ReadText(dir / "c.png").substr(0, 4), "\x89PNG");
+}
+
+TEST(HostAudio, DrivesTheLspGraphicEqualizer)
+{
+    const char* const lsp = "/usr/lib/vst/lsp-plugins/graph-equalizer-x16-stereo.so";
+    if (access(lsp, R_OK) != 0)
+        GTEST_SKIP() << lsp << " is not installed";
+    ghost::VstPlugin p(lsp, 48000.0, 512);
+    EXPECT_EQ(p.NumInputs() * 10 + p.NumOutputs(), 22);
+    ghost::PluginParamAccess a(p);
+    const auto s = ghost::ApplySetting(a, "g_8=6");  // the 630 Hz band
+    EXPECT_EQ(s.display + "|" + s.label, "6.00|dB");
+    p.Resume();
+    const auto h = ghost::MeasureImpulseResponse(p, 4800, 480000);
+    ASSERT_EQ(h.size(), 2u);
+    EXPECT_NEAR(ghost::ResponseDb(h[0], 630.0, 48000.0), 6.0, 0.5);
+    EXPECT_NEAR(ghost::ResponseDb(h[1], 4000.0, 48000.0), 0.0, 0.05);
 }

@@ -115,7 +115,7 @@ TEST(HostParams, ExplainsWhatItCannotSet)
     EXPECT_TRUE(Has(ErrorOf(a, "Peak Gian=3"), "unknown parameter \"Peak Gian\"; close matches: \"Peak Gain\""));
     const std::pair<const char*, const char*> cases[] = {
         {"Peak Gain=20", "outside the range"}, {"Peak Gain=-12.2", "-12.0 .. 12.0"}, {"Bypass=maybe", "never displays"},
-        {"7=0.5", "out of range"},             {"1=1.5", "from 0 to 1"},          {"Gain", "NAME=VALUE"},
+        {"5=0.5", "out of range"},             {"1=1.5", "from 0 to 1"},          {"Gain", "NAME=VALUE"},
         {"=3", "NAME=VALUE"},                  {"Gain=", "NAME=VALUE"}};
     for (const auto& [assignment, message] : cases)
         EXPECT_TRUE(Has(ErrorOf(a, assignment), message)) << assignment;

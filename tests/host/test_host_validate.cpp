@@ -10,35 +10,26 @@
 
 #include "HostTestUtil.h"
 
-using hosttest::Has;
-using hosttest::RunHost;
+using namespace hosttest;
 
 namespace {
 
-// The cells of the row printed for a plug-in, by column title.
+// The cells of the row printed for a plug-in (the table's third line), by
+// the column titles of its first.
 std::map<std::string, std::string> RowOf(const std::string& out)
 {
-    std::vector<std::string> lines;
     std::istringstream in(out);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    auto cells = [](const std::string& line) {
-        std::vector<std::string> c;
-        std::istringstream s(line);
-        std::string cell;
-        std::getline(s, cell, '|');
-        while (std::getline(s, cell, '|')) {
-            const size_t a = cell.find_first_not_of(' '), b = cell.find_last_not_of(' ');
-            c.push_back(a == std::string::npos ? "" : cell.substr(a, b - a + 1));
-        }
-        return c;
-    };
+    std::string lines[3];
+    for (std::string& line : lines)
+        std::getline(in, line);
+    std::istringstream titles(lines[0]), values(lines[2]);
     std::map<std::string, std::string> row;
-    if (lines.size() < 3)
-        return row;
-    const auto titles = cells(lines[0]), values = cells(lines[2]);
-    for (size_t i = 0; i < titles.size() && i < values.size(); ++i)
-        row[titles[i]] = values[i];
+    auto trimmed = [](const std::string& cell) {
+        const size_t a = cell.find_first_not_of(' '), b = cell.find_last_not_of(' ');
+        return a == std::string::npos ? "" : cell.substr(a, b - a + 1);
+    };
+    for (std::string title, value; std::getline(titles, title, '|') && std::getline(values, value, '|');)
+        row[trimmed(title)] = trimmed(value);
     return row;
 }
 
@@ -66,7 +57,7 @@ TEST(Validate, EachFaultShowsInItsColumn)
         if (c.rt)
             args.insert(args.begin() + 1, "--rt");
         const hosttest::Result& baseline = clean[c.rt];
-        hosttest::Mode mode(c.mode);
+        Mode mode(c.mode);
         const auto faulty = RunHost(args);
         EXPECT_EQ(faulty.status, 1) << c.mode;
         const std::string before = RowOf(baseline.out)[c.column], after = RowOf(faulty.out)[c.column];
@@ -84,8 +75,8 @@ TEST(Validate, EachFaultShowsInItsColumn)
 
 TEST(Validate, CommandLineMistakes)
 {
-    EXPECT_EQ(RunHost({"validate"}).status, 2);
-    EXPECT_EQ(RunHost({"validate", "--frobnicate", TEST_PLUGIN}).status, 2);
+    ExpectRefusals({{{"validate"}, 2, "usage: graphiceq-host validate"},
+                    {{"validate", "--frobnicate", TEST_PLUGIN}, 2, "unknown option --frobnicate"}});
     // A file that is no plug-in fails every check, and the run goes on.
     const auto r = RunHost({"validate", NOT_A_PLUGIN, TEST_PLUGIN});
     EXPECT_EQ(r.status, 1);
