@@ -1,5 +1,6 @@
 #include "BankFile.h"
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <pwd.h>
@@ -8,6 +9,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <ctime>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -250,6 +252,34 @@ int LoadBankFile(const char* path, int32_t uniqueID, unsigned char* chunk, int c
     return n;
 }
 
+namespace {
+
+// A save that was killed between creating its temporary and renaming it
+// leaves ".<name>.XXXXXX" behind. Such a file is never read, but it would pile
+// up; one that has not been touched for a while belongs to no save still
+// running (a save takes milliseconds) and is removed.
+void RemoveStaleTemporaries(const std::string& folder, const std::string& name)
+{
+    const std::string prefix = "." + name + ".";
+    DIR* dir = opendir(folder.empty() ? "." : folder.c_str());
+    if (!dir)
+        return;
+    const time_t now = time(nullptr);
+    while (const dirent* entry = readdir(dir)) {
+        const char* leaf = entry->d_name;
+        if (strncmp(leaf, prefix.c_str(), prefix.size()) != 0 || strlen(leaf) != prefix.size() + 6)
+            continue;
+        const std::string path = folder + leaf;
+        struct stat st;
+        if (lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) &&
+            now - st.st_mtime > kStaleTemporarySeconds)
+            unlink(path.c_str());
+    }
+    closedir(dir);
+}
+
+}  // namespace
+
 bool SaveBankFile(const char* path, int32_t uniqueID, const void* chunk, unsigned chunkSize)
 {
     char posix[kMaxFilePath];
@@ -302,6 +332,7 @@ bool SaveBankFile(const char* path, int32_t uniqueID, const void* chunk, unsigne
         fsync(dir);  // the rename itself; best effort
         close(dir);
     }
+    RemoveStaleTemporaries(folder, name);
     return true;
 }
 

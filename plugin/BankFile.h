@@ -32,6 +32,8 @@ constexpr const char* kDefaultBankFileName = "GraEQDef.fxb";
 constexpr int kBankFileHeaderBytes = 160;                            // up to the chunk
 constexpr int kBankFileBytes = kBankFileHeaderBytes + kBankBytes;    // 5280
 constexpr size_t kBankPathSize = 2048;
+// A save's temporary file untouched for this long was left by a killed save.
+constexpr long kStaleTemporarySeconds = 600;
 
 // The user's preferences folder with a trailing "/", filled by
 // GetMy_SHFOLDER_PathName().

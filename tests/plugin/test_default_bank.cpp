@@ -5,6 +5,7 @@
 // a mix nor a temporary, and the next instance loads it.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -197,6 +198,29 @@ TEST_F(CrashSafeSave, KilledAtRandomMomentsLeavesAWholeBank)
     // Both states were seen: the kills did land between saves of each.
     EXPECT_GT(sawA, 0);
     EXPECT_GT(sawB, 0);
+}
+
+// A killed save leaves its hidden temporary; the next save removes the ones
+// no save can still be writing, and nothing else.
+TEST_F(CrashSafeSave, StaleTemporariesOfKilledSavesAreSwept)
+{
+    const auto make = [&](const char* leaf, bool old) {
+        const std::string path = m_folder + "/" + leaf;
+        WriteFile(path, "partial");
+        const timespec when[2] = {{0, UTIME_OMIT}, {time(nullptr) - (old ? 3600 : 5), 0}};
+        utimensat(AT_FDCWD, path.c_str(), when, 0);
+        return path;
+    };
+    const std::string stale = make(".GraEQDef.fxb.a1B2c3", true);
+    const std::string fresh = make(".GraEQDef.fxb.d4E5f6", false);
+    const std::string other = make(".GraEQDef.fxb.notours", true);
+    const std::string note = make("notes.txt", true);
+    ASSERT_TRUE(SaveState(*Open(), 'B'));
+    EXPECT_EQ(WholeState(), 'B');
+    EXPECT_FALSE(fs::exists(stale));
+    EXPECT_TRUE(fs::exists(fresh)) << "a save still running may own it";
+    EXPECT_TRUE(fs::exists(other));
+    EXPECT_TRUE(fs::exists(note));
 }
 
 // Runs body in a child process (with its own limits or identity) and
