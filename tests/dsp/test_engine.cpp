@@ -166,9 +166,6 @@ TEST(GraphicEQ, SettingsAreClampedAndReadBack)
     eq.set_Q(3, 2000000);
     eq.get_Q(3, &v);
     EXPECT_EQ(v, 1310720);
-    eq.set_OutputLevel(FixedDB(-9.0));
-    eq.get_OutputLevel(&v);
-    EXPECT_EQ(v, FixedDB(-9.0));
     eq.set_OverLevelThreshold(5);
     eq.get_OverLevelThreshold(&v);
     EXPECT_EQ(v, 1);
