@@ -182,11 +182,13 @@ TEST(PanelArt, ScaleMarksSitOnTheThumbCentreLine)
         const int x = 97 + 36 * band + 17;
         for (double dB : {-12.0, -6.0, 0.0, 6.0, 12.0}) {
             const double n = ValToNormalizeValue(kParamGainFirst + band, (float)dB);
-            EXPECT_TRUE(markAt(plate, x, 56 + LinearCentre(n, track.height, thumb.height))) << band << " " << dB;
+            const int y = 56 + LinearCentre(n, track.height, thumb.height);
+            EXPECT_TRUE(markAt(plate, x, y)) << band << " " << dB << " dB";
         }
         for (double q : {1.0, 5.0, 10.0, 15.0, 20.0}) {
             const double n = ValToNormalizeValue(kParamQFirst + band, (float)q);
-            EXPECT_TRUE(markAt(plate, x, 189 + LinearCentre(n, track.height, thumb.height))) << band << " Q " << q;
+            const int y = 189 + LinearCentre(n, track.height, thumb.height);
+            EXPECT_TRUE(markAt(plate, x, y)) << band << " Q " << q;
         }
     }
     // Level faders: unity right of the input fader at the top, left of the
@@ -198,6 +200,7 @@ TEST(PanelArt, ScaleMarksSitOnTheThumbCentreLine)
     } levels[] = {{65, kParamInput, 1.0f}, {648, kParamOutput, 1.0f}, {648, kParamOutput, 0.5f}};
     for (const auto& l : levels) {
         const double n = ValToNormalizeValue(l.param, l.amplitude);
-        EXPECT_TRUE(markAt(levelPlate, l.x, 56 + LogCentre(n, levelTrack.height, levelThumb.height))) << l.x;
+        const int y = 56 + LogCentre(n, levelTrack.height, levelThumb.height);
+        EXPECT_TRUE(markAt(levelPlate, l.x, y)) << l.x;
     }
 }

@@ -138,7 +138,8 @@ inline void Prepare(CGraphicEQ& eq, uint32_t rate, int maxBlock, uint16_t channe
 }
 
 // One Transform call over separate channel buffers; returns the count produced.
-inline int Transform(CGraphicEQ& eq, float* l, float* r, float* outL, float* outR, int n, bool continues = false)
+inline int Transform(CGraphicEQ& eq, float* l, float* r, float* outL, float* outR, int n,
+                     bool continues = false)
 {
     float* in[2] = {l, r};
     float* out[2] = {outL, outR};

@@ -75,7 +75,7 @@ TEST(GraphicEQ, BlockInPiecesMatchesOneCall)
     big.GetVU(&want[0], &want[1], &want[2], &want[3]);
     pieces.GetVU(&got[0], &got[1], &got[2], &got[3]);
     for (int m = 0; m < 4; ++m)
-        EXPECT_EQ(got[m], want[m]) << "meters cover the whole block, not the last slice; meter " << m;
+        EXPECT_EQ(got[m], want[m]) << "meters cover the whole block, not its last slice: " << m;
 }
 
 TEST(GraphicEQ, ProcessesInPlaceAndSurvivesOddCounts)

@@ -32,8 +32,10 @@ TEST(ParamMap, NormalisedToInternalFixedPoint)
         {33, 0.5f, 0},               {1000, 0.5f, 0},               {-1, 0.5f, 0},
         {-100000, 0.5f, 0},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(NormalizeValToDWValue(c.index, c.normalised), c.want) << c.index << " at " << c.normalised;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "parameter " << c.index << " at " << c.normalised);
+        EXPECT_EQ(NormalizeValToDWValue(c.index, c.normalised), c.want);
+    }
     // Display values: Q 5 and amplitude 2.0 (6 dB per doubling) and 1.0.
     EXPECT_EQ(NormalizeValToDWValue(kQ1k, ValToNormalizeValue(kQ1k, 5.0f)), 327680);
     EXPECT_EQ(NormalizeValToDWValue(kParamOutput, ValToNormalizeValue(kParamOutput, 2.0f)), 393216);
@@ -53,8 +55,10 @@ TEST(ParamMap, DisplayAndNormalisedForms)
         {kGain1k, 40.0f, 1.0f},     {kGain1k, -40.0f, 0.0f},      {kQ1k, 20.0f, 1.0f},
         {kGain1k, kNaN, 0.0f},      {33, 0.5f, 0.0f},             {-1, 0.5f, 0.0f},
     };
-    for (const auto& c : toNormalised)
-        EXPECT_NEAR(ValToNormalizeValue(c.index, c.display), c.normalised, 1e-7) << c.index << " " << c.display;
+    for (const auto& c : toNormalised) {
+        SCOPED_TRACE(testing::Message() << "parameter " << c.index << " at " << c.display);
+        EXPECT_NEAR(ValToNormalizeValue(c.index, c.display), c.normalised, 1e-7);
+    }
     for (int b = 0; b < kNumBands; ++b)
         EXPECT_EQ(ValToNormalizeValue(kParamGainFirst + b, 0.0f), 0.5f) << b;
 

@@ -129,7 +129,8 @@ std::vector<uint32_t> Script(Variant v, uint16_t channels, uint32_t rate)
                 l[1000 * i + 3] = r[1000 * i + 500] = specials[i];
         }
         std::vector<float> ol(c.count + 1, 5.0f), orr(c.count + 1, 5.0f);
-        const int produced = ref::Transform(eq, l.data(), r.data(), ol.data(), orr.data(), c.count, c.continues);
+        const int produced =
+            ref::Transform(eq, l.data(), r.data(), ol.data(), orr.data(), c.count, c.continues);
         record.push_back(static_cast<uint32_t>(produced));
         for (int i = 0; i <= c.count; ++i) {
             record.push_back(Bits(ol[i]));

@@ -24,18 +24,22 @@ std::vector<Fader> AllFaders()
     using namespace panel_art;
     std::vector<Fader> f;
     for (int b = 0; b < 15; ++b) {
-        f.push_back({"gain", 3 + b, BandX(b), kGainTop, 5007, 5008, kBandTrackHeight, kBandThumbHeight, false});
-        f.push_back({"Q", 18 + b, BandX(b), kQTop, 5007, 5008, kBandTrackHeight, kBandThumbHeight, false});
+        const int trackH = kBandTrackHeight, thumbH = kBandThumbHeight;
+        f.push_back({"gain", 3 + b, BandX(b), kGainTop, 5007, 5008, trackH, thumbH, false});
+        f.push_back({"Q", 18 + b, BandX(b), kQTop, 5007, 5008, trackH, thumbH, false});
     }
-    f.push_back({"input", 2, kInputX, kLevelTop, 5009, 5010, kLevelTrackHeight, kLevelThumbHeight, true});
-    f.push_back({"output", 1, kOutputX, kLevelTop, 5009, 5010, kLevelTrackHeight, kLevelThumbHeight, true});
+    const int trackH = kLevelTrackHeight, thumbH = kLevelThumbHeight;
+    f.push_back({"input", 2, kInputX, kLevelTop, 5009, 5010, trackH, thumbH, true});
+    f.push_back({"output", 1, kOutputX, kLevelTop, 5009, 5010, trackH, thumbH, true});
     return f;
 }
 
 // Where the thumb's top edge sits for a value (relative to the fader's top).
 int ThumbTop(const Fader& f, float v)
 {
-    return f.log ? panel_art::LogThumbTop(v, f.trackH, f.thumbH) : panel_art::LinearThumbTop(v, f.trackH, f.thumbH);
+    if (f.log)
+        return panel_art::LogThumbTop(v, f.trackH, f.thumbH);
+    return panel_art::LinearThumbTop(v, f.trackH, f.thumbH);
 }
 
 // The value a pointer row (relative to the fader's top) gives.

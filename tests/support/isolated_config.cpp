@@ -23,7 +23,9 @@ struct IsolatedConfig {
     ~IsolatedConfig()
     {
         // Depth first, links not followed: files, then their folders.
-        auto remove = [](const char* path, const struct stat*, int, FTW*) { return std::remove(path); };
+        auto remove = [](const char* path, const struct stat*, int, FTW*) {
+            return std::remove(path);
+        };
         if (!dir.empty())
             nftw(dir.c_str(), remove, 16, FTW_DEPTH | FTW_PHYS);
     }
