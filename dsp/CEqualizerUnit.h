@@ -29,13 +29,6 @@ public:
     // exactly as the same samples inside one long call would be.
     void OperateEqualizer(const float* in, float* out, int count, bool continueBlock = false);
 
-    // Runs two sections (typically left and right of one band) through their
-    // blocks in one loop. Bit-identical to two OperateEqualizer calls; the
-    // two independent recursions simply overlap in the pipeline.
-    static void OperateEqualizerPair(CEqualizerUnit& a, const float* inA, float* outA,
-                                     CEqualizerUnit& b, const float* inB, float* outB,
-                                     int count, bool continueBlock = false);
-
     // Read-only views for tests and tools.
     float GetK() const { return m_k; }
     float GetB1() const { return m_b1; }

@@ -58,7 +58,7 @@ int LinearCentre(double n, int track, int thumb)
 int LogCentre(double n, int track, int thumb)
 {
     const double a = track - thumb / 2, b = thumb / 2;
-    return (int)std::trunc(a + (b - a) * std::log10(n * 9 + 1) + 0.5) - thumb / 2 + thumb / 2;
+    return (int)std::trunc(a + (b - a) * std::log10(n * 9 + 1) + 0.5);
 }
 
 }  // namespace
@@ -172,33 +172,35 @@ TEST(PanelArt, ReadoutWindowsAreLightForBlackDigits)
 TEST(PanelArt, ScaleMarksSitOnTheThumbCentreLine)
 {
     Picture bg(5000), track(5007), thumb(5008), levelTrack(5009), levelThumb(5010);
-    const uint32_t plate = bg.At(97 + 26, 100);   // between two faders, off the marks
-    // A mark is a row that differs from the plate just right of the fader,
+    // A mark is a row that differs from the plate (sampled off the marks)
     // while the rows above and below it do not.
-    auto markAt = [&](int x, int y) {
+    auto markAt = [&](uint32_t plate, int x, int y) {
         return bg.At(x, y) != plate && bg.At(x, y - 1) == plate && bg.At(x, y + 1) == plate;
     };
+    const uint32_t plate = bg.At(97 + 26, 100);  // between two faders
     for (int band : {0, 7, 14}) {
         const int x = 97 + 36 * band + 17;
         for (double dB : {-12.0, -6.0, 0.0, 6.0, 12.0}) {
             const double n = ValToNormalizeValue(kParamGainFirst + band, (float)dB);
-            EXPECT_TRUE(markAt(x, 56 + LinearCentre(n, track.height, thumb.height))) << band << " " << dB << " dB";
+            const int y = 56 + LinearCentre(n, track.height, thumb.height);
+            EXPECT_TRUE(markAt(plate, x, y)) << band << " " << dB << " dB";
         }
         for (double q : {1.0, 5.0, 10.0, 15.0, 20.0}) {
             const double n = ValToNormalizeValue(kParamQFirst + band, (float)q);
-            EXPECT_TRUE(markAt(x, 189 + LinearCentre(n, track.height, thumb.height))) << band << " Q " << q;
+            const int y = 189 + LinearCentre(n, track.height, thumb.height);
+            EXPECT_TRUE(markAt(plate, x, y)) << band << " Q " << q;
         }
     }
     // Level faders: unity right of the input fader at the top, left of the
     // output fader at amplitude 1.0 (a logarithmic travel).
     const uint32_t levelPlate = bg.At(66, 100);
-    auto levelMark = [&](int x, int y) {
-        return bg.At(x, y) != levelPlate && bg.At(x, y - 1) == levelPlate && bg.At(x, y + 1) == levelPlate;
-    };
-    EXPECT_TRUE(levelMark(65, 56 + LogCentre(ValToNormalizeValue(kParamInput, 1.0f), levelTrack.height,
-                                              levelThumb.height)));
-    EXPECT_TRUE(levelMark(648, 56 + LogCentre(ValToNormalizeValue(kParamOutput, 1.0f), levelTrack.height,
-                                               levelThumb.height)));
-    EXPECT_TRUE(levelMark(648, 56 + LogCentre(ValToNormalizeValue(kParamOutput, 0.5f), levelTrack.height,
-                                               levelThumb.height)));
+    const struct {
+        int x, param;
+        float amplitude;
+    } levels[] = {{65, kParamInput, 1.0f}, {648, kParamOutput, 1.0f}, {648, kParamOutput, 0.5f}};
+    for (const auto& l : levels) {
+        const double n = ValToNormalizeValue(l.param, l.amplitude);
+        const int y = 56 + LogCentre(n, levelTrack.height, levelThumb.height);
+        EXPECT_TRUE(markAt(levelPlate, l.x, y)) << l.x;
+    }
 }

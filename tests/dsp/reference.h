@@ -131,4 +131,37 @@ inline std::vector<float> Noise(int n, uint32_t seed, float amp = 0.5f)
 
 inline int FixedDB(double dB) { return static_cast<int>(dB * 65536.0); }
 
+inline void Prepare(CGraphicEQ& eq, uint32_t rate, int maxBlock, uint16_t channels = 2)
+{
+    const tWAVEFORMATEX f = Format(rate, channels);
+    eq.SetMediaType(&f, maxBlock);
+}
+
+// One Transform call over separate channel buffers; returns the count produced.
+inline int Transform(CGraphicEQ& eq, float* l, float* r, float* outL, float* outR, int n,
+                     bool continues = false)
+{
+    float* in[2] = {l, r};
+    float* out[2] = {outL, outR};
+    int produced = -1;
+    eq.Transform(in, n, out, &produced, continues);
+    return produced;
+}
+
+// The plain engine with the sections and levels eq holds now.
+inline StereoEngine PlainOf(CGraphicEQ& eq)
+{
+    StereoEngine plain;
+    int in = 0, out = 0;
+    eq.get_InputLevel(&in);
+    eq.get_OutputLevel(&out);
+    plain.inLevelDB = static_cast<float>(in) * 1.5258789e-5f;
+    plain.outLevelDB = static_cast<float>(out) * 1.5258789e-5f;
+    for (int b = 0; b < 15; ++b) {
+        plain.left[b].c = Of(*eq.GetUnit(2 * b));
+        plain.right[b].c = Of(*eq.GetUnit(2 * b + 1));
+    }
+    return plain;
+}
+
 }  // namespace ref

@@ -8,78 +8,70 @@
 namespace {
 constexpr int kGain1k = kParamGainFirst + 8;  // "Gain 1.0KHz"
 constexpr int kQ1k = kParamQFirst + 8;
-}
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+}  // namespace
 
-// Fixed points that presets, automation and the panel all rely on.
-TEST(ParamMap, InternalValueReferencePoints)
+// Normalised value to internal fixed point: the reference points presets,
+// automation and the panel rely on, clamping, the switch's rounding, and a
+// defined answer for whatever a host or a damaged preset sends.
+TEST(ParamMap, NormalisedToInternalFixedPoint)
 {
-    EXPECT_EQ(NormalizeValToDWValue(kGain1k, 1.0f), 786432);
-    EXPECT_EQ(NormalizeValToDWValue(kGain1k, 0.0f), -786432);
-    EXPECT_EQ(NormalizeValToDWValue(kGain1k, 0.5f), 0);
+    const struct {
+        int index;
+        float normalised;
+        int want;
+    } cases[] = {
+        {kGain1k, 1.0f, 786432},     {kGain1k, 0.0f, -786432},      {kGain1k, 0.5f, 0},
+        {kGain1k, 1.5f, 786432},     {kGain1k, -0.5f, -786432},     {kGain1k, kNaN, -786432},
+        {kGain1k, INFINITY, 786432}, {kQ1k, 1.0f, 1310720},         {kQ1k, 0.0f, 65536},
+        {kParamOutput, 0.0f, -3918705}, {kParamOutput, kNaN, -3918705},
+        {kParamInput, 1.0f, 0},      {kParamInput, 0.0f, -3918705},
+        {kParamActive, 0.0f, 0},     {kParamActive, 0.49f, 0},      {kParamActive, 0.5f, 1},
+        {kParamActive, 7.0f, 1},     {kParamActive, -3.0f, 1},  // unsigned comparison
+        {kParamActive, kNaN, 1},     {kParamActive, 1e30f, 1},
+        {33, 0.5f, 0},               {1000, 0.5f, 0},               {-1, 0.5f, 0},
+        {-100000, 0.5f, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "parameter " << c.index << " at " << c.normalised);
+        EXPECT_EQ(NormalizeValToDWValue(c.index, c.normalised), c.want);
+    }
+    // Display values: Q 5 and amplitude 2.0 (6 dB per doubling) and 1.0.
     EXPECT_EQ(NormalizeValToDWValue(kQ1k, ValToNormalizeValue(kQ1k, 5.0f)), 327680);
-    EXPECT_EQ(NormalizeValToDWValue(kQ1k, 1.0f), 1310720);
-    EXPECT_EQ(NormalizeValToDWValue(kQ1k, 0.0f), 65536);
-
-    // Levels map the normalised value onto an amplitude, shown at 6 dB per doubling.
     EXPECT_EQ(NormalizeValToDWValue(kParamOutput, ValToNormalizeValue(kParamOutput, 2.0f)), 393216);
     EXPECT_EQ(NormalizeValToDWValue(kParamOutput, ValToNormalizeValue(kParamOutput, 1.0f)), 0);
-    EXPECT_EQ(NormalizeValToDWValue(kParamOutput, 0.0f), -3918705);
-    EXPECT_EQ(NormalizeValToDWValue(kParamInput, 1.0f), 0);
-    EXPECT_EQ(NormalizeValToDWValue(kParamInput, 0.0f), -3918705);
 }
 
-TEST(ParamMap, NormalisedDefaults)
+// Display value to normalised and back, the defaults included, clamped at
+// the range's ends (the switch alone is not clamped on the way in).
+TEST(ParamMap, DisplayAndNormalisedForms)
 {
-    EXPECT_FLOAT_EQ(ValToNormalizeValue(kParamActive, 1.0f), 1.0f);
-    EXPECT_NEAR(ValToNormalizeValue(kParamOutput, 1.0f), 0.49974990f, 1e-7);
-    EXPECT_FLOAT_EQ(ValToNormalizeValue(kParamInput, 1.0f), 1.0f);
-    for (int b = 0; b < kNumBands; ++b) {
-        EXPECT_FLOAT_EQ(ValToNormalizeValue(kParamGainFirst + b, 0.0f), 0.5f);
-        EXPECT_NEAR(ValToNormalizeValue(kParamQFirst + b, 5.0f), 0.21052632f, 1e-7);
-    }
-}
-
-TEST(ParamMap, SwitchRoundsAtHalfAndNegativeStepsEndAtMaximum)
-{
-    EXPECT_EQ(NormalizeValToDWValue(kParamActive, 0.0f), 0);
-    EXPECT_EQ(NormalizeValToDWValue(kParamActive, 0.49f), 0);
-    EXPECT_EQ(NormalizeValToDWValue(kParamActive, 0.5f), 1);
-    EXPECT_EQ(NormalizeValToDWValue(kParamActive, 7.0f), 1);
-    EXPECT_EQ(NormalizeValToDWValue(kParamActive, -3.0f), 1);  // unsigned comparison
-    EXPECT_FLOAT_EQ(NormalizeValToInternalVal(kParamActive, 0.2f), 0.0f);
-    EXPECT_FLOAT_EQ(NormalizeValToInternalVal(kParamActive, 0.8f), 1.0f);
-    // The switch is not clamped on the way in.
-    EXPECT_FLOAT_EQ(ValToNormalizeValue(kParamActive, 3.0f), 3.0f);
-}
-
-TEST(ParamMap, OutOfRangeValuesClampInDisplayAndInternalForms)
-{
-    EXPECT_EQ(NormalizeValToDWValue(kGain1k, 1.5f), 786432);
-    EXPECT_EQ(NormalizeValToDWValue(kGain1k, -0.5f), -786432);
-    EXPECT_FLOAT_EQ(NormalizeValToInternalVal(kGain1k, 2.0f), 12.0f);
-    EXPECT_FLOAT_EQ(NormalizeValToInternalVal(kParamOutput, 1.0f), 6.0f);
-    EXPECT_FLOAT_EQ(NormalizeValToInternalVal(kParamInput, 1.0f), 0.0f);
-    EXPECT_FLOAT_EQ(ValToNormalizeValue(kGain1k, 40.0f), 1.0f);
-    EXPECT_FLOAT_EQ(ValToNormalizeValue(kGain1k, -40.0f), 0.0f);
-    EXPECT_FLOAT_EQ(ValToNormalizeValue(kQ1k, 20.0f), 1.0f);
-}
-
-TEST(ParamMap, DisplayRanges)
-{
-    struct Row { int index; float min, max; } rows[] = {
-        {kParamActive, 0.0f, 1.0f}, {kParamOutput, -59.79f, 6.0f}, {kParamInput, -59.79f, 0.0f},
-        {kGain1k, -12.0f, 12.0f},   {kQ1k, 1.0f, 20.0f},
+    const struct {
+        int index;
+        float display, normalised;
+    } toNormalised[] = {
+        {kParamActive, 1.0f, 1.0f}, {kParamActive, 3.0f, 3.0f},   {kParamOutput, 1.0f, 0.4997499f},
+        {kParamInput, 1.0f, 1.0f},  {kGain1k, 0.0f, 0.5f},        {kQ1k, 5.0f, 0.21052632f},
+        {kGain1k, 40.0f, 1.0f},     {kGain1k, -40.0f, 0.0f},      {kQ1k, 20.0f, 1.0f},
+        {kGain1k, kNaN, 0.0f},      {33, 0.5f, 0.0f},             {-1, 0.5f, 0.0f},
     };
-    for (const Row& r : rows) {
-        float mn = 99, mx = 99;
-        GetParamMinMax(r.index, &mn, &mx);
-        EXPECT_NEAR(mn, r.min, 0.01f) << r.index;
-        EXPECT_NEAR(mx, r.max, 0.01f) << r.index;
+    for (const auto& c : toNormalised) {
+        SCOPED_TRACE(testing::Message() << "parameter " << c.index << " at " << c.display);
+        EXPECT_NEAR(ValToNormalizeValue(c.index, c.display), c.normalised, 1e-7);
     }
-}
+    for (int b = 0; b < kNumBands; ++b)
+        EXPECT_EQ(ValToNormalizeValue(kParamGainFirst + b, 0.0f), 0.5f) << b;
 
-TEST(ParamMap, DisplayAndNormalisedFormsRoundTrip)
-{
+    const struct {
+        int index;
+        float normalised, display;
+    } toDisplay[] = {
+        {kParamActive, 0.2f, 0.0f}, {kParamActive, 0.8f, 1.0f}, {kGain1k, 2.0f, 12.0f},
+        {kParamOutput, 1.0f, 6.0f}, {kParamInput, 1.0f, 0.0f},  {1000, 0.5f, 0.0f},
+    };
+    for (const auto& c : toDisplay)
+        EXPECT_FLOAT_EQ(NormalizeValToInternalVal(c.index, c.normalised), c.display) << c.index;
+
     for (int i = kParamGainFirst; i < kNumParams; ++i) {
         float mn, mx;
         GetParamMinMax(i, &mn, &mx);
@@ -90,23 +82,20 @@ TEST(ParamMap, DisplayAndNormalisedFormsRoundTrip)
     }
 }
 
-// Whatever a host or a damaged preset sends, the answer is defined.
-TEST(ParamMap, ForeignIndicesAndValuesAreHarmless)
+TEST(ParamMap, DisplayRanges)
 {
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    for (int bad : {33, 1000, -1, -100000}) {
-        EXPECT_EQ(ValToNormalizeValue(bad, 0.5f), 0.0f);
-        EXPECT_EQ(NormalizeValToDWValue(bad, 0.5f), 0);
-        EXPECT_EQ(NormalizeValToInternalVal(bad, 0.5f), 0.0f);
-        float mn = 1, mx = 1;
-        GetParamMinMax(bad, &mn, &mx);
-        EXPECT_EQ(mn, 0.0f);
-        EXPECT_EQ(mx, 0.0f);
+    const struct {
+        int index;
+        float min, max;
+    } rows[] = {
+        {kParamActive, 0.0f, 1.0f}, {kParamOutput, -59.79f, 6.0f}, {kParamInput, -59.79f, 0.0f},
+        {kGain1k, -12.0f, 12.0f},   {kQ1k, 1.0f, 20.0f},           {33, 0.0f, 0.0f},
+        {-100000, 0.0f, 0.0f},
+    };
+    for (const auto& r : rows) {
+        float mn = 99, mx = 99;
+        GetParamMinMax(r.index, &mn, &mx);
+        EXPECT_NEAR(mn, r.min, 0.01f) << r.index;
+        EXPECT_NEAR(mx, r.max, 0.01f) << r.index;
     }
-    EXPECT_EQ(NormalizeValToDWValue(kGain1k, nan), -786432);
-    EXPECT_EQ(NormalizeValToDWValue(kParamOutput, nan), -3918705);
-    EXPECT_EQ(NormalizeValToDWValue(kParamActive, nan), 1);
-    EXPECT_EQ(NormalizeValToDWValue(kGain1k, std::numeric_limits<float>::infinity()), 786432);
-    EXPECT_EQ(NormalizeValToDWValue(kParamActive, 1e30f), 1);
-    EXPECT_EQ(ValToNormalizeValue(kGain1k, nan), 0.0f);
 }

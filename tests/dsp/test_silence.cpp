@@ -31,26 +31,13 @@ const Case kCases[] = {
 
 void Configure(CGraphicEQ& eq, const Case& c, uint32_t rate, int block)
 {
-    const tWAVEFORMATEX f = ref::Format(rate);
-    eq.SetMediaType(&f, block);
+    ref::Prepare(eq, rate, block);
     for (int b = 0; b < 15; ++b) {
         eq.set_Gain(b, FixedDB(c.gainDB));
         eq.set_Q(b, static_cast<int>(c.q * 65536.0));
     }
     eq.set_InputLevel(FixedDB(c.inDB));
     eq.set_OutputLevel(FixedDB(c.outDB));
-}
-
-ref::StereoEngine ReferenceOf(CGraphicEQ& eq, const Case& c)
-{
-    ref::StereoEngine plain;
-    plain.inLevelDB = static_cast<float>(FixedDB(c.inDB)) * 1.5258789e-5f;
-    plain.outLevelDB = static_cast<float>(FixedDB(c.outDB)) * 1.5258789e-5f;
-    for (int b = 0; b < 15; ++b) {
-        plain.left[b].c = ref::Of(*eq.GetUnit(2 * b));
-        plain.right[b].c = ref::Of(*eq.GetUnit(2 * b + 1));
-    }
-    return plain;
 }
 
 double DBFS(double x) { return x > 0 ? 20.0 * std::log10(x) : -999.0; }
@@ -66,7 +53,7 @@ TEST(Silence, OutputReachesExactZeroWithinFourSecondsAndStays)
             SCOPED_TRACE(std::string(c.name) + " at " + std::to_string(rate) + " Hz");
             CGraphicEQ eq;
             Configure(eq, c, rate, block);
-            ref::StereoEngine plain = ReferenceOf(eq, c);
+            ref::StereoEngine plain = ref::PlainOf(eq);
             const int burst = static_cast<int>(rate / 2 / block) * block;
             const int total = burst + static_cast<int>(rate) * 5;
             std::vector<float> l = ref::Noise(burst, 3, 1.0f), r = ref::Noise(burst, 4, 1.0f);
@@ -75,10 +62,7 @@ TEST(Silence, OutputReachesExactZeroWithinFourSecondsAndStays)
             std::vector<float> gl(total), gr(total), wl(total), wr(total);
             for (int done = 0; done < total; done += block) {
                 const int n = std::min(block, total - done);
-                float* in[2] = {l.data() + done, r.data() + done};
-                float* out[2] = {gl.data() + done, gr.data() + done};
-                int produced = 0;
-                eq.Transform(in, n, out, &produced);
+                ref::Transform(eq, &l[done], &r[done], &gl[done], &gr[done], n);
                 plain.Run(l.data() + done, r.data() + done, wl.data() + done, wr.data() + done, n);
             }
             // The first sample from which the output stays exactly zero.
@@ -91,8 +75,8 @@ TEST(Silence, OutputReachesExactZeroWithinFourSecondsAndStays)
                 ASSERT_EQ(Bits(gl[i]), Bits(wl[i])) << "left " << i;
                 ASSERT_EQ(Bits(gr[i]), Bits(wr[i])) << "right " << i;
             }
-            // What the clearing took away: the plain recursion's level from
-            // that sample on.
+            // Reported: the plain recursion's level from that sample on, which
+            // the clearing took away.
             double peak = 0, energy = 0;
             for (int i = zeroFrom; i < total; ++i) {
                 peak = std::max(peak, static_cast<double>(std::fabs(wl[i])));
@@ -117,12 +101,8 @@ TEST(Silence, InputAfterTheSilenceStartsFromCleanHistory)
     Configure(fresh, c, rate, block);
     auto run = [&](CGraphicEQ& eq, std::vector<float> l, std::vector<float> r) {
         std::vector<float> out(2 * l.size());
-        for (size_t done = 0; done < l.size(); done += block) {
-            float* in[2] = {l.data() + done, r.data() + done};
-            float* o[2] = {out.data() + done, out.data() + l.size() + done};
-            int produced = 0;
-            eq.Transform(in, block, o, &produced);
-        }
+        for (size_t done = 0; done < l.size(); done += block)
+            ref::Transform(eq, &l[done], &r[done], &out[done], &out[l.size() + done], block);
         return out;
     };
     run(used, ref::Noise(block * 40, 5), ref::Noise(block * 40, 6));
@@ -142,8 +122,7 @@ TEST(Silence, HoldFollowsTheSlowestBandAndIsCapped)
 {
     for (uint32_t rate : {8000u, 44100u, 384000u}) {
         CGraphicEQ eq;
-        const tWAVEFORMATEX f = ref::Format(rate);
-        eq.SetMediaType(&f, 64);
+        ref::Prepare(eq, rate, 64);
         const int64_t flat = eq.GetSilenceHold();
         eq.set_Q(0, 20 * 65536);
         eq.set_Gain(0, FixedDB(12));

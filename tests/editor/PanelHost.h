@@ -250,16 +250,7 @@ protected:
     void Key(KeySym sym, bool down) { XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, sym), down, 0), XSync(dpy, False), Settle(); }
     void Type(KeySym sym) { Key(sym, true), Key(sym, false); }
 
-    // The colour the server shows at a point of the panel (0xRRGGBB).
-    uint32_t Pixel(int x, int y)
-    {
-        XImage* img = XGetImage(dpy, win, x, y, 1, 1, AllPlanes, ZPixmap);
-        if (!img) return 0xDEADBEEF;
-        uint32_t p = XGetPixel(img, 0, 0) & 0xFFFFFF;
-        XDestroyImage(img);
-        return p;
-    }
-    // A region's pixels, to compare before and after.
+    // The colours (0xRRGGBB) the server shows in a region of the panel.
     std::vector<uint32_t> Region(int x, int y, int w, int h)
     {
         std::vector<uint32_t> out;
@@ -269,6 +260,11 @@ protected:
             for (int i = 0; i < w; ++i) out.push_back(XGetPixel(img, i, j) & 0xFFFFFF);
         XDestroyImage(img);
         return out;
+    }
+    uint32_t Pixel(int x, int y)
+    {
+        const std::vector<uint32_t> p = Region(x, y, 1, 1);
+        return p.empty() ? 0xDEADBEEF : p[0];
     }
 
     float Get(int index) { return fx->getParameter(fx, index); }

@@ -6,30 +6,9 @@
 #include <cstdlib>
 #include <string>
 
-#include <dirent.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <ftw.h>
 
 namespace {
-
-void RemoveTree(const std::string& path)
-{
-    if (DIR* dir = opendir(path.c_str())) {
-        while (dirent* e = readdir(dir)) {
-            const std::string name = e->d_name;
-            if (name == "." || name == "..")
-                continue;
-            const std::string child = path + "/" + name;
-            struct stat st;
-            if (lstat(child.c_str(), &st) == 0 && S_ISDIR(st.st_mode))
-                RemoveTree(child);
-            else
-                unlink(child.c_str());
-        }
-        closedir(dir);
-    }
-    rmdir(path.c_str());
-}
 
 struct IsolatedConfig {
     std::string dir;
@@ -43,8 +22,12 @@ struct IsolatedConfig {
     }
     ~IsolatedConfig()
     {
+        // Depth first, links not followed: files, then their folders.
+        auto remove = [](const char* path, const struct stat*, int, FTW*) {
+            return std::remove(path);
+        };
         if (!dir.empty())
-            RemoveTree(dir);
+            nftw(dir.c_str(), remove, 16, FTW_DEPTH | FTW_PHYS);
     }
 };
 
