@@ -107,33 +107,52 @@ struct ScriptInput {
     Display* d = XOpenDisplay(nullptr);
     ~ScriptInput() { if (d) XCloseDisplay(d); }
     static void Wait(int ms = 60) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
-    void Move(int x, int y) { XTestFakeMotionEvent(d, DefaultScreen(d), x, y, 0), XFlush(d), Wait(); }
-    void Button(bool down) { XTestFakeButtonEvent(d, 1, down, 0), XFlush(d), Wait(); }
+    void Move(int x, int y) { XTestFakeMotionEvent(d, DefaultScreen(d), x, y, 0), XSync(d, False), Wait(); }
+    void Button(bool down) { XTestFakeButtonEvent(d, 1, down, 0), XSync(d, False), Wait(); }
     void Click(int x, int y) { Move(x, y), Button(true), Button(false); }
-    void Key(KeySym sym) { XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), True, 0), XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), False, 0), XFlush(d), Wait(30); }
-    // A viewable top-level window other than except, waited for; false when
-    // none appears. Override-redirect ones are the pop-up lists.
+    void Key(KeySym sym) { XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), True, 0), XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), False, 0), XSync(d, False), Wait(30); }
+    // A viewable top-level window other than except, if there is one now.
+    // Override-redirect ones are the pop-up lists.
+    bool TopLevel(Window except, bool overrideRedirect, XWindowAttributes& found)
+    {
+        Window root, parent, *kids = nullptr;
+        unsigned n = 0;
+        bool any = false;
+        if (XQueryTree(d, DefaultRootWindow(d), &root, &parent, &kids, &n)) {
+            for (unsigned i = n; i-- > 0 && !any;) {
+                XWindowAttributes a;
+                if (kids[i] != except && XGetWindowAttributes(d, kids[i], &a) && a.map_state == IsViewable &&
+                    bool(a.override_redirect) == overrideRedirect && a.width > 20) {
+                    found = a;
+                    any = true;
+                }
+            }
+            if (kids) XFree(kids);
+        }
+        return any;
+    }
+    // The same, waited for; false when none appears.
     bool FindTopLevel(Window except, bool overrideRedirect, XWindowAttributes& found, int ms = 3000)
     {
         auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (std::chrono::steady_clock::now() < end) {
-            Window root, parent, *kids = nullptr;
-            unsigned n = 0;
-            if (XQueryTree(d, DefaultRootWindow(d), &root, &parent, &kids, &n)) {
-                for (unsigned i = n; i-- > 0;) {
-                    XWindowAttributes a;
-                    if (kids[i] != except && XGetWindowAttributes(d, kids[i], &a) && a.map_state == IsViewable &&
-                        bool(a.override_redirect) == overrideRedirect && a.width > 20) {
-                        found = a;
-                        XFree(kids);
-                        return true;
-                    }
-                }
-                if (kids) XFree(kids);
-            }
+        while (!TopLevel(except, overrideRedirect, found)) {
+            if (std::chrono::steady_clock::now() >= end) return false;
             Wait(20);
         }
-        return false;
+        return true;
+    }
+    // Waits until the plug-in has closed every pop-up list. Input sent while
+    // a list is still up (its owner has not yet handled the click that
+    // closes it) would go to the list's grab, not to the window beneath.
+    bool PopUpsGone(Window except, int ms = 3000)
+    {
+        XWindowAttributes a;
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+        while (TopLevel(except, true, a)) {
+            if (std::chrono::steady_clock::now() >= end) return false;
+            Wait(20);
+        }
+        return true;
     }
 };
 

@@ -119,6 +119,7 @@ TEST_F(PanelEntry, TheSaveDialogStoresTheProgramUnderTheChosenSlotAndName)
         if (!in.FindTopLevel(win, true, list)) return;
         const int rowH = (list.height - 4) / 32;
         in.Click(list.x + list.width / 2, list.y + 2 + rowH * 7 + rowH / 2);
+        if (!in.PopUpsGone(win)) return;
         // The name, typed over the slot's own name.
         in.Click(left + 280, top + 55);
         for (int i = 0; i < 30; ++i) in.Key(XK_BackSpace);
