@@ -290,28 +290,27 @@ RTCHECK_EXPORT ssize_t write(int fd, const void* buf, size_t n)
     Count(g_syscalls);
     return Resolve(g_real.write, "write")(fd, buf, n);
 }
+// open and openat carry a mode argument only when they may create a file.
+#define RTCHECK_CREATION_MODE(flags, mode)                 \
+    if ((flags) & (O_CREAT | O_TMPFILE)) {                 \
+        va_list ap;                                        \
+        va_start(ap, flags);                               \
+        (mode) = static_cast<mode_t>(va_arg(ap, int));     \
+        va_end(ap);                                        \
+    }
+
 RTCHECK_EXPORT int open(const char* path, int flags, ...)
 {
     Count(g_syscalls);
     mode_t mode = 0;
-    if (flags & (O_CREAT | O_TMPFILE)) {
-        va_list ap;
-        va_start(ap, flags);
-        mode = static_cast<mode_t>(va_arg(ap, int));
-        va_end(ap);
-    }
+    RTCHECK_CREATION_MODE(flags, mode);
     return Resolve(g_real.open, "open")(path, flags, mode);
 }
 RTCHECK_EXPORT int openat(int dir, const char* path, int flags, ...)
 {
     Count(g_syscalls);
     mode_t mode = 0;
-    if (flags & (O_CREAT | O_TMPFILE)) {
-        va_list ap;
-        va_start(ap, flags);
-        mode = static_cast<mode_t>(va_arg(ap, int));
-        va_end(ap);
-    }
+    RTCHECK_CREATION_MODE(flags, mode);
     return Resolve(g_real.openat, "openat")(dir, path, flags, mode);
 }
 RTCHECK_EXPORT int close(int fd)
