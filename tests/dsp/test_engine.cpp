@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <limits>
+#include <thread>
 #include <vector>
 
 #include "reference.h"
@@ -175,54 +178,61 @@ TEST(GraphicEQ, SettingsAreClampedAndReadBack)
     EXPECT_FALSE(eq.get_Gain(99, &v));
 }
 
-TEST(GraphicEQ, OverLevelFlagIsStrictAndSticky)
+// Each channel on its own, so a meter or the over flag that reads the other
+// side shows up.
+TEST(GraphicEQ, OverLevelFlagIsStrictAndStickyOnEitherChannel)
 {
-    CGraphicEQ eq;
-    Prepare(eq, 44100, 64);
-    eq.set_OutputLevel(0);
-    bool over = true;
-    eq.get_OverLevel(&over);
-    EXPECT_FALSE(over);
+    for (int side = 0; side < 2; ++side) {
+        CGraphicEQ eq;
+        Prepare(eq, 44100, 64);
+        eq.set_OutputLevel(0);
+        bool over = true;
+        eq.get_OverLevel(&over);
+        EXPECT_FALSE(over);
 
-    // Flat sections pass an impulse through exactly.
-    Stereo in(16), out(16);
-    in.l[0] = 1.0f;
-    Process(eq, in, out);
-    EXPECT_EQ(out.l[0], 1.0f);
-    eq.get_OverLevel(&over);
-    EXPECT_FALSE(over) << "exactly full scale is not over";
+        // Flat sections pass an impulse through exactly.
+        Stereo in(16), out(16);
+        float& x = side ? in.r[0] : in.l[0];
+        x = 1.0f;
+        Process(eq, in, out);
+        EXPECT_EQ(side ? out.r[0] : out.l[0], 1.0f);
+        eq.get_OverLevel(&over);
+        EXPECT_FALSE(over) << "exactly full scale is not over, side " << side;
 
-    in.l[0] = 1.0000001f;
-    Process(eq, in, out);
-    in.l[0] = 0.0f;
-    Process(eq, in, out);  // a quiet block does not clear it
-    eq.get_OverLevel(&over);
-    EXPECT_TRUE(over);
-    eq.get_OverLevel(&over);
-    EXPECT_FALSE(over) << "reading clears the flag";
+        x = -1.0000001f;
+        Process(eq, in, out);
+        x = 0.0f;
+        Process(eq, in, out);  // a quiet block does not clear it
+        eq.get_OverLevel(&over);
+        EXPECT_TRUE(over) << "side " << side;
+        eq.get_OverLevel(&over);
+        EXPECT_FALSE(over) << "reading clears the flag";
+    }
 }
 
-TEST(GraphicEQ, MetersShowTheLatestBlock)
+TEST(GraphicEQ, MetersShowTheLatestBlockOfEachChannel)
 {
-    CGraphicEQ eq;
-    Prepare(eq, 44100, 64);
-    eq.set_InputLevel(FixedDB(-6.0));
-    Stereo in(64), out(64);
-    in.l[10] = -0.8f;
-    in.r[20] = 0.4f;
-    Process(eq, in, out);
-    float il, ir, ol, orr;
-    eq.GetVU(&il, &ir, &ol, &orr);
     const float gi = std::pow(10.0f, -6.0f / 20.0f);
-    EXPECT_EQ(il, 0.8f * gi) << "input meters read after the input stage";
-    EXPECT_EQ(ir, 0.4f * gi);
-    EXPECT_GT(ol, 0.0f);
-    EXPECT_LT(ol, il);
+    for (int side = 0; side < 2; ++side) {
+        CGraphicEQ eq;
+        Prepare(eq, 44100, 64);
+        eq.set_InputLevel(FixedDB(-6.0));
+        Stereo in(64), out(64);
+        (side ? in.r : in.l)[10] = -0.8f;
+        Process(eq, in, out);
+        float vu[4];  // in L, in R, out L, out R
+        eq.GetVU(&vu[0], &vu[1], &vu[2], &vu[3]);
+        EXPECT_EQ(vu[side], 0.8f * gi) << "input meters read after the input stage, side " << side;
+        EXPECT_GT(vu[2 + side], 0.0f) << side;
+        EXPECT_LT(vu[2 + side], vu[side]) << side;
+        EXPECT_EQ(vu[1 - side], 0.0f) << "the silent channel's input meter, side " << side;
+        EXPECT_EQ(vu[3 - side], 0.0f) << "the silent channel's output meter, side " << side;
 
-    Stereo silent(64);
-    Process(eq, silent, out);
-    eq.GetVU(&il, &ir, &ol, &orr);
-    EXPECT_EQ(il + ir + ol + orr, 0.0f);
+        Stereo silent(64);
+        Process(eq, silent, out);
+        eq.GetVU(&vu[0], &vu[1], &vu[2], &vu[3]);
+        EXPECT_EQ(vu[0] + vu[1] + vu[2] + vu[3], 0.0f);
+    }
 }
 
 // Switched off, or never given a format: the input passes untouched.
@@ -283,4 +293,79 @@ TEST(GraphicEQ, SettingsSurviveAFormatChange)
         EXPECT_EQ(eq.GetUnit(u)->GetK(), fresh.GetUnit(u)->GetK()) << u;
         EXPECT_EQ(eq.GetUnit(u)->GetA1(), fresh.GetUnit(u)->GetA1()) << u;
     }
+}
+
+namespace {
+// Meters after one block of constant full scale on both channels: the input
+// meter is then the input stage's factor itself.
+void MetersOfOnes(CGraphicEQ& eq, float vu[4], float* outL = nullptr)
+{
+    Stereo in(std::vector<float>(32, 1.0f), std::vector<float>(32, 1.0f)), out(32);
+    Process(eq, in, out);
+    eq.GetVU(&vu[0], &vu[1], &vu[2], &vu[3]);
+    if (outL)
+        *outL = out.l[31];
+}
+}  // namespace
+
+// A setter's change reaches the very next block, with the levels and the
+// switch as last set: never a settings slot handed over half written.
+TEST(GraphicEQ, EachBlockRunsOneWholeSetting)
+{
+    CGraphicEQ eq;
+    Prepare(eq, 48000, 64);
+    const auto factor = [](double dB) { return std::pow(10.0f, static_cast<float>(dB) / 20.0f); };
+    float vu[4], last = 0;
+    double in = 0, out = -6;
+    bool active = true;
+    // One setter, then one block, each time.
+    const struct {
+        char what;  // Input, Output, Activate
+        double value;
+    } steps[] = {{'I', -3}, {'O', 2}, {'I', 5}, {'A', 0}, {'I', -9}, {'O', 4}, {'A', 1}, {'O', -1}, {'I', 1}};
+    for (const auto& s : steps) {
+        switch (s.what) {
+        case 'I': eq.set_InputLevel(FixedDB(in = s.value)); break;
+        case 'O': eq.set_OutputLevel(FixedDB(out = s.value)); break;
+        default: eq.set_Activate(active = s.value != 0); break;
+        }
+        MetersOfOnes(eq, vu, &last);
+        const float wantIn = active ? factor(in) : 1.0f;
+        const float wantOut = active ? factor(in) * factor(out) : 1.0f;
+        EXPECT_NEAR(vu[0], wantIn, 1e-6f * wantIn) << s.what << s.value;
+        EXPECT_NEAR(vu[1], wantIn, 1e-6f * wantIn) << s.what << s.value;
+        EXPECT_NEAR(vu[2], wantOut, 1e-3f * wantOut) << s.what << s.value;
+        EXPECT_NEAR(last, wantOut, 1e-3f * wantOut) << s.what << s.value;
+    }
+
+    // Under a writer that keeps lowering the input level, the level each
+    // block runs with can only fall: a block that meets a slot published
+    // before its level was written runs an older level than one already
+    // heard.
+    eq.set_InputLevel(0);
+    eq.set_Activate(true);
+    MetersOfOnes(eq, vu);
+    float heard = vu[0];
+    const int steps2 = 60000;
+    std::atomic<int> written{0};
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        for (int n = 1; n <= steps2 && std::chrono::steady_clock::now() < until; ++n) {
+            eq.set_InputLevel(-4 * n);
+            written = n;
+        }
+        stop = true;
+    });
+    int blocks = 0, rises = 0;
+    while (!stop || blocks < 100) {
+        MetersOfOnes(eq, vu);
+        ++blocks;
+        if (vu[0] > heard)
+            ++rises;
+        heard = std::min(heard, vu[0]);
+    }
+    writer.join();
+    EXPECT_EQ(rises, 0) << "blocks ran a level older than one already heard, in " << blocks
+                        << " blocks over " << written << " changes";
 }
