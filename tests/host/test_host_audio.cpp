@@ -150,7 +150,6 @@ TEST(HostAudio, KeepsMeasuringWhileTheFilterRings)
     // A sine switched on at the resonance needs several windows to settle.
     EXPECT_NEAR(Db(ghost::MeasureSineGain(p, 1000.0)[0]), 12.0, 0.01);
 
-
     // At a high rate the window shrinks to twenty periods, and the same
     // filter rings through the first two or three of them.
     ghost::VstPlugin fast(TEST_PLUGIN, 384000.0, 512);
