@@ -91,6 +91,14 @@ protected:
             return ::testing::AssertionSuccess();
         return ::testing::AssertionFailure() << "pixel (" << x << ", " << y << ") " << std::hex << got << " want " << want;
     }
+    // The modified indicator (5015: unchanged above, modified below) shows
+    // the program's state, as soon as the panel has idled.
+    ::testing::AssertionResult ShowsModified(bool changed)
+    {
+        Art modified(5015), bg(5000);
+        const int y = 8 + (changed ? modified.H() / 2 : 0);
+        return Eventually([&] { return Shows(216 + 20, 10 + 8, Over(modified.At(20, y), bg.At(236, 18) & 0xFFFFFF)); });
+    }
 };
 
 TEST_F(Panel, EveryControlSitsWhereTheLayoutSaysAndShowsItsValue)
@@ -103,13 +111,11 @@ TEST_F(Panel, EveryControlSitsWhereTheLayoutSaysAndShowsItsValue)
     // The active switch is on: the on image's (5002) released frame at (23, 8).
     Art on(5002), off(5003), bg(5000);
     EXPECT_TRUE(Eventually([&] { return Shows(23 + 10, 8 + 5, Over(on.At(10, 5), bg.At(33, 13) & 0xFFFFFF)); }));
-    // Save button, and the modified indicator's lower half: the values set
-    // above changed the program.
-    Art save(5014), modified(5015);
+    // Save button, and the modified indicator: the values set above changed
+    // the program.
+    Art save(5014);
     EXPECT_TRUE(Eventually([&] { return Shows(270 + 20, 10 + 8, Over(save.At(20, 8), bg.At(290, 18) & 0xFFFFFF)); }));
-    EXPECT_TRUE(Eventually([&] {
-        return Shows(216 + 20, 10 + 8, Over(modified.At(20, 8 + modified.H() / 2), bg.At(236, 18) & 0xFFFFFF));
-    }));
+    EXPECT_TRUE(ShowsModified(true));
 }
 
 // Reports (does not judge) the time from effEditOpen to the first frame on
@@ -140,6 +146,7 @@ TEST_F(Panel, OpensAndPaintsItsFirstFrame)
 TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel)
 {
     ASSERT_TRUE(Open());
+    EXPECT_TRUE(ShowsModified(false));
     const std::vector<Fader> all = AllFaders();
     // Gain band 4, Q band 11, input, output.
     for (const Fader& f : {all[8], all[23], all[30], all[31]}) {
@@ -154,6 +161,7 @@ TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel
         EXPECT_NEAR(got[0].value, ValueAt(f, d0), 1e-5);
         EXPECT_FLOAT_EQ(Get(f.param), got[0].value);
         EXPECT_TRUE(ThumbAt(f, got[0].value));
+        EXPECT_TRUE(ShowsModified(true)) << "the program now differs from its saved values";
 
         // Drag up along the travel: the values follow and rise.
         g_log.Clear();
