@@ -31,6 +31,7 @@ BEGIN_MESSAGE_MAP(CUIWindow, CWnd)
     ON_WM_LBUTTONDBLCLK()
     ON_WM_MOUSEMOVE()
     ON_WM_LBUTTONUP()
+    ON_MESSAGE(WM_MOUSEWHEEL, OnMouseWheel)
     ON_MESSAGE(CUIWindow::kMsgInputReturn, OnInputValReturn)
     ON_COMMAND_RANGE(1010, 1110, OnSelCopyPg)
     ON_WM_TIMER()
@@ -70,6 +71,10 @@ void CUIWindow::MakeFader(CZNTBitmapSliderDC& fader, const CRect& rect, const CR
     fader.Make(rc, none, this, track, nullptr, thumb, 0.0f, 1.0f, CPoint(1, trackH - thumbH / 2),
                CPoint(1, thumbH / 2), static_cast<unsigned>(id), 1, logarithmic, false, false, false,
                &CUIWindow::ControlCallback, this);
+    fader.SetStepper(&CUIWindow::WheelStep, this);
+    // A double-click returns to the value of a fresh (flat) program.
+    static const AGraEQProgram flat;
+    fader.SetDefault(flat.fValue[parameter]);
     if (AGraEQ* fx = Effect())
         fader.SetValue(fx->getParameter(parameter), nullptr, false);
 }
@@ -122,7 +127,12 @@ int CUIWindow::OnCreate(LPCREATESTRUCT cs)
     return 0;
 }
 
-void CUIWindow::OnDestroy() {}
+void CUIWindow::OnDestroy()
+{
+    // A drag cut short by the window going still ends its gesture.
+    if (CZNTBitmapSliderDC* fader = TrackingFader())
+        EndEdit(static_cast<int>(fader->GetID()));
+}
 
 void CUIWindow::OnSize(UINT type, int cx, int cy)
 {
@@ -352,6 +362,17 @@ void CUIWindow::idle()
 
 // --- mouse ------------------------------------------------------------------------------
 
+template <class F>
+void CUIWindow::ForEachFader(F f)
+{
+    for (int b = 0; b < kBands; ++b)
+        f(m_gain[b]);
+    for (int b = 0; b < kBands; ++b)
+        f(m_q[b]);
+    f(m_input);
+    f(m_output);
+}
+
 CZNTBitmapSliderDC* CUIWindow::TrackingFader()
 {
     for (int b = 0; b < kBands; ++b) {
@@ -365,6 +386,48 @@ CZNTBitmapSliderDC* CUIWindow::TrackingFader()
     if (m_output.IsDragging())
         return &m_output;
     return nullptr;
+}
+
+int CUIWindow::ParamOfControl(int id)
+{
+    if (id >= kGainId && id < kQId + kBands)
+        return id - 97;
+    if (id == kOutputId)
+        return kParamOutput;
+    if (id == kInputId)
+        return kParamInput;
+    return -1;
+}
+
+float CUIWindow::WheelStep(int id, float value, int notches, bool fine, void*)
+{
+    const int parameter = ParamOfControl(id);
+    if (parameter < 0)
+        return value;
+    const double display = NormalizeValToInternalVal(parameter, value);
+    if (parameter == kParamInput || parameter == kParamOutput) {
+        // Levels step in dB; their values are amplitudes (6 dB per doubling).
+        const double dB = display + notches * (fine ? 0.1 : 1.0);
+        return ValToNormalizeValue(parameter, static_cast<float>(std::pow(2.0, dB / 6.0)));
+    }
+    const double step = fine ? 0.1 : 0.5;  // dB for the gains, plain Q for the Qs
+    return ValToNormalizeValue(parameter, static_cast<float>(display + notches * step));
+}
+
+void CUIWindow::BeginEdit(int id)
+{
+    AGraEQ* fx = Effect();
+    const int parameter = ParamOfControl(id);
+    if (fx && parameter >= 0)
+        fx->beginEdit(parameter);
+}
+
+void CUIWindow::EndEdit(int id)
+{
+    AGraEQ* fx = Effect();
+    const int parameter = ParamOfControl(id);
+    if (fx && parameter >= 0)
+        fx->endEdit(parameter);
 }
 
 void CUIWindow::OnLButtonDown(UINT, CPoint pt)
@@ -382,18 +445,23 @@ void CUIWindow::OnLButtonDown(UINT, CPoint pt)
     if (m_rcOutput.PtInRect(pt))
         return OpenEntry(kParamOutput, kOutputEntryId, true, m_rcOutput);
 
-    auto jump = [&](CZNTBitmapSliderDC& fader) {
+    // A press starts a gesture; the thumb jumps to the pointer, unless Shift
+    // asks for a fine drag from where it stands.
+    const bool fine = static_cast<int>(GetKeyState(VK_SHIFT)) < 0;
+    auto grab = [&](CZNTBitmapSliderDC& fader) {
         if (!fader.PtInSwitch(pt))
             return false;
+        BeginEdit(static_cast<int>(fader.GetID()));
         CClientDC dc(this);
-        fader.SetValueByPoint(pt);
+        if (!fine)
+            fader.SetValueByPoint(pt);
         fader.DrawSlider(&dc);
         return true;
     };
     for (int b = 0; b < kBands; ++b)
-        if (jump(m_gain[b]) || jump(m_q[b]))
+        if (grab(m_gain[b]) || grab(m_q[b]))
             return;
-    if (jump(m_input) || jump(m_output))
+    if (grab(m_input) || grab(m_output))
         return;
     if (m_active.PtInSwitch(pt)) {
         m_active.SetValue(m_active.GetValue() ? 0 : 1, true);
@@ -407,7 +475,26 @@ void CUIWindow::OnLButtonDown(UINT, CPoint pt)
         RunCopyMenu();
 }
 
-void CUIWindow::OnLButtonDblClk(UINT flags, CPoint pt) { OnLButtonDown(flags, pt); }
+// A double-click on a fader returns it to its default; anywhere else it is
+// a second click.
+void CUIWindow::OnLButtonDblClk(UINT flags, CPoint pt)
+{
+    CZNTBitmapSliderDC* hit = nullptr;
+    CRect rc;
+    ForEachFader([&](CZNTBitmapSliderDC& fader) {
+        fader.GetRect(&rc);
+        if (!hit && rc.PtInRect(pt))
+            hit = &fader;
+    });
+    if (!hit)
+        return OnLButtonDown(flags, pt);
+    HideEdit();
+    const int id = static_cast<int>(hit->GetID());
+    BeginEdit(id);
+    CClientDC dc(this);
+    hit->ResetToDefault(&dc);
+    EndEdit(id);
+}
 
 void CUIWindow::OnMouseMove(UINT flags, CPoint pt)
 {
@@ -423,6 +510,7 @@ void CUIWindow::OnLButtonUp(UINT, CPoint pt)
     if (CZNTBitmapSliderDC* fader = TrackingFader()) {
         CClientDC dc(this);
         fader->OnLButtonUp(pt, &dc);
+        EndEdit(static_cast<int>(fader->GetID()));
         return;
     }
     AGraEQ* fx = Effect();
@@ -435,4 +523,26 @@ void CUIWindow::OnLButtonUp(UINT, CPoint pt)
         if (m_pEditor)
             m_pEditor->DeliverChanges(true);
     }
+}
+
+// One notch of the wheel over a fader: a step, as one gesture of its own.
+LRESULT CUIWindow::OnMouseWheel(WPARAM wp, LPARAM lp)
+{
+    if (TrackingFader())
+        return 0;
+    const CPoint pt(lp);
+    const int notches = GET_WHEEL_DELTA_WPARAM(wp) / WHEEL_DELTA;
+    const bool fine = (LOWORD(wp) & MK_SHIFT) != 0;
+    ForEachFader([&](CZNTBitmapSliderDC& fader) {
+        CRect rc;
+        fader.GetRect(&rc);
+        if (notches == 0 || !rc.PtInRect(pt))
+            return;
+        const int id = static_cast<int>(fader.GetID());
+        BeginEdit(id);
+        CClientDC dc(this);
+        fader.OnWheel(pt, notches, fine, &dc);
+        EndEdit(id);
+    });
+    return 0;
 }

@@ -56,6 +56,7 @@ public:
     afx_msg void OnLButtonDblClk(UINT flags, CPoint pt);
     afx_msg void OnMouseMove(UINT flags, CPoint pt);
     afx_msg void OnLButtonUp(UINT flags, CPoint pt);
+    afx_msg LRESULT OnMouseWheel(WPARAM wp, LPARAM lp);
     afx_msg LRESULT OnInputValReturn(WPARAM wp, LPARAM lp);
     afx_msg void OnSelCopyPg(UINT id);
     afx_msg void OnTimer(UINT id);
@@ -88,6 +89,17 @@ private:
     void RunSaveDialog();
     // The fader tracking the mouse, or null.
     CZNTBitmapSliderDC* TrackingFader();
+    // Every fader, band gains and Qs first, then input and output.
+    template <class F> void ForEachFader(F f);
+    // The parameter a fader's id stands for (-1: none).
+    static int ParamOfControl(int id);
+    // The wheel's step in the parameter's own unit: 0.5 dB (gains), 0.5 (Q),
+    // 1 dB (levels); with Shift 0.1 of each.
+    static float WheelStep(int id, float value, int notches, bool fine, void* context);
+    // Gesture edges reported to the host (the automation in between comes
+    // from ChangeControl).
+    void BeginEdit(int id);
+    void EndEdit(int id);
 
     // Bitmaps, in load order: 5001, 5003, 5002, 5006, 5007, 5008, 5009,
     // 5010, 5011, 5013, 5012, 5014, 5015.

@@ -925,13 +925,15 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
     // Input events carry the modifier state; size and loss notices do not,
     // and must not clear what the last input left.
     if (ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
-        ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey) {
+        ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey ||
+        ev.type == platform::ViewEvent::kWheel) {
         g_modifierFlags = TranslateModifiers(ev.modifiers);
         g_controlHeld = (ev.modifiers & platform::kModControl) != 0;
     }
     LPARAM pt = MAKELPARAM(ev.x, ev.y);
     bool input = ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
-                 ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey;
+                 ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey ||
+                 ev.type == platform::ViewEvent::kWheel;
     if (input && InputBlocked()) return;  // a modal dialog owns the input
     if (input) g_inputWnd = this;
     switch (ev.type) {
@@ -1003,6 +1005,13 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
     }
     case platform::ViewEvent::kFocusOut:
         break;
+    case platform::ViewEvent::kWheel: {
+        // WHEEL_DELTA (120) per notch in the high word, MK_SHIFT in the low
+        // word; the point, unlike Windows', in the window's own coordinates.
+        const UINT keys = (ev.modifiers & platform::kModShift) ? MK_SHIFT : 0u;
+        SendMessage(WM_MOUSEWHEEL, (WPARAM)(keys | ((UINT)(uint16_t)(int16_t)(ev.wheel * WHEEL_DELTA) << 16)), pt);
+        break;
+    }
     }
 }
 
