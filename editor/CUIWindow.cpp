@@ -3,10 +3,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "AGraEQ.h"
 #include "CGraphicEQEditor.h"
+#include "PanelGeometry.h"
 #include "ParamMap.h"
 #include "Trace.h"
 
@@ -34,6 +36,7 @@ BEGIN_MESSAGE_MAP(CUIWindow, CWnd)
     ON_MESSAGE(WM_MOUSEWHEEL, OnMouseWheel)
     ON_MESSAGE(CUIWindow::kMsgInputReturn, OnInputValReturn)
     ON_COMMAND_RANGE(1010, 1110, OnSelCopyPg)
+    ON_COMMAND_RANGE(CUIWindow::kProgramCommand, CUIWindow::kProgramCommand + 31, OnSelProgram)
     ON_WM_TIMER()
 END_MESSAGE_MAP()
 
@@ -92,6 +95,8 @@ int CUIWindow::OnCreate(LPCREATESTRUCT cs)
         bitmaps[i]->LoadResourceBitmap(ids[i]);
 
     m_rcModified = CRect(216, 10, 259, 26);
+    m_rcProgram = CRect(panel_art::kProgramLeft, panel_art::kProgramTop, panel_art::kProgramRight,
+                        panel_art::kProgramBottom);
     for (int b = 0; b < kBands; ++b) {
         const int x = BandX(b);
         m_rcGain[b] = CRect(x - 7, 154, x + 23, 170);
@@ -216,6 +221,7 @@ void CUIWindow::OnPaint()
         }
         DrawOutDisp(&off);
         DrawInputDisp(&off);
+        DrawProgram(&off);
         DrawVU(&off);
         off.SelectObject(oldFont);
         off.ExitDrawing();
@@ -318,7 +324,12 @@ void CUIWindow::UpdateControl(int parameter, float value, bool draw)
     InvalidateRect(&m_rcModified, TRUE);
 }
 
-void CUIWindow::UpdateModify() { InvalidateRect(&m_rcModified, TRUE); }
+// The program may have changed too (a host's program switch comes here).
+void CUIWindow::UpdateModify()
+{
+    InvalidateRect(&m_rcModified, TRUE);
+    InvalidateRect(&m_rcProgram, TRUE);
+}
 
 // --- meters -----------------------------------------------------------------------------
 
@@ -330,6 +341,11 @@ void CUIWindow::idle()
     AGraEQ* fx = Effect();
     if (!fx)
         return;
+    // A program switched or renamed by the host shows at the next paint.
+    char program[sizeof m_shownProgram];
+    ProgramText(program, sizeof program);
+    if (m_bPainted && std::strcmp(program, m_shownProgram) != 0)
+        InvalidateRect(&m_rcProgram, TRUE);
     float before[4];
     for (int i = 0; i < 4; ++i)
         before[i] = m_level[i];
@@ -473,6 +489,8 @@ void CUIWindow::OnLButtonDown(UINT, CPoint pt)
     }
     if (m_copy.PtInSwitch(pt))
         RunCopyMenu();
+    else if (m_rcProgram.PtInRect(pt))
+        RunProgramMenu();
 }
 
 // A double-click on a fader returns it to its default; anywhere else it is

@@ -25,6 +25,7 @@ public:
     static constexpr int kGainId = 100, kQId = 115, kOutputId = 150, kInputId = 151, kActiveId = 152;
     static constexpr int kCopyId = 300, kInputEntryId = 250, kOutputEntryId = 251;
     static constexpr int kCopyCommand = 1010;
+    static constexpr int kProgramCommand = 1200;  // the program list: 1200 .. 1231
 
     CUIWindow();
     ~CUIWindow() override;
@@ -59,6 +60,7 @@ public:
     afx_msg LRESULT OnMouseWheel(WPARAM wp, LPARAM lp);
     afx_msg LRESULT OnInputValReturn(WPARAM wp, LPARAM lp);
     afx_msg void OnSelCopyPg(UINT id);
+    afx_msg void OnSelProgram(UINT id);
     afx_msg void OnTimer(UINT id);
     DECLARE_MESSAGE_MAP()
 
@@ -70,6 +72,7 @@ public:
     CZNTBitmapSwitch2DC& ActiveSwitch() { return m_active; }
     const CRect& GainReadout(int band) const { return m_rcGain[band]; }
     const CRect& QReadout(int band) const { return m_rcQ[band]; }
+    const CRect& ProgramDisplay() const { return m_rcProgram; }
     float MeterLevel(int i) const { return m_level[i]; }
     int EntryTarget() const { return m_nEntryTarget; }
     CZNTFloatEditWnd& Entry() { return m_entry; }
@@ -86,6 +89,10 @@ private:
     void OpenEntry(int parameter, int id, bool sign, const CRect& readout);
     const CRect* ReadoutOf(int id) const;
     void RunCopyMenu();
+    void RunProgramMenu();
+    // The current program's number and name, as the program display shows them.
+    void ProgramText(char* text, size_t size);
+    void DrawProgram(CDC* dc);
     void RunSaveDialog();
     // The fader tracking the mouse, or null.
     CZNTBitmapSliderDC* TrackingFader();
@@ -113,7 +120,8 @@ private:
     CGraphicEQEditor* m_pEditor = nullptr;
     CRect m_rcGain[kBands];
     CRect m_rcQ[kBands];
-    CRect m_rcInput, m_rcOutput, m_rcModified;
+    CRect m_rcInput, m_rcOutput, m_rcModified, m_rcProgram;
+    char m_shownProgram[96] = {};  // what the program display shows
     CZNTBitmapSliderDC m_gain[kBands];
     CZNTBitmapSliderDC m_q[kBands];
     CZNTBitmapSliderDC m_input, m_output;

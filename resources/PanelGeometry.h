@@ -45,6 +45,11 @@ constexpr int kSwitchWidth = 29, kSwitchHeight = 20;   // active switch (23, 8)-
 constexpr int kCopyWidth = 29, kCopyHeight = 17;       // copy button (64, 11)-(93, 28)
 constexpr int kTagWidth = 43, kTagHeight = 16;         // save button and modified indicator
 
+// The program display under the "PROGRAM" caption (left, top, right,
+// bottom): the panel prints the current program's number and name in it,
+// and a click there opens the list of programs.
+constexpr int kProgramLeft = 99, kProgramTop = 17, kProgramRight = 211, kProgramBottom = 33;
+
 inline int BandX(int band) { return kBandX0 + kBandPitch * band; }
 
 // Travel points of a fader: the thumb centre at the minimum (y = a) and at the

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "PanelGeometry.h"
 #include "PanelHost.h"
 
 namespace {
@@ -88,6 +89,58 @@ TEST_F(PanelEntry, TheCopyMenuListsThe32ProgramsAndCopiesTheChosenOne)
     for (int p : {3, 10, 20, 32}) EXPECT_EQ(Get(p), record(9, p)) << p;
     // The current program keeps its own name and slot.
     EXPECT_EQ(Dispatch(effGetProgram), 2);
+}
+
+TEST_F(PanelEntry, TheProgramDisplayShowsTheProgramAndItsListSwitchesAsAHostWould)
+{
+    using namespace panel_art;
+    ASSERT_TRUE(Open());
+    std::vector<char> bank(5120);
+    {
+        void* data = nullptr;
+        ASSERT_EQ(Dispatch(effGetChunk, 0, 0, &data), 5120);
+        std::memcpy(bank.data(), data, 5120);
+    }
+    const int w = kProgramRight - kProgramLeft, h = kProgramBottom - kProgramTop;
+    auto shown = [&] { return Region(kProgramLeft, kProgramTop, w, h); };
+    // The display changes with a program switched by the host.
+    const std::vector<uint32_t> first = shown();
+    Dispatch(effSetProgram, 0, 4);
+    EXPECT_TRUE(IdleUntil([&] { return shown() != first; }));
+    const std::vector<uint32_t> fifth = shown();
+
+    g_log.Clear();
+    int rows = 0;
+    WhileIdling([&](ScriptInput& in) {
+        in.Click(kX + kProgramLeft + 20, kY + kProgramTop + h / 2);
+        XWindowAttributes menu;
+        if (!in.FindTopLevel(win, true, menu)) return;
+        const int rowH = (menu.height - 4) / 32;
+        rows = rowH > 0 ? (menu.height - 4) / rowH : 0;
+        in.Click(menu.x + menu.width / 2, menu.y + 2 + rowH * 9 + rowH / 2);
+    });
+    EXPECT_EQ(rows, 32);
+    ASSERT_EQ(Dispatch(effGetProgram), 9);
+    for (int p = 0; p < 33; ++p) {
+        float v;
+        std::memcpy(&v, bank.data() + 160 * 9 + 4 * p, 4);
+        EXPECT_EQ(Get(p), v) << p;
+    }
+    // The host heard of it as of its own switch: every parameter's new
+    // value as automation inside begin/end edit, and a display update.
+    std::vector<HostCall> calls = g_log.Calls();
+    for (int p = 0; p < 33; ++p) {
+        int state = 0;  // 1 begun, 2 automated, 3 ended
+        for (const HostCall& c : calls) {
+            if (c.index != p) continue;
+            if (c.opcode == audioMasterBeginEdit && state == 0) state = 1;
+            else if (c.opcode == audioMasterAutomate && state == 1 && c.value == Get(p)) state = 2;
+            else if (c.opcode == audioMasterEndEdit && state == 2) state = 3;
+        }
+        EXPECT_EQ(state, 3) << p;
+    }
+    EXPECT_GE(g_log.updateDisplay, 1);
+    EXPECT_TRUE(IdleUntil([&] { const auto now = shown(); return now != fifth && now != first; }));
 }
 
 TEST_F(PanelEntry, TheModifiedIndicatorRevertsTheProgram)
