@@ -1095,9 +1095,7 @@ int GetSystemMetrics(int nIndex)
     case 3: return kScrollBarWidth;
     case 4: return 18;
     case 12: return 32;
-    case 45:  // SM_CXEDGE: the sunken border of an edit field
-    case 46: return 2;
-    default: return 0;
+    default: return 0;  // SM_CXEDGE (45) included: the fields draw no sunken edge
     }
 }
 
