@@ -85,6 +85,9 @@ LRESULT CUIWindow::OnInputValReturn(WPARAM, LPARAM)
             value = minimum;
         if (value > maximum)
             value = maximum;
+        // A typed value is a gesture of its own: the effect reports the
+        // automation and the end of the edit, the panel its beginning.
+        fx->beginEdit(parameter);
         fx->setParameterFromDiaplay(parameter, value);
     }
     m_nEntryTarget = -1;

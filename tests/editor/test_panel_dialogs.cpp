@@ -47,6 +47,13 @@ TEST_F(PanelEntry, TypedValuesSetTheirBandAndAreClampedToTheRange)
         EXPECT_EQ(Shown(c.param).substr(0, c.shown.size()), c.shown) << Shown(c.param);
         ASSERT_FALSE(g_log.Of(c.param).empty());
         EXPECT_FLOAT_EQ(g_log.Of(c.param).back().value, Get(c.param));
+        // One gesture for the host: begin edit, the value, end edit.
+        const std::vector<HostCall> calls = g_log.Calls();
+        ASSERT_EQ(calls.size(), 3u);
+        EXPECT_EQ(calls[0].opcode, audioMasterBeginEdit);
+        EXPECT_EQ(calls[1].opcode, audioMasterAutomate);
+        EXPECT_EQ(calls[2].opcode, audioMasterEndEdit);
+        for (const HostCall& call : calls) EXPECT_EQ(call.index, c.param);
         EXPECT_TRUE(IdleUntil([&] { return focus() == hostFocus; })) << "and gives it back after Return";
     }
     // A click elsewhere closes an open entry without a change.
