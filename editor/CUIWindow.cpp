@@ -265,10 +265,12 @@ void CUIWindow::ChangeControl(int id, float value)
             fx->setParameterFormUI(kParamInput, value);
         } else if (id == kActiveId) {
             fx->setParameterFormUI(kParamActive, value);
-            if (static_cast<int>(GetKeyState(16)) < 0)
+            if (static_cast<int>(GetKeyState(16)) < 0) {
                 fx->ProgramToFactory();
-            else if (static_cast<int>(GetKeyState(17)) < 0)
+                AnnounceProgram();
+            } else if (static_cast<int>(GetKeyState(17)) < 0) {
                 fx->ProgramToAllFactory();
+            }
         }
     }
     // The read-out follows its fader.
@@ -480,7 +482,12 @@ void CUIWindow::OnLButtonDown(UINT, CPoint pt)
     if (grab(m_input) || grab(m_output))
         return;
     if (m_active.PtInSwitch(pt)) {
+        AGraEQ* fx = Effect();
+        if (fx)
+            fx->beginEdit(kParamActive);
         m_active.SetValue(m_active.GetValue() ? 0 : 1, true);
+        if (fx)
+            fx->endEdit(kParamActive);
         CClientDC dc(this);
         m_active.DrawSwitch(&dc);
         if (m_pEditor)
@@ -538,6 +545,7 @@ void CUIWindow::OnLButtonUp(UINT, CPoint pt)
         RunSaveDialog();
     } else if (m_rcModified.PtInRect(pt)) {
         fx->ProgramToInitial();
+        AnnounceProgram();
         if (m_pEditor)
             m_pEditor->DeliverChanges(true);
     }

@@ -90,6 +90,7 @@ private:
     const CRect* ReadoutOf(int id) const;
     void RunCopyMenu();
     void RunProgramMenu();
+    void AnnounceProgram();
     // The current program's number and name, as the program display shows them.
     void ProgramText(char* text, size_t size);
     void DrawProgram(CDC* dc);

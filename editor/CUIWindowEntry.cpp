@@ -128,8 +128,10 @@ void CUIWindow::RunCopyMenu()
 
 void CUIWindow::OnSelCopyPg(UINT id)
 {
-    if (AGraEQ* fx = Effect())
+    if (AGraEQ* fx = Effect()) {
         fx->CopyPgFrom(static_cast<int>(id) - kCopyCommand);
+        AnnounceProgram();
+    }
     InvalidateRect(&m_rcModified, TRUE);
     if (m_pEditor)
         m_pEditor->DeliverChanges(true);
@@ -175,9 +177,25 @@ void CUIWindow::RunProgramMenu()
     menu.TrackPopupMenu(TPM_RIGHTBUTTON, m_rcProgram.left, m_rcProgram.bottom, this);
 }
 
-// A program chosen on the panel reaches the host as a host's own switch
-// would: every parameter's new value as automation, then a display update
-// so the host reads the program number and names again.
+// The current program changed as a whole on the panel (switched, copied
+// into, reverted, reset): the host hears it as of its own program switch,
+// every parameter's value as automation (each inside begin/end edit, so
+// hosts that record touches take it), then a display update so it reads
+// the program number and names again.
+void CUIWindow::AnnounceProgram()
+{
+    AGraEQ* fx = Effect();
+    if (!fx)
+        return;
+    for (int p = 0; p < kNumParams; ++p) {
+        fx->beginEdit(p);
+        fx->setParameterAutomated(p, fx->getParameter(p));
+        fx->endEdit(p);
+    }
+    fx->updateDisplay();
+}
+
+// A program chosen from the program display.
 void CUIWindow::OnSelProgram(UINT id)
 {
     AGraEQ* fx = Effect();
@@ -185,12 +203,7 @@ void CUIWindow::OnSelProgram(UINT id)
     if (!fx || program < 0 || program >= 32)
         return;
     fx->setProgram(program);
-    for (int p = 0; p < kNumParams; ++p) {
-        fx->beginEdit(p);
-        fx->setParameterAutomated(p, fx->getParameter(p));
-        fx->endEdit(p);
-    }
-    fx->updateDisplay();
+    AnnounceProgram();
     InvalidateRect(&m_rcModified, TRUE);
     InvalidateRect(&m_rcProgram, TRUE);
     if (m_pEditor)

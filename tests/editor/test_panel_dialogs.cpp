@@ -156,8 +156,21 @@ TEST_F(PanelEntry, TheModifiedIndicatorRevertsTheProgram)
     const float saved = Get(12);
     Set(12, saved > 0.5f ? 0.2f : 0.8f);
     Settle();
+    g_log.Clear();
     Click(236, 18);
     EXPECT_EQ(Get(12), saved);
+    // The host hears the reverted value as automation, inside begin/end
+    // edit, and re-reads its display.
+    const std::vector<HostCall> calls = g_log.Calls();
+    bool begun = false, automated = false, ended = false;
+    for (const HostCall& c : calls) {
+        if (c.index != 12) continue;
+        if (c.opcode == audioMasterBeginEdit) begun = true;
+        if (c.opcode == audioMasterAutomate && begun && c.value == saved) automated = true;
+        if (c.opcode == audioMasterEndEdit && automated) ended = true;
+    }
+    EXPECT_TRUE(ended);
+    EXPECT_GE(g_log.updateDisplay, 1);
 }
 
 TEST_F(PanelEntry, TheSaveDialogStoresTheProgramUnderTheChosenSlotAndName)
