@@ -18,6 +18,7 @@
 
 #include "Audio.h"
 #include "FxBank.h"
+#include "Loudness.h"
 #include "ParamSet.h"
 #include "Plot.h"
 #include "VstHost.h"
@@ -256,12 +257,14 @@ std::string UsageText()
            "      Without IN a test signal is generated: 2 s pink noise, 0.25 s silence, 2 s log\n"
            "      sweep 20 Hz..20 kHz at -12 dBFS, 0.25 s silence (--rate, default 48000 Hz).\n"
            "  response [--plugin PLUGIN] [--bank FILE.fxb] [--program N] [--set NAME=VALUE]...\n"
-           "           [--rate HZ] [--png FILE] [--peak]\n"
+           "           [--rate HZ] [--png FILE] [--peak] [--loudness]\n"
            "      measures the magnitude response with a stepped sine at each GraphicEQ band centre\n"
            "      and prints the gains; --png draws the curve (from the impulse response, or from\n"
            "      stepped sines when the plug-in keeps ringing or humming after an impulse, or\n"
            "      its impulse response disagrees with the stepped sines at the band centres)\n"
            "      --peak also finds the highest gain anywhere from 10 Hz to 24 kHz (or fs/2)\n"
+           "      --loudness also plays 10 s of pink noise at -20 dBFS RMS (the same in every run)\n"
+           "      and prints its loudness in and out (BS.1770 K-weighting, no gating) and the gain\n"
            "  bench PLUGIN... [--rate HZ] [--block N] [--seconds S]\n"
            "      throughput of each plug-in in its default state, measured in the same run:\n"
            "      ns per frame (one sample in every channel) and real-time factor\n"
@@ -329,6 +332,8 @@ Options ParseCommandLine(int argc, char** argv, bool* help)
             o.programList = true;
         } else if (a == "--peak") {
             o.peak = true;
+        } else if (a == "--loudness") {
+            o.loudness = true;
         } else if (a.size() > 1 && a[0] == '-' && a != "-") {
             throw UsageError("unknown option " + a);
         } else {
@@ -602,6 +607,28 @@ void PrintPeak(VstPlugin& p, const Options& o)
                  peak > 0 ? 20.0 * std::log10(peak) : -INFINITY, fLo, std::round(fHi));
 }
 
+// Loudness of pink noise through the plug-in: the same noise (independent
+// in each channel, -20 dBFS RMS) for every run, so two settings or two
+// plug-ins compare directly. The first second, while the filters settle,
+// is left out of both figures.
+void PrintLoudness(VstPlugin& p, const Options& o)
+{
+    p.Suspend();
+    p.Resume();
+    ApplySettings(p, o, true);
+    PlaySilence(p, 0.5);
+    const double rate = p.SampleRate();
+    Audio in;
+    in.rate = rate;
+    const size_t frames = static_cast<size_t>(10.0 * rate), skip = static_cast<size_t>(rate);
+    for (int c = 0; c < std::max(1, p.NumInputs()); ++c)
+        in.channels.push_back(loudness::PinkNoise(frames, 0.1, static_cast<uint32_t>(c)));
+    const Audio out = RenderThrough(p, in);
+    const double lin = loudness::Lufs(in.channels, rate, skip), lout = loudness::Lufs(out.channels, rate, skip);
+    std::fprintf(Results(), "%-8s %+10.2f %+9.3f  (LUFS in, gain in dB; pink noise, K-weighted, out %+.2f LUFS)\n",
+                 "loudness", lin, lout - lin, lout);
+}
+
 }  // namespace
 
 int RunResponse(const Options& o)
@@ -660,6 +687,8 @@ int RunResponse(const Options& o)
     }
     if (o.peak)
         PrintPeak(*p, o);
+    if (o.loudness)
+        PrintLoudness(*p, o);
 
     if (!o.png.empty()) {
         // The curve: from the impulse response when it dies away and agrees

@@ -30,6 +30,7 @@ struct Options {
     std::string exportPath;             // --export (bank)
     bool programList = false;           // --program-list (bank)
     bool peak = false;                  // --peak (response)
+    bool loudness = false;              // --loudness (response)
 };
 
 // Plug-ins may print to standard output (trace lines, debugging). The host

@@ -274,5 +274,19 @@ TEST(HostBankGraphicEQ, SettingsOutliveResume)
         EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), gain, 0.01) << r.out;
         EXPECT_NEAR(PrintedDb(r.out, "peak"), gain, 0.01) << r.out;
     }
+    // The loudness of the same pink noise follows the output level, and a
+    // boost where the ear is sensitive (4 kHz) weighs more than the same
+    // boost at 25 Hz, below the weighting's high-pass.
+    auto loudness = [](std::initializer_list<std::string> sets) {
+        std::vector<std::string> args = {"response", "--plugin", GRAPHICEQ_PLUGIN, "--loudness"};
+        for (const std::string& s : sets) args.push_back("--set"), args.push_back(s);
+        const auto r = RunOk(args);
+        return PrintedDb(r.out, "loudness");
+    };
+    EXPECT_NEAR(loudness({}), 0.0, 0.01);
+    EXPECT_NEAR(loudness({"Output=-6"}), -6.02, 0.02);
+    const double low = loudness({"Gain 25Hz=12"}), presence = loudness({"Gain 4.0KHz=12"});
+    EXPECT_GT(presence, low + 1.0);
+    EXPECT_GT(low, 0.0);
 }
 #endif
