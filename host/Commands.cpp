@@ -1119,6 +1119,8 @@ int RunNull(const Options& o)
         std::snprintf(title, sizeof title, "Residual spectrum, %g Hz sine at %.0f dBFS removed (dB re the tone, per bin)",
                       o.freq, o.level);
         std::string t = title;
+        if (rates.size() == 1)
+            t += ", " + std::to_string(static_cast<int>(rates[0])) + " Hz";
         for (const auto& s : o.sets)
             t += ", " + s;
         double maxFreq = 0;
