@@ -1038,14 +1038,15 @@ int RunNull(const Options& o)
     std::vector<double> rates = o.rates;
     if (rates.empty())
         rates.push_back(o.rate > 0 ? o.rate : 48000.0);
-    if (o.positional.empty() && !o.plugin.empty())
-        throw UsageError("null takes its plug-ins as arguments");
+    std::vector<std::string> args = o.positional;
+    if (!o.plugin.empty())
+        args.insert(args.begin(), o.plugin);
     struct Entry {
         std::string path, env;  // env: the VAR=VALUE in force for it
     };
     std::vector<Entry> entries;
     std::vector<std::pair<std::string, std::string>> env, pending;  // all named; those for the next plug-in
-    for (const std::string& a : o.positional) {
+    for (const std::string& a : args) {
         const size_t eq = a.find('=');
         if (eq != std::string::npos && eq > 0 && a.find('/') > eq && a.find(".so") == std::string::npos) {
             env.push_back({a.substr(0, eq), a.substr(eq + 1)});
@@ -1058,6 +1059,8 @@ int RunNull(const Options& o)
         entries.push_back({a, note});
         pending.clear();
     }
+    if (!pending.empty())
+        throw UsageError(pending.back().first + "=" + pending.back().second + " names no plug-in after it");
     if (entries.empty())
         entries.push_back({DefaultPluginPath(), ""});
     FlushDenormals();
