@@ -78,9 +78,16 @@ public:
     // exact zero until the input returns.
     bool Transform(float** in, int count, float** out, int* outCount, bool continueBlock = false);
 
-    // The kernel width in use: chosen at construction (the widest this
-    // processor runs, or GRAPHICEQ_SIMD), or forced here; false when the
-    // processor lacks it. All variants give the same output bit for bit.
+    // Which arithmetic filters the audio: the precise engine (double
+    // precision, the default) or the reference engine (the single-precision
+    // recursion, bit for bit); chosen at construction (GRAPHICEQ_ENGINE) or
+    // here. A switch clears the filters' history.
+    void SetEngine(graphiceq::Engine engine);
+    graphiceq::Engine GetEngine() const { return m_engine; }
+
+    // The precise engine's kernel width: chosen at construction (the widest
+    // this processor runs, or GRAPHICEQ_SIMD), or forced here; false when
+    // the processor lacks it. The reference engine has one plain kernel.
     bool SetVariant(graphiceq::Variant variant);
     graphiceq::Variant GetVariant() const { return m_variant; }
 
@@ -102,8 +109,10 @@ private:
     // one when the middle holds something newer. Each slot is owned by
     // exactly one side at any time.
     struct Settings {
-        graphiceq::LaneCoeffs coeffs[2];
+        graphiceq::LaneCoeffs coeffs[2];      // reference engine
+        graphiceq::PreciseCoeffs precise[2];  // precise engine
         float gi, go;         // level factors
+        double preciseGi, preciseGo;
         double threshold;
         bool active;
         int64_t silenceHold;  // samples
@@ -145,9 +154,11 @@ private:
     float m_peakInL, m_peakInR, m_peakOutL, m_peakOutR;  // owned by the audio thread
 
     std::atomic<float> m_meter[4];  // the peaks as GetVU reads them
+    graphiceq::Engine m_engine;
     graphiceq::Variant m_variant;
-    graphiceq::Kernel m_kernel;
-    graphiceq::LaneHistory m_history[2];
+    graphiceq::PreciseKernel m_kernel;
+    graphiceq::LaneHistory m_history[2];           // reference engine
+    graphiceq::PreciseHistory m_preciseHistory[2];  // precise engine
     Settings m_slot[3];
     std::atomic<unsigned> m_middle;
     unsigned m_back;   // the writer's slot (under m_lock)
