@@ -85,6 +85,7 @@ private:
     void OpenEntry(int parameter, int id, bool sign, const CRect& readout);
     const CRect* ReadoutOf(int id) const;
     void RunCopyMenu();
+    void ReleaseCopyButton();
     void RunSaveDialog();
     // The fader tracking the mouse, or null.
     CZNTBitmapSliderDC* TrackingFader();

@@ -114,11 +114,18 @@ void CUIWindow::RunCopyMenu()
         menu.AppendMenu(i == current ? MF_CHECKED | MF_DISABLED | MF_GRAYED : MF_STRING,
                         static_cast<UINT_PTR>(kCopyCommand + i), utf8);
     }
-    menu.TrackPopupMenu(TPM_RIGHTBUTTON, 93, 14, this);
-    if (m_hWnd) {
-        CClientDC dc(this);
-        m_copy.LButtonUp(&dc);
-    }
+    // The menu runs on its own: this returns to the host at once, the
+    // chosen program arrives as a command, and the button comes up after.
+    if (!menu.TrackPopupMenuAsync(TPM_RIGHTBUTTON, 93, 14, this, [this](UINT) { ReleaseCopyButton(); }))
+        ReleaseCopyButton();
+}
+
+void CUIWindow::ReleaseCopyButton()
+{
+    if (!m_hWnd)
+        return;
+    CClientDC dc(this);
+    m_copy.LButtonUp(&dc);
 }
 
 void CUIWindow::OnSelCopyPg(UINT id)

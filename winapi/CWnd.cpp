@@ -261,7 +261,12 @@ BEGIN_MESSAGE_MAP(CWnd, CCmdTarget)
     ON_MESSAGE(WM_MACINTOSH, OnMacintosh)
 END_MESSAGE_MAP()
 
-CWnd::CWnd() { g_liveWindows.insert(this); }
+CWnd::CWnd()
+{
+    static uint64_t serial = 0;
+    m_nObjectSerial = ++serial;
+    g_liveWindows.insert(this);
+}
 
 CWnd::~CWnd()
 {
@@ -1129,3 +1134,16 @@ HCURSOR SetCursor(HCURSOR hCursor)
 LPCTSTR AfxRegisterWndClass(UINT, HCURSOR, HBRUSH, HICON) { return nullptr; }
 
 int AfxPumpMessages(int timeoutMs) { return platform::PumpEvents(timeoutMs); }
+
+void AfxDeferToPump(CWnd* pWnd, std::function<void()> fn)
+{
+    const uint64_t serial = pWnd ? pWnd->m_nObjectSerial : 0;
+    platform::PostToUiThread([pWnd, serial, fn = std::move(fn)] {
+        if (pWnd && g_liveWindows.count(pWnd) && pWnd->m_nObjectSerial == serial) fn();
+    });
+}
+
+void AfxPumpUntil(const std::function<bool()>& done)
+{
+    while (!done()) platform::PumpEvents(20);
+}
