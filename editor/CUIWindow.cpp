@@ -7,6 +7,7 @@
 
 #include "AGraEQ.h"
 #include "CGraphicEQEditor.h"
+#include "CPresetSaveDlg.h"
 #include "ParamMap.h"
 #include "Trace.h"
 

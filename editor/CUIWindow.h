@@ -4,6 +4,7 @@
 // the save button, the modified indicator and four level meters, all drawn
 // from the numbered bitmaps over the background.
 #include <cstdint>
+#include <memory>
 
 #include "CDC.h"
 #include "CWnd.h"
@@ -87,6 +88,7 @@ private:
     void RunCopyMenu();
     void ReleaseCopyButton();
     void RunSaveDialog();
+    void OnSaveDialogEnd(INT_PTR result);
     // The fader tracking the mouse, or null.
     CZNTBitmapSliderDC* TrackingFader();
 
@@ -108,6 +110,7 @@ private:
     CZNTBitmapSliderDC m_input, m_output;
     CZNTBitmapSwitch2DC m_active, m_copy;
     CZNTFloatEditWnd m_entry;
+    std::unique_ptr<class CPresetSaveDlg> m_pSaveDlg;  // while the save dialog runs
     int m_nEntryTarget = -1;
     bool m_bPainted = false;
     float m_level[4] = {-69.0f, -69.0f, -69.0f, -69.0f};

@@ -140,12 +140,22 @@ void CUIWindow::OnSelCopyPg(UINT id)
 void CUIWindow::RunSaveDialog()
 {
     AGraEQ* fx = Effect();
-    if (!fx)
+    if (!fx || m_pSaveDlg)
         return;
-    CPresetSaveDlg dlg(nullptr, fx);
-    if (dlg.DoModal() == IDOK) {
-        fx->SaveProgram(dlg.m_nSelect, dlg.m_strName);
-        if (m_pEditor)
-            m_pEditor->DeliverChanges(true);
-    }
+    // The dialog runs on its own: this returns to the host at once, the
+    // panel takes no input until the dialog ends, and the save follows then.
+    m_pSaveDlg = std::make_unique<CPresetSaveDlg>(nullptr, fx);
+    if (!m_pSaveDlg->DoModalAsync([this](INT_PTR result) { OnSaveDialogEnd(result); }))
+        m_pSaveDlg.reset();
+}
+
+void CUIWindow::OnSaveDialogEnd(INT_PTR result)
+{
+    const std::unique_ptr<CPresetSaveDlg> dlg = std::move(m_pSaveDlg);
+    AGraEQ* fx = Effect();
+    if (result != IDOK || !fx || !dlg)
+        return;
+    fx->SaveProgram(dlg->m_nSelect, dlg->m_strName);
+    if (m_pEditor)
+        m_pEditor->DeliverChanges(true);
 }
