@@ -978,6 +978,17 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
             DestroyWindow();
         break;
     case platform::ViewEvent::kKey: {
+        // A dialog's window given the keyboard by a window manager: the key
+        // belongs to the control inside it that has our focus.
+        if (g_focusWnd && g_focusWnd != this && g_focusWnd->m_hWnd) {
+            bool inside = false;
+            for (CWnd* w = LiveParent(g_focusWnd->m_pParentWnd); w && !inside; w = LiveParent(w->m_pParentWnd))
+                inside = w == this;
+            if (inside) {
+                g_focusWnd->OnViewEvent(ev);
+                break;
+            }
+        }
         UINT code = 0, ch = 0;
         for (const KeyCode& k : kSpecialKeys)
             if (k.key == ev.key && ev.key != platform::kKeyNone) {

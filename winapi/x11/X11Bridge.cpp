@@ -236,6 +236,10 @@ struct View {
     int x = 0, y = 0;  // kept for the adopted window only
     int w = 0, h = 0;
     bool shown = false;
+    // A dialog's own window always hears keys: a window manager may give
+    // it the keyboard (on mapping it, on a click into its frame) rather
+    // than the control we focused, and Escape and Return must still work.
+    bool keepsKeys = false;
     Visual* visual = nullptr;
     int depth = 0;
     long eventMask = 0;
@@ -247,6 +251,11 @@ struct View {
 };
 
 namespace {
+
+void DropKeys(View* v)
+{
+    if (!v->keepsKeys) v->eventMask &= ~KeyPressMask;
+}
 
 void FreeSurfaces(View* v)
 {
@@ -569,7 +578,7 @@ void Dispatch(Connection* c, XEvent& ev)
         if (c->focusView != v) return;
         c->focusView = nullptr;
         c->haveSavedFocus = false;
-        v->eventMask &= ~KeyPressMask;
+        DropKeys(v);
         XSelectInput(c->dpy, v->win, v->eventMask);
         out.type = ViewEvent::kFocusOut;
         break;
@@ -714,7 +723,7 @@ void GiveBackKeyboardFocus(View* v)
     Connection* c = v->conn;
     if (c->focusView != v) return;
     c->focusView = nullptr;
-    v->eventMask &= ~KeyPressMask;
+    DropKeys(v);
     if (c->broken) {
         c->haveSavedFocus = false;
         return;
@@ -738,7 +747,7 @@ void TakeKeyboardFocus(View* v)
         c->haveSavedFocus = true;
     }
     if (c->focusView && c->focusView != v) {
-        c->focusView->eventMask &= ~KeyPressMask;
+        DropKeys(c->focusView);
         XSelectInput(c->dpy, c->focusView->win, c->focusView->eventMask);
     }
     c->focusView = v;
@@ -958,7 +967,14 @@ View* CreatePopupView(View* owner, ViewClient* client, int x, int y, int w, int 
     }
     XWindowAttributes wa;
     XGetWindowAttributes(d, win, &wa);
-    return RegisterView(c, win, client, nullptr, w, h, wa.visual, wa.depth);
+    View* v = RegisterView(c, win, client, nullptr, w, h, wa.visual, wa.depth);
+    if (kind == kDialog) {
+        v->keepsKeys = true;
+        v->eventMask |= KeyPressMask;
+        ErrorTrap trap(d);
+        XSelectInput(d, win, v->eventMask);
+    }
+    return v;
 }
 
 bool GrabInput(View* v)
@@ -989,7 +1005,7 @@ void ReleaseInput(View* v)
     ErrorTrap trap(d);
     XUngrabPointer(d, CurrentTime);
     XUngrabKeyboard(d, CurrentTime);
-    v->eventMask &= ~KeyPressMask;
+    DropKeys(v);
     XSelectInput(d, v->win, v->eventMask);
 }
 
