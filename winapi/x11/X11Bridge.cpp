@@ -16,11 +16,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -1185,6 +1185,62 @@ int LostConnectionCount() { return g_lostConnections; }
 
 // --- queue, pump and timers ----------------------------------------------------
 
+namespace {
+
+// Timers by id, on the user-interface thread only.
+struct Timer {
+    std::chrono::steady_clock::time_point due;
+    std::chrono::milliseconds interval;
+    std::shared_ptr<std::function<void()>> fn;
+};
+std::map<unsigned long, Timer> g_timers;
+unsigned long g_lastTimerId = 0;
+
+// Milliseconds until the nearest deadline (0 when one is due), or -1.
+int MsToNextTimer()
+{
+    if (g_timers.empty()) return -1;
+    auto now = std::chrono::steady_clock::now();
+    auto next = g_timers.begin()->second.due;
+    for (auto& kv : g_timers) next = std::min(next, kv.second.due);
+    if (next <= now) return 0;
+    return (int)std::chrono::duration_cast<std::chrono::milliseconds>(next - now).count() + 1;
+}
+
+int FireDueTimers()
+{
+    auto now = std::chrono::steady_clock::now();
+    std::vector<unsigned long> due;
+    for (auto& kv : g_timers)
+        if (kv.second.due <= now) due.push_back(kv.first);
+    int fired = 0;
+    for (unsigned long id : due) {
+        auto it = g_timers.find(id);
+        if (it == g_timers.end()) continue;  // stopped by an earlier one
+        it->second.due = now + it->second.interval;
+        std::shared_ptr<std::function<void()>> fn = it->second.fn;  // may stop itself
+        (*fn)();
+        ++fired;
+    }
+    return fired;
+}
+
+}  // namespace
+
+unsigned long StartTimer(unsigned intervalMs, std::function<void()> fn)
+{
+    // As on Windows, intervals below 10 ms are raised to 10 ms.
+    auto interval = std::chrono::milliseconds(std::max(intervalMs, 10u));
+    unsigned long id = ++g_lastTimerId;
+    g_timers[id] = Timer{std::chrono::steady_clock::now() + interval, interval,
+                         std::make_shared<std::function<void()>>(std::move(fn))};
+    return id;
+}
+
+void StopTimer(unsigned long id) { g_timers.erase(id); }
+
+int TimerCount() { return (int)g_timers.size(); }
+
 void PostToUiThread(std::function<void()> fn)
 {
     std::lock_guard<std::mutex> lock(g_queueMutex);
@@ -1200,6 +1256,7 @@ namespace {
 
 bool SomethingReady()
 {
+    if (MsToNextTimer() == 0) return true;
     {
         std::lock_guard<std::mutex> lock(g_queueMutex);
         if (!g_queue.empty()) return true;
@@ -1261,6 +1318,8 @@ void WaitForSomething(int timeoutMs)
         XFlush(c->dpy);
         fds.push_back(pollfd{ConnectionNumber(c->dpy), POLLIN, 0});
     }
+    int timer = MsToNextTimer();
+    if (timer >= 0) timeoutMs = std::min(timeoutMs, timer);
     poll(fds.data(), fds.size(), timeoutMs);
 }
 
@@ -1307,6 +1366,7 @@ int PumpEvents(int timeoutMs)
         fn();
         ++handled;
     }
+    handled += FireDueTimers();
 
     // Paint what became dirty, once per pump whatever the host's idle rate.
     std::vector<std::pair<Display*, Window>> dirty;
@@ -1322,40 +1382,6 @@ int PumpEvents(int timeoutMs)
         }
     }
     return handled;
-}
-
-struct TimerThread::State {
-    std::mutex m;
-    std::condition_variable cv;
-    bool stop = false;
-    std::thread worker;
-};
-
-TimerThread::TimerThread(unsigned intervalMs, std::function<void()> onTick)
-    : m_state(std::make_shared<State>())
-{
-    // As on Windows, intervals below 10 ms are raised to 10 ms.
-    auto interval = std::chrono::milliseconds(std::max(intervalMs, 10u));
-    State* s = m_state.get();
-    s->worker = std::thread([s, interval, fn = std::move(onTick)] {
-        std::unique_lock<std::mutex> lock(s->m);
-        while (!s->stop) {
-            if (s->cv.wait_for(lock, interval, [s] { return s->stop; })) break;
-            lock.unlock();
-            fn();
-            lock.lock();
-        }
-    });
-}
-
-TimerThread::~TimerThread()
-{
-    {
-        std::lock_guard<std::mutex> lock(m_state->m);
-        m_state->stop = true;
-    }
-    m_state->cv.notify_all();
-    if (m_state->worker.joinable()) m_state->worker.join();
 }
 
 }  // namespace platform
