@@ -26,6 +26,7 @@ public:
     static constexpr int kGainId = 100, kQId = 115, kOutputId = 150, kInputId = 151, kActiveId = 152;
     static constexpr int kCopyId = 300, kInputEntryId = 250, kOutputEntryId = 251;
     static constexpr int kCopyCommand = 1010;
+    static constexpr int kNumReadouts = 33;  // indexed by parameter
 
     CUIWindow();
     ~CUIWindow() override;
@@ -48,6 +49,9 @@ public:
     void DrawInputDisp(CDC* dc);
     void DrawVU(CDC* dc);
     void DrawClip(CDC*) {}
+    // Meter i's rows from..to-1 for its current level, drawn over the
+    // background (what a paint would show there).
+    void DrawMeterRows(CDC* dc, int meter, int from, int to);
 
     afx_msg int OnCreate(LPCREATESTRUCT cs);
     afx_msg void OnPaint();
@@ -91,6 +95,12 @@ private:
     void OnSaveDialogEnd(INT_PTR result);
     // The fader tracking the mouse, or null.
     CZNTBitmapSliderDC* TrackingFader();
+    // Meter row for a level (3 pixels per dB), and its rectangle.
+    static int MeterRow(float level);
+    CRect MeterRect(int meter) const;
+    // The modified indicator is invalidated only when its state differs
+    // from what is on the screen.
+    void RefreshModified();
 
     // Bitmaps, in load order: 5001, 5003, 5002, 5006, 5007, 5008, 5009,
     // 5010, 5011, 5013, 5012, 5014, 5015.
@@ -115,4 +125,11 @@ private:
     bool m_bPainted = false;
     float m_level[4] = {-69.0f, -69.0f, -69.0f, -69.0f};
     uint16_t m_lastCounter = 0xFFFF;
+    // What the screen shows, so that only changes are drawn: each meter's
+    // lit row (-1: unknown), the modified state (-1: unknown), and every
+    // read-out's text.
+    int m_shownRow[4] = {-1, -1, -1, -1};
+    int m_shownModified = -1;
+    char m_shownText[kNumReadouts][16] = {};
+    CDC m_off;  // the paint's off-screen image, kept between paints
 };

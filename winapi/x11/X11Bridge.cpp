@@ -1130,14 +1130,17 @@ cairo_t* BeginDirectDraw(View* v)
     return cairo_create(v->back);
 }
 
-void EndDirectDraw(View* v, cairo_t* cr)
+void EndDirectDraw(View* v, cairo_t* cr, const Rect* drawn)
 {
     if (!cr) return;
     cairo_destroy(cr);
     if (!v || !v->back || !Usable(v->conn)) return;
+    Rect r = drawn ? *drawn : Rect{0, 0, v->w, v->h};
+    r = Rect{std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, v->w), std::min(r.bottom, v->h)};
+    if (r.empty()) return;
     ErrorTrap trap(v->conn->dpy);
     cairo_surface_flush(v->back);
-    Present(v, Rect{0, 0, v->w, v->h});
+    Present(v, r);
 }
 
 void SetViewCursor(View* v, Cursor cursor)
