@@ -433,17 +433,17 @@ void CUIWindow::idle()
         return;
     // Only the rows between what the screen shows and the new level are
     // drawn; a meter whose row stays draws nothing.
-    // Each meter through a context of its own, so that only its rows go to
-    // the screen (the input and output pairs are a panel apart).
+    std::unique_ptr<CClientDC> dc;
     for (int i = 0; i < 4; ++i) {
         const int row = MeterRow(m_level[i]), shown = m_shownRow[i];
         if (row == shown)
             continue;
-        CClientDC dc(this);
+        if (!dc)
+            dc.reset(new CClientDC(this));
         if (shown < 0)
-            DrawMeterRows(&dc, i, 0, MeterRect(i).Height());
+            DrawMeterRows(dc.get(), i, 0, MeterRect(i).Height());
         else
-            DrawMeterRows(&dc, i, row < shown ? row : shown, row < shown ? shown : row);
+            DrawMeterRows(dc.get(), i, row < shown ? row : shown, row < shown ? shown : row);
         m_shownRow[i] = row;
     }
 }

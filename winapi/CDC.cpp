@@ -429,7 +429,19 @@ void CDC::NoteDrawn(double x, double y, double w, double h)
 {
     if (!m_pAttached || w <= 0 || h <= 0) return;
     CRect r((int)std::floor(x), (int)std::floor(y), (int)std::ceil(x + w), (int)std::ceil(y + h));
-    m_rcDrawn.UnionRect(CRect(m_rcDrawn), r);
+    // Rectangles that overlap or touch become one; far apart ones stay
+    // apart (the two meter pairs), up to a handful.
+    for (CRect& d : m_drawn)
+        if (r.left <= d.right && d.left <= r.right && r.top <= d.bottom && d.top <= r.bottom) {
+            d.UnionRect(CRect(d), r);
+            return;
+        }
+    if (m_drawn.size() < 8) {
+        m_drawn.push_back(r);
+        return;
+    }
+    for (const CRect& d : m_drawn) r.UnionRect(CRect(r), d);
+    m_drawn.assign(1, r);
 }
 
 BOOL CDC::BitBlt(int x, int y, int nWidth, int nHeight, CDC* pSrcDC, int xSrc, int ySrc, DWORD)
@@ -624,10 +636,11 @@ CClientDC::~CClientDC()
 {
     m_bClipRegion = false;
     // Only what was drawn goes to the screen (nothing, when nothing was).
-    platform::Rect drawn{m_rcDrawn.left, m_rcDrawn.top, m_rcDrawn.right, m_rcDrawn.bottom};
+    std::vector<platform::Rect> drawn;
+    for (const CRect& r : m_drawn) drawn.push_back(platform::Rect{r.left, r.top, r.right, r.bottom});
     if (m_pWnd)
-        platform::EndDirectDraw(reinterpret_cast<platform::View*>(m_pWnd->m_hWnd), m_pAttached,
-                                m_bDrewAll ? nullptr : &drawn);
+        platform::EndDirectDraw(reinterpret_cast<platform::View*>(m_pWnd->m_hWnd), m_pAttached, drawn.data(),
+                                m_bDrewAll ? -1 : (int)drawn.size());
     m_pAttached = nullptr;
 }
 

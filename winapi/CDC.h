@@ -1,4 +1,5 @@
 #pragma once
+#include <vector>
 // Device contexts, bitmaps and fonts over Cairo and Pango. All coordinates
 // are top-left based with y growing downwards. A bitmap is an immutable
 // Cairo image surface (ARGB32, premultiplied); a font is a Pango font
@@ -134,9 +135,9 @@ public:
     CFont* m_pSelectedFont = nullptr;
     HGDIOBJ m_hFont = nullptr;
     CBitmap* m_pSelectedBitmap = nullptr;
-    // What a window context drew (window coordinates); a client context
-    // puts only that on the screen when it is released.
-    CRect m_rcDrawn;
+    // What a window context drew (window coordinates, a few rectangles); a
+    // client context puts only those on the screen when it is released.
+    std::vector<CRect> m_drawn;
     mutable bool m_bDrewAll = false;
 
 protected:

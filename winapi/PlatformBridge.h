@@ -155,10 +155,10 @@ void InvalidateView(View* v, const Rect* r);  // null: the whole view
 void UpdateView(View* v);                     // paint pending damage now
 
 // Drawing outside a paint: a context on the view's back buffer, or null when
-// the view cannot draw. EndDirectDraw puts the drawn rectangle (null: the
-// whole view; empty: nothing) on the screen.
+// the view cannot draw. EndDirectDraw puts the count drawn rectangles on the
+// screen (count < 0: the whole view; 0: nothing).
 cairo_t* BeginDirectDraw(View* v);
-void EndDirectDraw(View* v, cairo_t* cr, const Rect* drawn = nullptr);
+void EndDirectDraw(View* v, cairo_t* cr, const Rect* drawn = nullptr, int count = -1);
 
 // Keyboard focus is borrowed from the host only while a view needs typing.
 void TakeKeyboardFocus(View* v);

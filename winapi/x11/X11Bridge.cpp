@@ -190,7 +190,9 @@ public:
     }
     ~ErrorTrap()
     {
-        if (m_dpy && IsLive(m_dpy)) XSync(m_dpy, False);
+        // A round trip only when requests are still unanswered: their errors
+        // must arrive while the handler is ours.
+        if (m_dpy && IsLive(m_dpy) && NextRequest(m_dpy) - 1 > LastKnownRequestProcessed(m_dpy)) XSync(m_dpy, False);
         if (--g_trapDepth == 0) XSetErrorHandler(g_prevHandler);
     }
     ErrorTrap(const ErrorTrap&) = delete;
@@ -1123,24 +1125,36 @@ void UpdateView(View* v)
 cairo_t* BeginDirectDraw(View* v)
 {
     if (!v || !Usable(v->conn)) return nullptr;
-    {
+    if (!v->back || (!v->gc && !v->winSurface)) {
         ErrorTrap trap(v->conn->dpy);
         if (!EnsureSurfaces(v)) return nullptr;
     }
     return cairo_create(v->back);
 }
 
-void EndDirectDraw(View* v, cairo_t* cr, const Rect* drawn)
+void EndDirectDraw(View* v, cairo_t* cr, const Rect* drawn, int count)
 {
     if (!cr) return;
     cairo_destroy(cr);
-    if (!v || !v->back || !Usable(v->conn)) return;
-    Rect r = drawn ? *drawn : Rect{0, 0, v->w, v->h};
-    r = Rect{std::max(r.left, 0), std::max(r.top, 0), std::min(r.right, v->w), std::min(r.bottom, v->h)};
-    if (r.empty()) return;
-    ErrorTrap trap(v->conn->dpy);
+    if (!v || !v->back || !Usable(v->conn) || count == 0) return;
     cairo_surface_flush(v->back);
-    Present(v, r);
+    const Rect whole{0, 0, v->w, v->h};
+    if (count < 0 || !drawn) {
+        drawn = &whole;
+        count = 1;
+    }
+    bool sent = false;
+    for (int i = 0; i < count; ++i) {
+        const Rect& d = drawn[i];
+        Rect r{std::max(d.left, 0), std::max(d.top, 0), std::min(d.right, v->w), std::min(d.bottom, v->h)};
+        if (r.empty()) continue;
+        Present(v, r);
+        sent = true;
+    }
+    // No round trip here (a meter draws many times a second): the images go
+    // out now, and an error they may cause is read, under our handler, by
+    // the next pump, the only reader of this connection.
+    if (sent) XFlush(v->conn->dpy);
 }
 
 void SetViewCursor(View* v, Cursor cursor)
