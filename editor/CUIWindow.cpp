@@ -251,16 +251,21 @@ void CUIWindow::OnPaint()
         off.SetBkMode(TRANSPARENT);
         off.SetTextColor(RGB(0, 0, 0));
         CFont* oldFont = off.SelectObject(&m_readoutFont);
+        // A read-out only partly in the area keeps old text outside it: it
+        // counts as unknown, so that its next change repaints it whole.
+        auto readout = [&](const CRect& r, int parameter, auto draw) {
+            if (!touches(r))
+                return;
+            draw();
+            if (!covers(r))
+                m_shownText[parameter][0] = '\x01';
+        };
         for (int b = 0; b < kBands; ++b) {
-            if (touches(m_rcGain[b]))
-                DrawGainDisp(&off, b);
-            if (touches(m_rcQ[b]))
-                DrawQDisp(&off, b);
+            readout(m_rcGain[b], kParamGainFirst + b, [&] { DrawGainDisp(&off, b); });
+            readout(m_rcQ[b], kParamQFirst + b, [&] { DrawQDisp(&off, b); });
         }
-        if (touches(m_rcOutput))
-            DrawOutDisp(&off);
-        if (touches(m_rcInput))
-            DrawInputDisp(&off);
+        readout(m_rcOutput, kParamOutput, [&] { DrawOutDisp(&off); });
+        readout(m_rcInput, kParamInput, [&] { DrawInputDisp(&off); });
         bool meters = false;
         for (int i = 0; i < 4; ++i)
             meters = meters || touches(MeterRect(i));
@@ -370,23 +375,35 @@ void CUIWindow::UpdateControl(int parameter, float value, bool draw)
     if (fader) {
         // Drawn only when the thumb moves by a pixel, repainted only when
         // the read-out's text changes.
+        // Without a context (a paint is under way, which draws only its own
+        // area) what moved is marked for the next one.
         const int before = fader->ThumbOffset();
         fader->SetValue(value, nullptr, false);
-        if (dc && fader->ThumbOffset() != before)
-            fader->DrawSlider(dc);
+        if (fader->ThumbOffset() != before) {
+            CRect r;
+            fader->GetRect(&r);
+            if (dc)
+                fader->DrawSlider(dc);
+            else
+                InvalidateRect(&r, TRUE);
+        }
         AGraEQ* fx = Effect();
         char text[64] = {};
         if (fx)
             fx->getParameterDisplay(parameter, text);
         char shown[sizeof m_shownText[0]];
         std::snprintf(shown, sizeof shown, "%.15s", text);
-        if (draw && std::strcmp(shown, m_shownText[parameter]) != 0)
+        if (std::strcmp(shown, m_shownText[parameter]) != 0)
             InvalidateRect(readout, TRUE);
     } else if (parameter == kParamActive) {
         const int before = m_active.GetValue();
         m_active.SetValue(NormalizeValToDWValue(kParamActive, value), false);
-        if (dc && m_active.GetValue() != before)
-            m_active.DrawSwitch(dc);
+        if (m_active.GetValue() != before) {
+            if (dc)
+                m_active.DrawSwitch(dc);
+            else
+                InvalidateRect(&m_active.GetRect(), TRUE);
+        }
     }
     RefreshModified();
 }
