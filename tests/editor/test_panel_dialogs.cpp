@@ -228,32 +228,40 @@ TEST_F(PanelEntry, TheSaveDialogNeverHoldsTheHostTakesNoPanelInputAndEndsOnEscap
     EXPECT_NE(Get(3), gain);
 }
 
-TEST_F(PanelEntry, ClosingTheEditorUnderAnOpenDialogTakesTheDialogAlong)
+TEST_F(PanelEntry, ClosingTheEditorUnderAnOpenDialogOrMenuTakesItAlong)
 {
-    ASSERT_TRUE(Open());
-    std::atomic<bool> open{false}, closed{false};
-    bool gone = false;
-    std::thread script([&] {
-        ScriptInput in;
-        in.Click(kX + 290, kY + 18);
-        XWindowAttributes a;
-        Window id = 0;
-        open = in.FindTopLevel(win, false, a, 3000, &id);
-        while (open && !closed) ScriptInput::Wait(10);
-        gone = !open || Closed(in, id);
-        open = true;  // also when no dialog came
-    });
-    auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!open && std::chrono::steady_clock::now() < end) Idle(), std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    Dispatch(effEditClose);
-    closed = true;
-    script.join();
-    EXPECT_TRUE(gone);
-    IdleFor(100);
-    // A new editor works as before.
-    ASSERT_TRUE(Open());
-    Click(105, 70);
-    EXPECT_NE(Get(3), 0.5f);
+    struct Case {
+        int x, y;  // the save button, the copy button
+        bool menu;
+    };
+    for (const Case& c : {Case{290, 18, false}, Case{78, 19, true}}) {
+        SCOPED_TRACE(c.menu ? "menu" : "dialog");
+        ASSERT_TRUE(Open());
+        std::atomic<bool> open{false}, closed{false};
+        bool gone = false;
+        std::thread script([&] {
+            ScriptInput in;
+            in.Click(kX + c.x, kY + c.y);
+            XWindowAttributes a;
+            Window id = 0;
+            const bool found = in.FindTopLevel(win, c.menu, a, 3000, &id);
+            open = true;
+            while (found && !closed) ScriptInput::Wait(10);
+            gone = found && Closed(in, id);
+        });
+        while (!open) Idle(), std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        Dispatch(effEditClose);
+        closed = true;
+        script.join();
+        EXPECT_TRUE(gone);
+        IdleFor(100);
+        // A new editor works as before.
+        ASSERT_TRUE(Open());
+        const float before = Get(3);
+        Click(105, before > 0.5f ? 140 : 70);
+        EXPECT_NE(Get(3), before);
+        Dispatch(effEditClose);
+    }
 }
 
 TEST_F(PanelEntry, TheCopyMenuNeverHoldsTheHostAndEscapeCopiesNothing)
