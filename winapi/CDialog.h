@@ -98,7 +98,7 @@ public:
     // earlier closes the dialog without calling onEnd. onEnd may delete it.
     BOOL DoModalAsync(std::function<void(INT_PTR)> onEnd);
     // The same in a loop of its own until the dialog ends (see
-    // CWnd::RunModalLoop); returns the code given to EndDialog, or -1 as
+    // AfxPumpUntil); returns the code given to EndDialog, or -1 as
     // above. For programs that own their loop, never inside a host's call.
     virtual INT_PTR DoModal();
     void EndDialog(int nResult);

@@ -59,7 +59,7 @@ public:
     BOOL TrackPopupMenuAsync(UINT nFlags, int x, int y, CWnd* pWnd, std::function<void(UINT)> onDone,
                              LPCRECT lpRect = nullptr);
     // The same in a loop of its own until the menu closes (see
-    // CWnd::RunModalLoop): TRUE when an item was chosen (with TPM_RETURNCMD:
+    // AfxPumpUntil): TRUE when an item was chosen (with TPM_RETURNCMD:
     // the id), 0 when dismissed.
     BOOL TrackPopupMenu(UINT nFlags, int x, int y, CWnd* pWnd, LPCRECT lpRect = nullptr);
 

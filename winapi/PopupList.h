@@ -32,7 +32,7 @@ struct PopupItem {
 bool AfxShowPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items,
                       int current, const CFont* font, std::function<void(int)> onDone);
 // The same, waiting for the choice in a loop of its own (see
-// CWnd::RunModalLoop): -1 when the list cannot be shown or owner goes.
+// AfxPumpUntil): -1 when the list cannot be shown or owner goes.
 int AfxRunPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items,
                     int current, const CFont* font);
 
