@@ -154,8 +154,8 @@ TEST_F(PanelEntry, TheSaveDialogStoresTheProgramUnderTheChosenSlotAndName)
 
 // The host's thread while the panel's menu, dialog or message box is up:
 // every idle call comes back at once, however long the user keeps it open.
-constexpr long kPromptMs = 700;
-constexpr int kHoldMs = 1500;
+constexpr long kPromptMs = 1200;  // room for a loaded machine, half the hold below
+constexpr int kHoldMs = 2500;
 
 std::string PrefsBank() { return std::string(getenv("XDG_CONFIG_HOME")) + "/GraphicEQ/GraEQDef.fxb"; }
 
