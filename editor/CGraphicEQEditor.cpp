@@ -135,5 +135,12 @@ void CGraphicEQEditor::DeliverChanges(bool draw)
         m_pPanel->UpdateModify();
 }
 
-// Reached from SaveProgram, on the editor's thread.
-void CGraphicEQEditor::ShowMessage(const char* text) { AfxMessageBox(text, MB_OK); }
+// Reached from SaveProgram, on the editor's thread. Over an open panel the
+// box runs without holding the host's thread, like the panel's dialog.
+void CGraphicEQEditor::ShowMessage(const char* text)
+{
+    if (m_pPanel && m_pPanel->GetSafeHwnd())
+        AfxMessageBoxAsync(text, MB_OK, nullptr, m_pPanel);
+    else
+        AfxMessageBox(text, MB_OK);
+}

@@ -8,6 +8,7 @@
 
 #include "AGraEQ.h"
 #include "CGraphicEQEditor.h"
+#include "CPresetSaveDlg.h"
 #include "PanelGeometry.h"
 #include "ParamMap.h"
 #include "Trace.h"
@@ -160,6 +161,9 @@ void CUIWindow::DrawReadout(CDC* dc, const CRect& rect, int parameter)
         return;
     char text[64] = {};
     fx->getParameterDisplay(parameter, text);
+    if (parameter >= 0 && parameter < kNumReadouts) {
+        std::snprintf(m_shownText[parameter], sizeof m_shownText[parameter], "%.15s", text);
+    }
     const CSize size = dc->GetTextExtent(text, -1);
     const int x = rect.left + (rect.Width() - size.cx) / 2;
     const int y = rect.top + (rect.Height() - size.cy) / 2 + 3;
@@ -171,6 +175,19 @@ void CUIWindow::DrawQDisp(CDC* dc, int band) { DrawReadout(dc, m_rcQ[band], kPar
 void CUIWindow::DrawOutDisp(CDC* dc) { DrawReadout(dc, m_rcOutput, kParamOutput); }
 void CUIWindow::DrawInputDisp(CDC* dc) { DrawReadout(dc, m_rcInput, kParamInput); }
 
+int CUIWindow::MeterRow(float level)
+{
+    // 3 pixels per dB: +6 dB lights from row 1, -69 dB from row 226.
+    const int y = static_cast<int>(level * -3.0f + 19.0f);
+    return y < 0 ? 0 : y;
+}
+
+CRect CUIWindow::MeterRect(int meter) const
+{
+    const int half = static_cast<int>(m_bmpMeter.Width()) / 2, height = static_cast<int>(m_bmpMeter.Height());
+    return CRect(kMeterX[meter], kMeterY, kMeterX[meter] + half, kMeterY + height);
+}
+
 void CUIWindow::DrawVU(CDC* dc)
 {
     if (!m_bmpMeter.GetSafeHandle())
@@ -180,10 +197,7 @@ void CUIWindow::DrawVU(CDC* dc)
     mem.CreateCompatibleDC(dc);
     CBitmap* old = mem.SelectObject(&m_bmpMeter);
     for (int i = 0; i < 4; ++i) {
-        // 3 pixels per dB: +6 dB lights from row 1, -69 dB from row 226.
-        int y = static_cast<int>(m_level[i] * -3.0f + 19.0f);
-        if (y < 0)
-            y = 0;
+        const int y = MeterRow(m_level[i]);
         CDC scratch;
         if (!scratch.CreateBitmapDC(half, height))
             continue;
@@ -191,6 +205,29 @@ void CUIWindow::DrawVU(CDC* dc)
         if (y < height)
             scratch.BitBlt(0, y, half, height - y, &mem, half, y, SRCCOPY);
         dc->BitBlt(kMeterX[i], kMeterY, half, height, &scratch, 0, 0, SRCCOPY);
+    }
+    mem.SelectObject(old);
+}
+
+void CUIWindow::DrawMeterRows(CDC* dc, int meter, int from, int to)
+{
+    const int half = static_cast<int>(m_bmpMeter.Width()) / 2, height = static_cast<int>(m_bmpMeter.Height());
+    from = from < 0 ? 0 : from;
+    to = to > height ? height : to;
+    if (!m_bmpMeter.GetSafeHandle() || !m_pBackground || from >= to)
+        return;
+    const int x = kMeterX[meter], lit = MeterRow(m_level[meter]);
+    CDC mem;
+    mem.CreateCompatibleDC(dc);
+    CBitmap* old = mem.SelectObject(m_pBackground);
+    dc->BitBlt(x, kMeterY + from, half, to - from, &mem, x, kMeterY + from, SRCCOPY);
+    mem.SelectObject(&m_bmpMeter);
+    // Unlit above the level, lit from it down: the two halves of the image.
+    if (from < lit)
+        dc->BitBlt(x, kMeterY + from, half, (lit < to ? lit : to) - from, &mem, 0, from, SRCCOPY);
+    if (lit < to) {
+        const int start = lit > from ? lit : from;
+        dc->BitBlt(x, kMeterY + start, half, to - start, &mem, half, start, SRCCOPY);
     }
     mem.SelectObject(old);
 }
@@ -204,25 +241,59 @@ void CUIWindow::OnPaint()
     CPaintDC dc(this);
     CRect client;
     GetClientRect(&client);
-    CDC off;
-    if (off.CreateBitmapDC(client.Width(), client.Height())) {
+    // Only what lies in the area to paint is drawn (the whole panel when
+    // the host asks for a draw).
+    CRect area = m_rcUpdate;
+    if (area.IsRectEmpty())
+        area = client;
+    auto touches = [&](const CRect& r) {
+        CRect common;
+        return common.IntersectRect(area, r) != FALSE;
+    };
+    auto covers = [&](const CRect& r) {
+        return area.left <= r.left && area.top <= r.top && area.right >= r.right && area.bottom >= r.bottom;
+    };
+    if (m_off.GetOwnedSurface() == nullptr || m_off.m_nWidth != client.Width() || m_off.m_nHeight != client.Height())
+        m_off.CreateBitmapDC(client.Width(), client.Height());
+    CDC& off = m_off;
+    if (off.GetOwnedSurface()) {
         CDC src;
         src.CreateCompatibleDC(&dc);
         CBitmap* old = src.SelectObject(m_pBackground);
-        off.BitBlt(0, 0, static_cast<int>(m_pBackground->Width()), static_cast<int>(m_pBackground->Height()), &src,
-                   0, 0, SRCCOPY);
+        off.BitBlt(area.left, area.top, area.Width(), area.Height(), &src, area.left, area.top, SRCCOPY);
         off.InitDrawing();
         off.SetBkMode(TRANSPARENT);
         off.SetTextColor(RGB(0, 0, 0));
         CFont* oldFont = off.SelectObject(&m_readoutFont);
+        // A read-out only partly in the area keeps old text outside it: it
+        // counts as unknown, so that its next change repaints it whole.
+        auto readout = [&](const CRect& r, int parameter, auto draw) {
+            if (!touches(r))
+                return;
+            draw();
+            if (!covers(r))
+                m_shownText[parameter][0] = '\x01';
+        };
         for (int b = 0; b < kBands; ++b) {
-            DrawGainDisp(&off, b);
-            DrawQDisp(&off, b);
+            readout(m_rcGain[b], kParamGainFirst + b, [&] { DrawGainDisp(&off, b); });
+            readout(m_rcQ[b], kParamQFirst + b, [&] { DrawQDisp(&off, b); });
         }
-        DrawOutDisp(&off);
-        DrawInputDisp(&off);
-        DrawProgram(&off);
-        DrawVU(&off);
+        readout(m_rcOutput, kParamOutput, [&] { DrawOutDisp(&off); });
+        readout(m_rcInput, kParamInput, [&] { DrawInputDisp(&off); });
+        bool meters = false;
+        for (int i = 0; i < 4; ++i)
+            meters = meters || touches(MeterRect(i));
+        if (meters) {
+            DrawVU(&off);
+            for (int i = 0; i < 4; ++i)
+                if (touches(MeterRect(i)))
+                    m_shownRow[i] = covers(MeterRect(i)) ? MeterRow(m_level[i]) : -1;
+        }
+        if (touches(m_rcProgram)) {
+            DrawProgram(&off);
+            if (!covers(m_rcProgram))
+                m_shownProgram[0] = '\x01';
+        }
         off.SelectObject(oldFont);
         off.ExitDrawing();
 
@@ -232,16 +303,25 @@ void CUIWindow::OnPaint()
         const bool changed = fx && fx->IsProgramChanged();
         src.SelectObject(&m_bmpModified);
         off.BitBlt(216, 10, 43, 16, &src, 0, changed ? static_cast<int>(m_bmpModified.Height()) / 2 : 0, SRCCOPY);
+        if (touches(m_rcModified))
+            m_shownModified = covers(m_rcModified) ? changed : -1;
         src.SelectObject(old);
-        dc.BitBlt(0, 0, client.Width(), client.Height(), &off, 0, 0, SRCCOPY);
+        dc.BitBlt(area.left, area.top, area.Width(), area.Height(), &off, area.left, area.top, SRCCOPY);
     }
+    auto drawFader = [&](CZNTBitmapSliderDC& fader) {
+        CRect r;
+        fader.GetRect(&r);
+        if (touches(r))
+            fader.DrawSlider(&dc);
+    };
     for (int b = 0; b < kBands; ++b) {
-        m_gain[b].DrawSlider(&dc);
-        m_q[b].DrawSlider(&dc);
+        drawFader(m_gain[b]);
+        drawFader(m_q[b]);
     }
-    m_input.DrawSlider(&dc);
-    m_output.DrawSlider(&dc);
-    m_active.DrawSwitch(&dc);
+    drawFader(m_input);
+    drawFader(m_output);
+    if (touches(m_active.GetRect()))
+        m_active.DrawSwitch(&dc);
 }
 
 // --- values -----------------------------------------------------------------------------
@@ -314,23 +394,54 @@ void CUIWindow::UpdateControl(int parameter, float value, bool draw)
         readout = &m_rcOutput;
     }
     if (fader) {
-        fader->SetValue(value, dc, false);
-        // The read-out shows the new value too.
-        if (draw)
+        // Drawn only when the thumb moves by a pixel, repainted only when
+        // the read-out's text changes.
+        // Without a context (a paint is under way, which draws only its own
+        // area) what moved is marked for the next one.
+        const int before = fader->ThumbOffset();
+        fader->SetValue(value, nullptr, false);
+        if (fader->ThumbOffset() != before) {
+            CRect r;
+            fader->GetRect(&r);
+            if (dc)
+                fader->DrawSlider(dc);
+            else
+                InvalidateRect(&r, TRUE);
+        }
+        AGraEQ* fx = Effect();
+        char text[64] = {};
+        if (fx)
+            fx->getParameterDisplay(parameter, text);
+        char shown[sizeof m_shownText[0]];
+        std::snprintf(shown, sizeof shown, "%.15s", text);
+        if (std::strcmp(shown, m_shownText[parameter]) != 0)
             InvalidateRect(readout, TRUE);
     } else if (parameter == kParamActive) {
+        const int before = m_active.GetValue();
         m_active.SetValue(NormalizeValToDWValue(kParamActive, value), false);
-        if (dc)
-            m_active.DrawSwitch(dc);
+        if (m_active.GetValue() != before) {
+            if (dc)
+                m_active.DrawSwitch(dc);
+            else
+                InvalidateRect(&m_active.GetRect(), TRUE);
+        }
     }
-    InvalidateRect(&m_rcModified, TRUE);
+    RefreshModified();
 }
 
 // The program may have changed too (a host's program switch comes here).
 void CUIWindow::UpdateModify()
 {
-    InvalidateRect(&m_rcModified, TRUE);
-    InvalidateRect(&m_rcProgram, TRUE);
+    RefreshModified();
+    RefreshProgram();
+}
+
+void CUIWindow::RefreshModified()
+{
+    AGraEQ* fx = Effect();
+    const int changed = fx && fx->IsProgramChanged() ? 1 : 0;
+    if (changed != m_shownModified)
+        InvalidateRect(&m_rcModified, TRUE);
 }
 
 // --- meters -----------------------------------------------------------------------------
@@ -344,13 +455,7 @@ void CUIWindow::idle()
     if (!fx)
         return;
     // A program switched or renamed by the host shows at the next paint.
-    char program[sizeof m_shownProgram];
-    ProgramText(program, sizeof program);
-    if (m_bPainted && std::strcmp(program, m_shownProgram) != 0)
-        InvalidateRect(&m_rcProgram, TRUE);
-    float before[4];
-    for (int i = 0; i < 4; ++i)
-        before[i] = m_level[i];
+    RefreshProgram();
     const uint16_t counter = fx->GetProcessCounter();
     if (counter != m_lastCounter) {
         m_lastCounter = counter;
@@ -369,12 +474,22 @@ void CUIWindow::idle()
         for (float& l : m_level)
             l = l - 0.5f < kMeterFloor ? kMeterFloor : l - 0.5f;
     }
-    bool changed = false;
-    for (int i = 0; i < 4; ++i)
-        changed = changed || before[i] != m_level[i];
-    if (changed && m_bPainted) {
-        CClientDC dc(this);
-        DrawVU(&dc);
+    if (!m_bPainted)
+        return;
+    // Only the rows between what the screen shows and the new level are
+    // drawn; a meter whose row stays draws nothing.
+    std::unique_ptr<CClientDC> dc;
+    for (int i = 0; i < 4; ++i) {
+        const int row = MeterRow(m_level[i]), shown = m_shownRow[i];
+        if (row == shown)
+            continue;
+        if (!dc)
+            dc.reset(new CClientDC(this));
+        if (shown < 0)
+            DrawMeterRows(dc.get(), i, 0, MeterRect(i).Height());
+        else
+            DrawMeterRows(dc.get(), i, row < shown ? row : shown, row < shown ? shown : row);
+        m_shownRow[i] = row;
     }
 }
 

@@ -4,6 +4,7 @@
 // the save button, the modified indicator and four level meters, all drawn
 // from the numbered bitmaps over the background.
 #include <cstdint>
+#include <memory>
 
 #include "CDC.h"
 #include "CWnd.h"
@@ -26,6 +27,7 @@ public:
     static constexpr int kCopyId = 300, kInputEntryId = 250, kOutputEntryId = 251;
     static constexpr int kCopyCommand = 1010;
     static constexpr int kProgramCommand = 1200;  // the program list: 1200 .. 1231
+    static constexpr int kNumReadouts = 33;  // indexed by parameter
 
     CUIWindow();
     ~CUIWindow() override;
@@ -48,6 +50,9 @@ public:
     void DrawInputDisp(CDC* dc);
     void DrawVU(CDC* dc);
     void DrawClip(CDC*) {}
+    // Meter i's rows from..to-1 for its current level, drawn over the
+    // background (what a paint would show there).
+    void DrawMeterRows(CDC* dc, int meter, int from, int to);
 
     afx_msg int OnCreate(LPCREATESTRUCT cs);
     afx_msg void OnPaint();
@@ -94,7 +99,9 @@ private:
     // The current program's number and name, as the program display shows them.
     void ProgramText(char* text, size_t size);
     void DrawProgram(CDC* dc);
+    void ReleaseCopyButton();
     void RunSaveDialog();
+    void OnSaveDialogEnd(INT_PTR result);
     // The fader tracking the mouse, or null.
     CZNTBitmapSliderDC* TrackingFader();
     // Every fader, band gains and Qs first, then input and output.
@@ -108,6 +115,15 @@ private:
     // from ChangeControl).
     void BeginEdit(int id);
     void EndEdit(int id);
+    // Meter row for a level (3 pixels per dB), and its rectangle.
+    static int MeterRow(float level);
+    CRect MeterRect(int meter) const;
+    // The modified indicator is invalidated only when its state differs
+    // from what is on the screen.
+    void RefreshModified();
+    // The program display is invalidated only when its text differs from
+    // what is on the screen (a host's program switch or rename).
+    void RefreshProgram();
 
     // Bitmaps, in load order: 5001, 5003, 5002, 5006, 5007, 5008, 5009,
     // 5010, 5011, 5013, 5012, 5014, 5015.
@@ -128,8 +144,16 @@ private:
     CZNTBitmapSliderDC m_input, m_output;
     CZNTBitmapSwitch2DC m_active, m_copy;
     CZNTFloatEditWnd m_entry;
+    std::unique_ptr<class CPresetSaveDlg> m_pSaveDlg;  // while the save dialog runs
     int m_nEntryTarget = -1;
     bool m_bPainted = false;
     float m_level[4] = {-69.0f, -69.0f, -69.0f, -69.0f};
     uint16_t m_lastCounter = 0xFFFF;
+    // What the screen shows, so that only changes are drawn: each meter's
+    // lit row (-1: unknown), the modified state (-1: unknown), and every
+    // read-out's text.
+    int m_shownRow[4] = {-1, -1, -1, -1};
+    int m_shownModified = -1;
+    char m_shownText[kNumReadouts][16] = {};
+    CDC m_off;  // the paint's off-screen image, kept between paints
 };

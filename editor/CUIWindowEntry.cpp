@@ -119,11 +119,18 @@ void CUIWindow::RunCopyMenu()
         menu.AppendMenu(i == current ? MF_CHECKED | MF_DISABLED | MF_GRAYED : MF_STRING,
                         static_cast<UINT_PTR>(kCopyCommand + i), utf8);
     }
-    menu.TrackPopupMenu(TPM_RIGHTBUTTON, 93, 14, this);
-    if (m_hWnd) {
-        CClientDC dc(this);
-        m_copy.LButtonUp(&dc);
-    }
+    // The menu runs on its own: this returns to the host at once, the
+    // chosen program arrives as a command, and the button comes up after.
+    if (!menu.TrackPopupMenuAsync(TPM_RIGHTBUTTON, 93, 14, this, [this](UINT) { ReleaseCopyButton(); }))
+        ReleaseCopyButton();
+}
+
+void CUIWindow::ReleaseCopyButton()
+{
+    if (!m_hWnd)
+        return;
+    CClientDC dc(this);
+    m_copy.LButtonUp(&dc);
 }
 
 void CUIWindow::OnSelCopyPg(UINT id)
@@ -146,6 +153,16 @@ void CUIWindow::ProgramText(char* text, size_t size)
         fx->getProgramNameIndexed(0, current, sjis);
     CheckSJISAndToUFT8(sjis, utf8, sizeof utf8);
     std::snprintf(text, size, "%d  %s", current + 1, utf8);
+}
+
+void CUIWindow::RefreshProgram()
+{
+    if (!m_bPainted)
+        return;
+    char program[sizeof m_shownProgram];
+    ProgramText(program, sizeof program);
+    if (std::strcmp(program, m_shownProgram) != 0)
+        InvalidateRect(&m_rcProgram, TRUE);
 }
 
 void CUIWindow::DrawProgram(CDC* dc)
@@ -174,7 +191,8 @@ void CUIWindow::RunProgramMenu()
         menu.AppendMenu(i == current ? MF_CHECKED | MF_STRING : MF_STRING, static_cast<UINT_PTR>(kProgramCommand + i),
                         item);
     }
-    menu.TrackPopupMenu(TPM_RIGHTBUTTON, m_rcProgram.left, m_rcProgram.bottom, this);
+    // Like the copy menu, it runs on its own and returns to the host at once.
+    menu.TrackPopupMenuAsync(TPM_RIGHTBUTTON, m_rcProgram.left, m_rcProgram.bottom, this, [](UINT) {});
 }
 
 // The current program changed as a whole on the panel (switched, copied
@@ -213,12 +231,22 @@ void CUIWindow::OnSelProgram(UINT id)
 void CUIWindow::RunSaveDialog()
 {
     AGraEQ* fx = Effect();
-    if (!fx)
+    if (!fx || m_pSaveDlg)
         return;
-    CPresetSaveDlg dlg(nullptr, fx);
-    if (dlg.DoModal() == IDOK) {
-        fx->SaveProgram(dlg.m_nSelect, dlg.m_strName);
-        if (m_pEditor)
-            m_pEditor->DeliverChanges(true);
-    }
+    // The dialog runs on its own: this returns to the host at once, the
+    // panel takes no input until the dialog ends, and the save follows then.
+    m_pSaveDlg = std::make_unique<CPresetSaveDlg>(nullptr, fx);
+    if (!m_pSaveDlg->DoModalAsync([this](INT_PTR result) { OnSaveDialogEnd(result); }))
+        m_pSaveDlg.reset();
+}
+
+void CUIWindow::OnSaveDialogEnd(INT_PTR result)
+{
+    const std::unique_ptr<CPresetSaveDlg> dlg = std::move(m_pSaveDlg);
+    AGraEQ* fx = Effect();
+    if (result != IDOK || !fx || !dlg)
+        return;
+    fx->SaveProgram(dlg->m_nSelect, dlg->m_strName);
+    if (m_pEditor)
+        m_pEditor->DeliverChanges(true);
 }

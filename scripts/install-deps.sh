@@ -7,7 +7,7 @@ PKGS=(
   build-essential cmake ninja-build ccache pkg-config
   clang libclang-rt-14-dev          # fuzzers and the sanitizer runtimes
   libgtest-dev libgmock-dev libbenchmark-dev
-  libx11-dev libxtst-dev            # the editor's platform bridge and its tests
+  libx11-dev libxtst-dev libxdamage-dev  # the editor's platform bridge and its tests (Damage counts what the panel draws)
   libcairo2-dev libpango1.0-dev fontconfig fonts-ipafont-gothic
   fonts-dejavu-core                 # the panel art's legends (DejaVu Sans)
   libsndfile1-dev                   # the command-line host reads and writes audio files

@@ -8,6 +8,7 @@
 #include <pango/pangocairo.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -424,11 +425,30 @@ int CDC::SetBkMode(int mode)
     return old;
 }
 
+void CDC::NoteDrawn(double x, double y, double w, double h)
+{
+    if (!m_pAttached || w <= 0 || h <= 0) return;
+    CRect r((int)std::floor(x), (int)std::floor(y), (int)std::ceil(x + w), (int)std::ceil(y + h));
+    // Rectangles that overlap or touch become one; far apart ones stay
+    // apart (the two meter pairs), up to a handful.
+    for (CRect& d : m_drawn)
+        if (r.left <= d.right && d.left <= r.right && r.top <= d.bottom && d.top <= r.bottom) {
+            d.UnionRect(CRect(d), r);
+            return;
+        }
+    if (m_drawn.size() < 8) {
+        m_drawn.push_back(r);
+        return;
+    }
+    for (const CRect& d : m_drawn) r.UnionRect(CRect(r), d);
+    m_drawn.assign(1, r);
+}
+
 BOOL CDC::BitBlt(int x, int y, int nWidth, int nHeight, CDC* pSrcDC, int xSrc, int ySrc, DWORD)
 {
     // The raster operation is not consulted: every one draws source-over.
     if (m_pSelectedBitmap) return TRUE;  // a memory DC is never a destination
-    cairo_t* cr = GetDrawingContext();
+    cairo_t* cr = Context();
     if (!cr || !pSrcDC) return TRUE;
 
     cairo_surface_t* img = nullptr;
@@ -456,6 +476,7 @@ BOOL CDC::BitBlt(int x, int y, int nWidth, int nHeight, CDC* pSrcDC, int xSrc, i
     }
     DrawImage(cr, img, x + m_nOriginX, y + m_nOriginY, nWidth, nHeight, xSrc + pSrcDC->m_nOriginX,
               ySrc + pSrcDC->m_nOriginY, nWidth, nHeight);
+    NoteDrawn(x + m_nOriginX, y + m_nOriginY, nWidth, nHeight);
     if (copy) cairo_surface_destroy(img);
     return TRUE;
 }
@@ -469,6 +490,7 @@ BOOL CDC::StretchBlt(int x, int y, int nWidth, int nHeight, CDC* pSrcDC, int xSr
     double top = m_nHeight - (y + m_nOriginY) - nHeight;
     DrawImage(m_pAttached, pSrcDC->m_pSelectedBitmap->GetImage(), x + m_nOriginX, top, nWidth, nHeight, xSrc,
               ySrc, nSrcWidth, nSrcHeight);
+    NoteDrawn(x + m_nOriginX, top, nWidth, nHeight);
     return TRUE;
 }
 
@@ -489,6 +511,7 @@ BOOL CDC::PaintTextLine(int x, int y, UINT nOptions, LPCRECT lpRect, const char*
 {
     cairo_t* cr = m_pAttached ? m_pAttached : m_pOwnedContext;
     if (!cr) return TRUE;
+    m_bDrewAll = true;  // text may reach past its rectangle
     if ((nOptions & ETO_OPAQUE) && lpRect) {
         cairo_save(cr);
         SetColour(cr, m_crBk);
@@ -531,7 +554,7 @@ CSize CDC::MeasureTextLine(const char* text, int nCount) const
     if (!text) return CSize(0, 0);
     int len = (int)std::strlen(text);
     if (nCount >= 0 && nCount < len) len = nCount;
-    cairo_t* cr = GetDrawingContext();
+    cairo_t* cr = Context();
     if (!cr) cr = ScratchContext();
     const CFont* font = IsReal(m_pSelectedFont) ? m_pSelectedFont : nullptr;
     PangoLayout* layout = MakeLayout(cr, font, text, len);
@@ -549,13 +572,14 @@ void CDC::FillSolidRect(const RECT& r, COLORREF c)
 void CDC::FillSolidRect(int x, int y, int cx, int cy, COLORREF c)
 {
     if (m_pSelectedBitmap) return;
-    cairo_t* cr = GetDrawingContext();
+    cairo_t* cr = Context();
     if (!cr) return;
     cairo_save(cr);
     SetColour(cr, c);
     cairo_rectangle(cr, x + m_nOriginX, y + m_nOriginY, cx, cy);
     cairo_fill(cr);
     cairo_restore(cr);
+    NoteDrawn(x + m_nOriginX, y + m_nOriginY, cx, cy);
 }
 
 void CDC::InitDrawing()
@@ -611,7 +635,12 @@ CClientDC::CClientDC(CWnd* pWnd)
 CClientDC::~CClientDC()
 {
     m_bClipRegion = false;
-    if (m_pWnd) platform::EndDirectDraw(reinterpret_cast<platform::View*>(m_pWnd->m_hWnd), m_pAttached);
+    // Only what was drawn goes to the screen (nothing, when nothing was).
+    std::vector<platform::Rect> drawn;
+    for (const CRect& r : m_drawn) drawn.push_back(platform::Rect{r.left, r.top, r.right, r.bottom});
+    if (m_pWnd)
+        platform::EndDirectDraw(reinterpret_cast<platform::View*>(m_pWnd->m_hWnd), m_pAttached, drawn.data(),
+                                m_bDrewAll ? -1 : (int)drawn.size());
     m_pAttached = nullptr;
 }
 

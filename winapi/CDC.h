@@ -1,4 +1,5 @@
 #pragma once
+#include <vector>
 // Device contexts, bitmaps and fonts over Cairo and Pango. All coordinates
 // are top-left based with y growing downwards. A bitmap is an immutable
 // Cairo image surface (ARGB32, premultiplied); a font is a Pango font
@@ -106,7 +107,13 @@ public:
     // The surface an owned context draws into (tests read its pixels).
     cairo_surface_t* GetOwnedSurface() const { return m_pOwnedSurface; }
     // The context drawing goes to: owned first, else attached; may be null.
-    cairo_t* GetDrawingContext() const { return m_pOwnedContext ? m_pOwnedContext : m_pAttached; }
+    // Whoever draws into it directly may draw anywhere: a client context
+    // handed out this way puts its whole window on the screen when released.
+    cairo_t* GetDrawingContext() const
+    {
+        m_bDrewAll = true;
+        return Context();
+    }
 
     // Fields, in the order the layer keeps them.
     cairo_t* m_pAttached = nullptr;  // a window's context (CPaintDC, CClientDC)
@@ -128,6 +135,14 @@ public:
     CFont* m_pSelectedFont = nullptr;
     HGDIOBJ m_hFont = nullptr;
     CBitmap* m_pSelectedBitmap = nullptr;
+    // What a window context drew (window coordinates, a few rectangles); a
+    // client context puts only those on the screen when it is released.
+    std::vector<CRect> m_drawn;
+    mutable bool m_bDrewAll = false;
+
+protected:
+    cairo_t* Context() const { return m_pOwnedContext ? m_pOwnedContext : m_pAttached; }
+    void NoteDrawn(double x, double y, double w, double h);
 
 private:
     BOOL PaintTextLine(int x, int y, UINT nOptions, LPCRECT lpRect, const char* text);

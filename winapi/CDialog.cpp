@@ -115,6 +115,7 @@ BEGIN_MESSAGE_MAP(CDialog, CWnd)
     ON_MESSAGE(WM_CLOSE, OnCloseRequest)
     ON_COMMAND(IDOK, OnIdOk)
     ON_COMMAND(IDCANCEL, OnIdCancel)
+    ON_WM_DESTROY()
 END_MESSAGE_MAP()
 
 CDialog::CDialog() = default;
@@ -127,6 +128,9 @@ CDialog::CDialog(UINT nIDTemplate, CWnd* pParentWnd)
 
 CDialog::~CDialog()
 {
+    // Deleted while it runs: it closes without a continuation.
+    m_onEnd = nullptr;
+    if (m_bRunning) TearDown();
     if (m_bCreated) DestroyWindow();
     for (CWnd* w : m_ownedItems) delete w;
 }
@@ -215,47 +219,112 @@ BOOL CDialog::CreateFromTemplate(const DialogTemplate& t, CWnd* owner)
     return TRUE;
 }
 
-INT_PTR CDialog::DoModal()
+BOOL CDialog::DoModalAsync(std::function<void(INT_PTR)> onEnd)
 {
     const DialogTemplate* t = m_pTemplate ? m_pTemplate : AfxFindDialogTemplate(m_nIDTemplate);
-    if (!t || m_bCreated) return -1;
+    if (!t || m_bCreated || m_bRunning) return FALSE;
     // Without a parent the dialog opens over the window the user last
     // worked in, else over the window with the focus.
     CWnd* owner = m_pParentWnd0 ? m_pParentWnd0 : AfxGetInputWindow();
     if (!owner) owner = CWnd::GetFocus();
     if (owner && !owner->GetSafeHwnd()) owner = nullptr;
-    CWnd* panel = owner ? PanelOf(owner) : nullptr;
-    CWnd* oldFocus = CWnd::GetFocus();
-    HWND panelHwnd = panel ? panel->GetSafeHwnd() : nullptr;
-    HWND focusHwnd = oldFocus ? oldFocus->GetSafeHwnd() : nullptr;
+    m_pPanel = owner ? PanelOf(owner) : nullptr;
+    m_panelHwnd = m_pPanel ? m_pPanel->GetSafeHwnd() : nullptr;
+    m_pOldFocus = CWnd::GetFocus();
+    m_oldFocusHwnd = m_pOldFocus ? m_pOldFocus->GetSafeHwnd() : nullptr;
     // The owner takes no input while the dialog runs.
-    BOOL wasDisabled = panel ? panel->EnableWindow(FALSE) : FALSE;
+    m_bPanelWasDisabled = m_pPanel ? m_pPanel->EnableWindow(FALSE) : FALSE;
     m_nModalResult = 0;
     m_bEnded = FALSE;
-    INT_PTR result = -1;
-    if (CreateFromTemplate(*t, owner)) {
-        AfxTrace("PostMessage(%lx,WM_ACTIVATE)\r\n", (unsigned long)(uintptr_t)m_hWnd);
-        PostMessage(WM_ACTIVATE, 1, 0);
-        if (OnInitDialog() && !m_bEnded) {
-            ShowWindow(SW_SHOW);
-            UpdateWindow();
-            platform::WaitViewable(reinterpret_cast<platform::View*>(m_hWnd), 1000);
-            CWnd* first = nullptr;
-            for (auto it = m_children.rbegin(); it != m_children.rend() && !first; ++it)
-                if (Focusable(*it)) first = *it;
-            (first ? first : this)->SetFocus();
-            if (!m_bEnded) RunModalLoop();
-        }
-        result = m_bEnded ? m_nModalResult : -1;
-        ShowWindow(SW_HIDE);
+    m_bFinishQueued = FALSE;
+    if (!CreateFromTemplate(*t, owner)) {
+        if (m_pPanel && CWnd::FromHandle(m_panelHwnd) == m_pPanel) m_pPanel->EnableWindow(!m_bPanelWasDisabled);
+        DestroyWindow();
+        for (CWnd* w : m_ownedItems) delete w;
+        m_ownedItems.clear();
+        m_pPanel = nullptr;
+        m_pOldFocus = nullptr;
+        return FALSE;
     }
-    if (panel && CWnd::FromHandle(panelHwnd) == panel) panel->EnableWindow(!wasDisabled);
+    m_bRunning = TRUE;
+    m_onEnd = std::move(onEnd);
+    AfxTrace("PostMessage(%lx,WM_ACTIVATE)\r\n", (unsigned long)(uintptr_t)m_hWnd);
+    PostMessage(WM_ACTIVATE, 1, 0);
+    if (!OnInitDialog() || m_bEnded) {
+        QueueFinish();
+        return TRUE;
+    }
+    ShowWindow(SW_SHOW);
+    UpdateWindow();
+    CWnd* first = nullptr;
+    for (auto it = m_children.rbegin(); it != m_children.rend() && !first; ++it)
+        if (Focusable(*it)) first = *it;
+    // The keyboard is asked for now; the bridge asks again once the window
+    // is on the screen, should a window manager map it later.
+    (first ? first : this)->SetFocus();
+    return TRUE;
+}
+
+INT_PTR CDialog::DoModal()
+{
+    INT_PTR result = -1;
+    bool done = false;
+    if (!DoModalAsync([&](INT_PTR r) {
+            result = r;
+            done = true;
+        }))
+        return -1;
+    AfxPumpUntil([&] { return done || !m_bRunning; });
+    return result;
+}
+
+void CDialog::QueueFinish()
+{
+    if (!m_bRunning || m_bFinishQueued) return;
+    m_bFinishQueued = TRUE;
+    // Out of sight at once; taken down once the handler that ended it has
+    // returned.
+    ShowWindow(SW_HIDE);
+    AfxDeferToPump(this, [this] { FinishModal(); });
+}
+
+void CDialog::TearDown()
+{
+    m_bTearingDown = TRUE;
+    ShowWindow(SW_HIDE);
+    if (m_pPanel && CWnd::FromHandle(m_panelHwnd) == m_pPanel) m_pPanel->EnableWindow(!m_bPanelWasDisabled);
     DestroyWindow();
     for (CWnd* w : m_ownedItems) delete w;
     m_ownedItems.clear();
     // The keyboard goes back to where it was.
-    if (oldFocus && CWnd::FromHandle(focusHwnd) == oldFocus && oldFocus->IsWindowVisible()) oldFocus->SetFocus();
-    return result;
+    if (m_pOldFocus && CWnd::FromHandle(m_oldFocusHwnd) == m_pOldFocus && m_pOldFocus->IsWindowVisible())
+        m_pOldFocus->SetFocus();
+    m_pPanel = nullptr;
+    m_pOldFocus = nullptr;
+    m_bRunning = FALSE;
+    m_bTearingDown = FALSE;
+}
+
+void CDialog::FinishModal()
+{
+    if (!m_bRunning) return;
+    INT_PTR result = m_bEnded ? m_nModalResult : -1;
+    TearDown();
+    std::function<void(INT_PTR)> done = std::move(m_onEnd);
+    m_onEnd = nullptr;
+    if (done) done(result);  // the last thing: it may delete this dialog
+}
+
+void CDialog::OnDestroy()
+{
+    CWnd::OnDestroy();
+    // The window went from under a running dialog (the host's window or
+    // the display went away): it ends with -1.
+    if (m_bRunning && !m_bTearingDown && !m_bEnded) {
+        m_nModalResult = -1;
+        m_bEnded = TRUE;
+        QueueFinish();
+    }
 }
 
 void CDialog::EndDialog(int nResult)
@@ -263,6 +332,7 @@ void CDialog::EndDialog(int nResult)
     m_nModalResult = nResult;
     m_bEnded = TRUE;
     EndModalLoop(nResult);
+    QueueFinish();
 }
 
 BOOL CDialog::OnInitDialog()
@@ -367,7 +437,7 @@ namespace {
 
 class CMessageBoxDlg : public CDialog {
 public:
-    CMessageBoxDlg(const char* text, UINT type) : m_text(text), m_type(type)
+    CMessageBoxDlg(const char* text, UINT type, CWnd* owner = nullptr) : m_text(text), m_type(type)
     {
         struct Set {
             UINT ids[3];
@@ -418,7 +488,7 @@ public:
             m_t.items.push_back(b);
             bx += kButtonW + kButtonGap;
         }
-        InitModalIndirect(&m_t, nullptr);
+        InitModalIndirect(&m_t, owner);
     }
 
     BOOL OnCommand(WPARAM wParam, LPARAM lParam) override
@@ -507,6 +577,24 @@ int CWinApp::DoMessageBox(LPCTSTR lpszPrompt, UINT nType, UINT)
         return IDOK;
     }
     return (int)r;
+}
+
+void AfxMessageBoxAsync(LPCTSTR lpszText, UINT nType, std::function<void(int)> onDone, CWnd* pOwner)
+{
+    CString text(lpszText);  // a resource number is loaded from the strings table
+    auto* box = new CMessageBoxDlg(text, nType, pOwner);
+    bool shown = box->DoModalAsync([box, text, onDone](INT_PTR r) {
+        delete box;
+        // Gone before an answer (the display or the host's window went):
+        // the text still reaches the user's terminal.
+        if (r < 0) std::fprintf(stderr, "%s\n", (const char*)text);
+        if (onDone) onDone(r < 0 ? IDOK : (int)r);
+    });
+    if (!shown) {
+        delete box;
+        std::fprintf(stderr, "%s\n", (const char*)text);
+        if (onDone) onDone(IDOK);
+    }
 }
 
 int AfxMessageBox(LPCTSTR lpszText, UINT nType, UINT nIDHelp)

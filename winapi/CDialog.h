@@ -1,8 +1,11 @@
 #pragma once
 // Modal dialogs built from dialog templates, data exchange, and message
 // boxes. A dialog is a transient top-level window of the editor's own
-// display connection, placed over its owner; its modal loop pumps only the
-// layer's own events on the user-interface thread (see RunModalLoop).
+// display connection, placed over its owner. Its modality is a state, not a
+// loop: while it runs, its owner's panel takes no input, and the event pump
+// (the editor's idle call) drives it like any other window; the code that
+// follows the dialog runs as a continuation when it ends.
+#include <functional>
 #include <vector>
 
 #include "CString.h"
@@ -85,11 +88,21 @@ public:
     explicit CDialog(UINT nIDTemplate, CWnd* pParentWnd = nullptr);
     ~CDialog() override;
 
-    // Runs the dialog modally and returns the code given to EndDialog;
-    // -1 when the dialog cannot be shown (no template, no display) or its
-    // window disappears while it runs.
+    // Shows the dialog modally and returns at once: TRUE when it runs, FALSE
+    // when it cannot be shown (no template, no display, already running;
+    // onEnd is then not called). While it runs, the panel it opened over
+    // takes no mouse or key input. When it ends (EndDialog, or -1 when its
+    // window disappears), it is taken down, the panel is enabled again, the
+    // keyboard goes back where it was, and then onEnd runs with the result,
+    // from the event pump. The object must live until then; deleting it
+    // earlier closes the dialog without calling onEnd. onEnd may delete it.
+    BOOL DoModalAsync(std::function<void(INT_PTR)> onEnd);
+    // The same in a loop of its own until the dialog ends (see
+    // AfxPumpUntil); returns the code given to EndDialog, or -1 as
+    // above. For programs that own their loop, never inside a host's call.
     virtual INT_PTR DoModal();
     void EndDialog(int nResult);
+    BOOL IsModalRunning() const { return m_bRunning; }
     // A dialog from a template object instead of a resource id (message
     // boxes build theirs at run time). The template must outlive DoModal.
     void InitModalIndirect(const DialogTemplate* pTemplate, CWnd* pParentWnd = nullptr);
@@ -112,6 +125,7 @@ public:
     afx_msg LRESULT OnCloseRequest(WPARAM wParam, LPARAM lParam);
     afx_msg void OnIdOk();
     afx_msg void OnIdCancel();
+    afx_msg void OnDestroy();
 
     DECLARE_MESSAGE_MAP()
 
@@ -127,7 +141,19 @@ protected:
 private:
     BOOL CreateFromTemplate(const DialogTemplate& t, CWnd* owner);
     void FocusNextControl(bool backwards);
+    void QueueFinish();
+    void FinishModal();
+    void TearDown();
     BOOL m_bEnded = FALSE;
+    BOOL m_bRunning = FALSE;       // between DoModalAsync and the end
+    BOOL m_bFinishQueued = FALSE;  // ended; taken down from the pump
+    BOOL m_bTearingDown = FALSE;
+    std::function<void(INT_PTR)> m_onEnd;
+    CWnd* m_pPanel = nullptr;  // disabled while the dialog runs
+    HWND m_panelHwnd = nullptr;
+    BOOL m_bPanelWasDisabled = FALSE;
+    CWnd* m_pOldFocus = nullptr;
+    HWND m_oldFocusHwnd = nullptr;
     std::vector<CWnd*> m_ownedItems;  // placeholders made from the template
     friend void DDX_Control(CDataExchange*, int, CWnd&);
 };
@@ -139,3 +165,9 @@ private:
 // display at all it writes the text to standard error and returns IDOK.
 int AfxMessageBox(LPCTSTR lpszText, UINT nType = MB_OK, UINT nIDHelp = 0);
 int AfxMessageBox(UINT nIDPrompt, UINT nType = MB_OK, UINT nIDHelp = (UINT)-1);
+// The same without waiting: the box is shown modally over pOwner's panel
+// (or as AfxMessageBox places it, without an owner) and this returns at
+// once; onDone (may be empty) gets the button's ID from the event pump when
+// the box closes. With no display at all the text goes to standard error
+// and onDone gets IDOK at once.
+void AfxMessageBoxAsync(LPCTSTR lpszText, UINT nType, std::function<void(int)> onDone, CWnd* pOwner = nullptr);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "ControlPaint.h"
 #include "PopupList.h"
@@ -18,7 +19,8 @@ constexpr int kCheckColumn = 22;  // room for the check mark
 constexpr int kRightPad = 18;
 
 
-int AfxRunSubList(CWnd* owner, int x, int y, const std::vector<PopupItem>& items, const CFont* font);
+bool ShowSubList(CWnd* owner, int x, int y, const std::vector<PopupItem>& items, const CFont* font,
+                 std::function<void(int)> onDone);
 
 class CPopupList : public CWnd {
 public:
@@ -42,17 +44,32 @@ public:
         return h;
     }
 
-    int Run(int current)
+    // Shows the list and takes pointer and keyboard; returns at once.
+    void Start(int current, CWnd* owner, std::function<void(int)> onDone)
     {
+        m_pOwner = owner;
+        m_ownerHwnd = owner->GetSafeHwnd();
+        m_onDone = std::move(onDone);
         m_hover = Selectable(current) ? current : -1;
         ShowWindow(SW_SHOW);
         platform::View* v = reinterpret_cast<platform::View*>(m_hWnd);
-        platform::WaitViewable(v, 1000);
+        // An override-redirect window is viewable as soon as the server has
+        // mapped it; the wait only covers an owner that is not shown.
+        platform::WaitViewable(v, 250);
         platform::GrabInput(v);
-        HWND self = m_hWnd;
-        RunModalLoop();
-        if (m_hWnd == self) platform::ReleaseInput(v);
-        return m_chosen;
+    }
+
+    // Destroyed from outside (its owner went, or the display): the list
+    // ends as dismissed, and the object goes once the destruction is over.
+    BOOL DestroyWindow() override
+    {
+        BOOL r = CWnd::DestroyWindow();
+        if (!m_bFinishQueued) {
+            m_bFinishQueued = true;
+            m_chosen = kDismissAll;
+            AfxDeferToPump(this, [this] { Close(); });
+        }
+        return r;
     }
 
     BOOL IsDialogMessage(MSG* pMsg) override
@@ -208,18 +225,16 @@ private:
             Finish(it.code >= 0 ? it.code : i);
             return;
         }
-        HWND self = m_hWnd;
-        m_bSubOpen = true;
-        int r = AfxRunSubList(this, m_nClientWidth - 4, RowTop(i) - 2, it.children, m_font);
-        if (m_hWnd != self) return;
-        m_bSubOpen = false;
-        if (r >= 0 || r == kDismissAll) {
-            Finish(r);
-            return;
-        }
-        // Back from a submenu closed by Escape or Left: this list holds
-        // the input again.
-        platform::GrabInput(reinterpret_cast<platform::View*>(m_hWnd));
+        m_bSubOpen = ShowSubList(this, m_nClientWidth - 4, RowTop(i) - 2, it.children, m_font, [this](int r) {
+            m_bSubOpen = false;
+            if (r >= 0 || r == kDismissAll) {
+                Finish(r);
+                return;
+            }
+            // Back from a submenu closed by Escape or Left: this list holds
+            // the input again.
+            platform::GrabInput(reinterpret_cast<platform::View*>(m_hWnd));
+        });
     }
     int RowAt(int py) const
     {
@@ -231,10 +246,26 @@ private:
         }
         return -1;
     }
+    // The choice is made: the list lets go of the input and disappears at
+    // once, and is taken down from the pump, after the handler that chose.
     void Finish(int index)
     {
+        if (m_bFinishQueued) return;
+        m_bFinishQueued = true;
         m_chosen = index;
-        EndModalLoop(index);
+        platform::ReleaseInput(reinterpret_cast<platform::View*>(m_hWnd));
+        ShowWindow(SW_HIDE);
+        AfxDeferToPump(this, [this] { Close(); });
+    }
+    void Close()
+    {
+        CWnd::DestroyWindow();
+        std::function<void(int)> done = std::move(m_onDone);
+        CWnd* owner = m_pOwner;
+        HWND ownerHwnd = m_ownerHwnd;
+        int chosen = m_chosen;
+        delete this;
+        if (done && ownerHwnd && CWnd::FromHandle(ownerHwnd) == owner) done(chosen);
     }
 
 public:
@@ -250,6 +281,10 @@ private:
     int m_hover = -1;
     int m_chosen = -1;
     bool m_moved = false;
+    bool m_bFinishQueued = false;
+    CWnd* m_pOwner = nullptr;
+    HWND m_ownerHwnd = nullptr;
+    std::function<void(int)> m_onDone;
 };
 
 BEGIN_MESSAGE_MAP(CPopupList, CWnd)
@@ -267,33 +302,51 @@ END_MESSAGE_MAP()
 
 namespace {
 
-int RunList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items, int current,
-            const CFont* font, bool sub)
+bool ShowList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items, int current,
+              const CFont* font, bool sub, std::function<void(int)> onDone)
 {
-    if (!owner || !owner->GetSafeHwnd() || items.empty()) return -1;
-    CPopupList list(items, font);
-    list.m_bSub = sub;
-    int w = list.Width(minWidth), h = list.Height();
+    if (!owner || !owner->GetSafeHwnd() || items.empty()) return false;
+    auto* list = new CPopupList(items, font);
+    list->m_bSub = sub;
+    int w = list->Width(minWidth), h = list->Height();
     if (xAlign == 1) x -= w / 2;
     if (xAlign == 2) x -= w;
     CRect r(x, y, x + w, y + h);
-    if (!list.Create(nullptr, "", WS_POPUP, r, owner, 0)) return -1;
-    int chosen = list.Run(current);
-    list.DestroyWindow();
-    return chosen;
+    if (!list->Create(nullptr, "", WS_POPUP, r, owner, 0)) {
+        delete list;
+        return false;
+    }
+    list->Start(current, owner, std::move(onDone));
+    return true;
 }
 
-int AfxRunSubList(CWnd* owner, int x, int y, const std::vector<PopupItem>& items, const CFont* font)
+bool ShowSubList(CWnd* owner, int x, int y, const std::vector<PopupItem>& items, const CFont* font,
+                 std::function<void(int)> onDone)
 {
-    return RunList(owner, x, y, 0, 0, items, -1, font, true);
+    return ShowList(owner, x, y, 0, 0, items, -1, font, true, std::move(onDone));
 }
 
 }  // namespace
 
+bool AfxShowPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items,
+                      int current, const CFont* font, std::function<void(int)> onDone)
+{
+    return ShowList(owner, x, y, xAlign, minWidth, items, current, font, false, std::move(onDone));
+}
+
 int AfxRunPopupList(CWnd* owner, int x, int y, int xAlign, int minWidth, const std::vector<PopupItem>& items,
                     int current, const CFont* font)
 {
-    return RunList(owner, x, y, xAlign, minWidth, items, current, font, false);
+    int result = -1;
+    bool done = false;
+    HWND ownerHwnd = owner ? owner->GetSafeHwnd() : nullptr;
+    if (!AfxShowPopupList(owner, x, y, xAlign, minWidth, items, current, font, [&](int r) {
+            result = r;
+            done = true;
+        }))
+        return -1;
+    AfxPumpUntil([&] { return done || CWnd::FromHandle(ownerHwnd) != owner; });
+    return done ? result : -1;
 }
 
 // --- CMenu ------------------------------------------------------------------------------
@@ -382,17 +435,31 @@ std::vector<PopupItem> CMenu::ListItems(int depth) const
     return items;
 }
 
-BOOL CMenu::TrackPopupMenu(UINT nFlags, int x, int y, CWnd* pWnd, LPCRECT)
+BOOL CMenu::TrackPopupMenuAsync(UINT nFlags, int x, int y, CWnd* pWnd, std::function<void(UINT)> onDone, LPCRECT)
 {
     if (!m_hMenu || !pWnd || m_items.empty()) return FALSE;
     std::vector<PopupItem> items = ListItems(0);
     int align = (nFlags & TPM_CENTERALIGN) ? 1 : (nFlags & TPM_RIGHTALIGN) ? 2 : 0;
-    HWND target = pWnd->GetSafeHwnd();
-    int chosen = AfxRunPopupList(pWnd, x, y, align, 0, items, -1, nullptr);
-    if (chosen < 0) return 0;
-    UINT id = (UINT)chosen;
-    if (nFlags & TPM_RETURNCMD) return (BOOL)id;
-    // The command arrives after the menu has gone, as on Windows.
-    if (CWnd::FromHandle(target) == pWnd) pWnd->SendMessage(WM_COMMAND, id, 0);
-    return TRUE;
+    return AfxShowPopupList(pWnd, x, y, align, 0, items, -1, nullptr, [pWnd, nFlags, onDone](int chosen) {
+        UINT id = chosen < 0 ? 0 : (UINT)chosen;
+        HWND target = pWnd->GetSafeHwnd();
+        // The command arrives after the menu has gone, as on Windows.
+        if (id && !(nFlags & TPM_RETURNCMD)) pWnd->SendMessage(WM_COMMAND, id, 0);
+        if (onDone && CWnd::FromHandle(target) == pWnd) onDone(id);
+    });
+}
+
+BOOL CMenu::TrackPopupMenu(UINT nFlags, int x, int y, CWnd* pWnd, LPCRECT lpRect)
+{
+    UINT chosen = 0;
+    bool done = false;
+    HWND target = pWnd ? pWnd->GetSafeHwnd() : nullptr;
+    if (!TrackPopupMenuAsync(nFlags, x, y, pWnd, [&](UINT id) {
+            chosen = id;
+            done = true;
+        }, lpRect))
+        return FALSE;
+    AfxPumpUntil([&] { return done || CWnd::FromHandle(target) != pWnd; });
+    if (nFlags & TPM_RETURNCMD) return (BOOL)chosen;
+    return chosen != 0;
 }

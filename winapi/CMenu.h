@@ -3,6 +3,7 @@
 // override-redirect window of the editor's own display connection that holds
 // the pointer and keyboard until an item is chosen, Escape is pressed or the
 // user clicks outside.
+#include <functional>
 #include <vector>
 
 #include "CString.h"
@@ -47,10 +48,19 @@ public:
     static CMenu* FromHandle(HMENU hMenu);
 
     // Shows the menu with its top-left corner at (x, y) in pWnd's client
-    // coordinates and runs it. The chosen item's id reaches pWnd as
-    // WM_COMMAND after the menu has closed; returns TRUE when an item was
-    // chosen (with TPM_RETURNCMD: the id, and nothing is sent). Escape or a
-    // click outside returns 0 and sends nothing.
+    // coordinates and returns at once (the menu holds pointer and keyboard
+    // while it is up; the calling thread goes back to its own work). When it
+    // closes, the chosen item's id reaches pWnd as WM_COMMAND (not with
+    // TPM_RETURNCMD), and then onDone runs with the id, or 0 when Escape or
+    // a click outside dismissed it; both from the event pump. Nothing runs
+    // when pWnd is destroyed first. FALSE when the menu cannot be shown
+    // (onDone is then not called). The menu's items are copied: the CMenu
+    // object may go at once.
+    BOOL TrackPopupMenuAsync(UINT nFlags, int x, int y, CWnd* pWnd, std::function<void(UINT)> onDone,
+                             LPCRECT lpRect = nullptr);
+    // The same in a loop of its own until the menu closes (see
+    // AfxPumpUntil): TRUE when an item was chosen (with TPM_RETURNCMD:
+    // the id), 0 when dismissed.
     BOOL TrackPopupMenu(UINT nFlags, int x, int y, CWnd* pWnd, LPCRECT lpRect = nullptr);
 
     struct Item {

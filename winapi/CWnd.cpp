@@ -102,18 +102,6 @@ void PurgePosts(CWnd* wnd)
         }
 }
 
-// --- timers ----------------------------------------------------------------------
-// Live timers by serial number; only the user-interface thread reads or
-// writes this map. A firing queued before KillTimer finds its serial gone.
-std::map<uint64_t, CWnd*> g_timers;
-uint64_t g_timerSerial = 0;
-
-void DeliverTimer(uint64_t serial)
-{
-    auto it = g_timers.find(serial);
-    if (it != g_timers.end()) it->second->SendMessage(WM_TIMER, 0, 0);
-}
-
 UINT TranslateModifiers(unsigned m)
 {
     UINT f = 0;
@@ -234,9 +222,7 @@ BOOL CCmdTarget::OnCmdMsg(UINT nID, int nCode, void* pExtra, void*)
 // --- CWnd ------------------------------------------------------------------------
 
 struct CWnd::TimerRecord {
-    uint64_t serial = 0;
-    std::shared_ptr<std::atomic<bool>> pending;
-    std::unique_ptr<platform::TimerThread> thread;
+    unsigned long id = 0;  // the pump's timer
 };
 
 BEGIN_MESSAGE_MAP(CWnd, CCmdTarget)
@@ -261,7 +247,12 @@ BEGIN_MESSAGE_MAP(CWnd, CCmdTarget)
     ON_MESSAGE(WM_MACINTOSH, OnMacintosh)
 END_MESSAGE_MAP()
 
-CWnd::CWnd() { g_liveWindows.insert(this); }
+CWnd::CWnd()
+{
+    static uint64_t serial = 0;
+    m_nObjectSerial = ++serial;
+    g_liveWindows.insert(this);
+}
 
 CWnd::~CWnd()
 {
@@ -694,20 +685,9 @@ UINT_PTR CWnd::SetTimer(UINT_PTR nIDEvent, UINT nElapse, void*)
 {
     KillTimer(0);  // one timer per window: a second SetTimer replaces the first
     auto rec = std::make_unique<TimerRecord>();
-    rec->serial = ++g_timerSerial;
-    rec->pending = std::make_shared<std::atomic<bool>>(false);
-    g_timers[rec->serial] = this;
-    uint64_t serial = rec->serial;
-    std::shared_ptr<std::atomic<bool>> pending = rec->pending;
-    // The worker only queues a firing; while one is still waiting for the
-    // pump no second one is queued, so a slow idle rate never piles up.
-    rec->thread = std::make_unique<platform::TimerThread>(nElapse, [serial, pending] {
-        if (pending->exchange(true)) return;
-        platform::PostToUiThread([serial, pending] {
-            pending->store(false);
-            DeliverTimer(serial);
-        });
-    });
+    // A deadline the event pump checks; the window is always there when it
+    // fires, as DestroyWindow and the destructor stop it first.
+    rec->id = platform::StartTimer(nElapse, [this] { SendMessage(WM_TIMER, 0, 0); });
     m_pTimer = std::move(rec);
     return nIDEvent;
 }
@@ -715,8 +695,8 @@ UINT_PTR CWnd::SetTimer(UINT_PTR nIDEvent, UINT nElapse, void*)
 BOOL CWnd::KillTimer(UINT_PTR)
 {
     if (m_pTimer) {
-        g_timers.erase(m_pTimer->serial);
-        m_pTimer.reset();  // wakes and joins the worker
+        platform::StopTimer(m_pTimer->id);
+        m_pTimer.reset();
     }
     return TRUE;
 }
@@ -975,6 +955,17 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
             DestroyWindow();
         break;
     case platform::ViewEvent::kKey: {
+        // A dialog's window given the keyboard by a window manager: the key
+        // belongs to the control inside it that has our focus.
+        if (g_focusWnd && g_focusWnd != this && g_focusWnd->m_hWnd) {
+            bool inside = false;
+            for (CWnd* w = LiveParent(g_focusWnd->m_pParentWnd); w && !inside; w = LiveParent(w->m_pParentWnd))
+                inside = w == this;
+            if (inside) {
+                g_focusWnd->OnViewEvent(ev);
+                break;
+            }
+        }
         UINT code = 0, ch = 0;
         for (const KeyCode& k : kSpecialKeys)
             if (k.key == ev.key && ev.key != platform::kKeyNone) {
@@ -1136,3 +1127,16 @@ HCURSOR SetCursor(HCURSOR hCursor)
 LPCTSTR AfxRegisterWndClass(UINT, HCURSOR, HBRUSH, HICON) { return nullptr; }
 
 int AfxPumpMessages(int timeoutMs) { return platform::PumpEvents(timeoutMs); }
+
+void AfxDeferToPump(CWnd* pWnd, std::function<void()> fn)
+{
+    const uint64_t serial = pWnd ? pWnd->m_nObjectSerial : 0;
+    platform::PostToUiThread([pWnd, serial, fn = std::move(fn)] {
+        if (pWnd && g_liveWindows.count(pWnd) && pWnd->m_nObjectSerial == serial) fn();
+    });
+}
+
+void AfxPumpUntil(const std::function<bool()>& done)
+{
+    while (!done()) platform::PumpEvents(20);
+}

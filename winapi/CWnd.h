@@ -4,6 +4,7 @@
 // bridge); CWinApp; and the free
 // functions of the window layer.
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -116,7 +117,10 @@ public:
     // messages, timers, painting) on this thread until EndModalLoop, until
     // this window is destroyed (its parent or the host's window went away,
     // or the server connection died) and returns the code given to
-    // EndModalLoop (-1 when the window went away).
+    // EndModalLoop (-1 when the window went away). A nested loop holds the
+    // calling thread: code that runs inside a host's callback uses the
+    // asynchronous forms (CDialog::DoModalAsync, CMenu::TrackPopupMenuAsync,
+    // AfxMessageBoxAsync) instead; this is for programs that own their loop.
     int RunModalLoop(DWORD dwFlags = 0);
     void EndModalLoop(int nResult);
     BOOL ContinueModal() const { return m_bInModalLoop; }
@@ -234,6 +238,7 @@ public:
     // During painting: the context being painted and the update rectangle.
     void* m_pPaintContext = nullptr;
     CRect m_rcUpdate;
+    uint64_t m_nObjectSerial = 0;  // tells window objects apart when an address is reused
 
 private:
     void OnViewEvent(const platform::ViewEvent& ev) override;
@@ -306,6 +311,17 @@ CWnd* AfxGetInputWindow();
 // The editor calls it from its idle entry with timeout 0; it is safe to call
 // at any rate. Returns the number of things handled.
 int AfxPumpMessages(int timeoutMs = 0);
+
+// Runs fn on the user-interface thread from the event pump, after the
+// handler that is running now has returned (so fn may destroy or delete
+// pWnd), but only if the object pWnd is still alive then. From the pump's
+// own work queue: it runs within the current pump when called from an
+// event handler, else at the next one.
+void AfxDeferToPump(CWnd* pWnd, std::function<void()> fn);
+
+// Pumps (waiting up to 20 ms at a time) until done() holds. For the
+// synchronous forms of the modal calls, in programs that own their loop.
+void AfxPumpUntil(const std::function<bool()>& done);
 
 // Modifier flags of the latest event, in the layer's own bits (Shift 0x200,
 // Option 0x800, Command 0x100). Tests and the bridge set them.

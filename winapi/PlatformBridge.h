@@ -7,9 +7,10 @@
 // platform implements it in a folder of its own beside this header (x11/ for
 // X11 on Linux), chosen with the CMake option GRAPHICEQ_PLATFORM.
 //
-// Threading: everything here except PostToUiThread() and the timer threads
-// runs on the user-interface thread (the thread that calls PumpEvents).
-// Timer threads and posting threads only enqueue work and wake the pump.
+// Threading: everything here except PostToUiThread() runs on the
+// user-interface thread (the thread that calls PumpEvents). Posting threads
+// only enqueue work and wake the pump; timers are deadlines the pump itself
+// checks, so there is no thread of ours beside the host's.
 //
 // This header knows nothing about window objects or message numbers; the
 // layer above implements ViewClient and turns the neutral events below into
@@ -157,9 +158,10 @@ void InvalidateView(View* v, const Rect* r);  // null: the whole view
 void UpdateView(View* v);                     // paint pending damage now
 
 // Drawing outside a paint: a context on the view's back buffer, or null when
-// the view cannot draw. EndDirectDraw puts the result on the screen.
+// the view cannot draw. EndDirectDraw puts the count drawn rectangles on the
+// screen (count < 0: the whole view; 0: nothing).
 cairo_t* BeginDirectDraw(View* v);
-void EndDirectDraw(View* v, cairo_t* cr);
+void EndDirectDraw(View* v, cairo_t* cr, const Rect* drawn = nullptr, int count = -1);
 
 // Keyboard focus is borrowed from the host only while a view needs typing.
 void TakeKeyboardFocus(View* v);
@@ -186,19 +188,15 @@ void PostToUiThread(std::function<void()> fn);
 // Returns the number of events and queued items handled.
 int PumpEvents(int timeoutMs = 0);
 
-// A worker that calls onTick every intervalMs (measured from the end of the
-// previous wait) until destroyed. onTick runs on the worker thread and must
-// only enqueue. Destruction wakes the worker and joins it at once.
-class TimerThread {
-public:
-    TimerThread(unsigned intervalMs, std::function<void()> onTick);
-    ~TimerThread();
-    TimerThread(const TimerThread&) = delete;
-    TimerThread& operator=(const TimerThread&) = delete;
-
-private:
-    struct State;
-    std::shared_ptr<State> m_state;
-};
+// Timers: fn runs on the user-interface thread, from PumpEvents, once
+// intervalMs (at least 10) have passed since the timer started or last
+// fired; a pump fires each timer at most once, however late it comes, and
+// the next interval counts from that firing. A pump that waits wakes for
+// the nearest deadline. Returns the timer's id (never 0).
+unsigned long StartTimer(unsigned intervalMs, std::function<void()> fn);
+// No further firing, even of a timer that is due in the pump running now.
+void StopTimer(unsigned long id);
+// Number of running timers (tests count leaks with it).
+int TimerCount();
 
 }  // namespace platform

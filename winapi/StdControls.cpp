@@ -680,12 +680,18 @@ void CComboBox::ShowDropDown(BOOL bShowIt)
         items[i].text = m_items[i].text;
         items[i].checked = (int)i == m_nCurSel;
     }
-    HWND self = m_hWnd;
-    int chosen = AfxRunPopupList(this, 0, m_nClientHeight, 0, m_nClientWidth, items, m_nCurSel, m_pFont);
-    if (m_hWnd != self) return;  // destroyed while the list was open
-    m_bDropped = FALSE;
-    Invalidate();
-    SelectByUser(chosen);
+    // The list runs on its own; its choice comes back from the event pump
+    // (not at all when this box is destroyed first).
+    bool shown = AfxShowPopupList(this, 0, m_nClientHeight, 0, m_nClientWidth, items, m_nCurSel, m_pFont,
+                                  [this](int chosen) {
+                                      m_bDropped = FALSE;
+                                      Invalidate();
+                                      SelectByUser(chosen);
+                                  });
+    if (!shown) {
+        m_bDropped = FALSE;
+        Invalidate();
+    }
 }
 
 void CComboBox::OnLButtonDown(UINT, CPoint)

@@ -11,6 +11,7 @@
 #include <cairo.h>
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <chrono>
@@ -115,9 +116,9 @@ inline bool Near(uint32_t a, uint32_t b, int tol = 4)
     return true;
 }
 
-// Input from a thread of its own, on a display connection of its own: the
-// plug-in's modal loops (menus, dialogs) run inside an idle call of the
-// host's thread, so the input has to come from elsewhere meanwhile.
+// Input from a thread of its own, on a display connection of its own, while
+// the test's thread plays the host's, idling the editor throughout (and
+// timing every idle call).
 struct ScriptInput {
     Display* d = XOpenDisplay(nullptr);
     ~ScriptInput() { if (d) XCloseDisplay(d); }
@@ -128,7 +129,7 @@ struct ScriptInput {
     void Key(KeySym sym) { XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), True, 0), XTestFakeKeyEvent(d, XKeysymToKeycode(d, sym), False, 0), XSync(d, False), Wait(30); }
     // A viewable top-level window other than except, if there is one now.
     // Override-redirect ones are the pop-up lists.
-    bool TopLevel(Window except, bool overrideRedirect, XWindowAttributes& found)
+    bool TopLevel(Window except, bool overrideRedirect, XWindowAttributes& found, Window* id = nullptr)
     {
         Window root, parent, *kids = nullptr;
         unsigned n = 0;
@@ -140,6 +141,7 @@ struct ScriptInput {
                     bool(a.override_redirect) == overrideRedirect && a.width > 20) {
                     found = a;
                     any = true;
+                    if (id) *id = kids[i];
                 }
             }
             if (kids) XFree(kids);
@@ -147,10 +149,11 @@ struct ScriptInput {
         return any;
     }
     // The same, waited for; false when none appears.
-    bool FindTopLevel(Window except, bool overrideRedirect, XWindowAttributes& found, int ms = 3000)
+    bool FindTopLevel(Window except, bool overrideRedirect, XWindowAttributes& found, int ms = 3000,
+                      Window* id = nullptr)
     {
         auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
-        while (!TopLevel(except, overrideRedirect, found)) {
+        while (!TopLevel(except, overrideRedirect, found, id)) {
             if (std::chrono::steady_clock::now() >= end) return false;
             Wait(20);
         }
@@ -245,9 +248,12 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
+    // The longest effEditIdle call of the last WhileIdling.
+    std::chrono::milliseconds longestIdle{0};
     // Runs script on its own thread while this one keeps the editor idling.
     void WhileIdling(const std::function<void(ScriptInput&)>& script)
     {
+        longestIdle = std::chrono::milliseconds(0);
         std::atomic<bool> done{false};
         std::thread t([&] {
             ScriptInput in;
@@ -263,7 +269,10 @@ protected:
             done = true;
         });
         while (!done) {
+            const auto start = std::chrono::steady_clock::now();
             Idle();
+            longestIdle = std::max(longestIdle, std::chrono::duration_cast<std::chrono::milliseconds>(
+                                                    std::chrono::steady_clock::now() - start));
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
         t.join();

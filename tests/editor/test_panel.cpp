@@ -6,7 +6,9 @@
 #include <cmath>
 
 #include "PanelGeometry.h"
-#include "PanelHost.h"
+#include "PanelHost.h"  // before Xdamage.h: gtest first, then Xlib
+
+#include <X11/extensions/Xdamage.h>
 
 namespace {
 
@@ -380,6 +382,91 @@ TEST_F(Panel, MetersRiseWithAudioAndFallHalfADecibelPerIdleCall)
         EXPECT_EQ(lit(x, r48), 0) << x;
         EXPECT_EQ(lit(x, r70), 1) << x;
     }
+}
+
+// What the editor draws into the host's window, as the X server sees it:
+// every rectangle of every drawing request (the Damage extension), counted
+// on the panel's window and every window inside it.
+struct DrawLog {
+    Display* dpy;
+    int event = 0;
+    std::vector<Damage> damages;
+    DrawLog(Display* d, Window top) : dpy(d)
+    {
+        int error = 0;
+        if (!XDamageQueryExtension(dpy, &event, &error)) return;
+        Watch(top);
+    }
+    // The damage objects go with their windows, or with the connection.
+    void Watch(Window w)
+    {
+        Window root, parent, *kids = nullptr;
+        unsigned n = 0;
+        if (!XQueryTree(dpy, w, &root, &parent, &kids, &n)) return;
+        for (unsigned i = 0; i < n; ++i) {
+            damages.push_back(XDamageCreate(dpy, kids[i], XDamageReportRawRectangles));
+            Watch(kids[i]);
+        }
+        if (kids) XFree(kids);
+    }
+    bool Works() const { return event != 0 && !damages.empty(); }
+    // The rectangles drawn since the last call (panel coordinates: the
+    // panel window sits at the host window's origin).
+    std::vector<XRectangle> Take()
+    {
+        XSync(dpy, False);
+        std::vector<XRectangle> out;
+        XEvent ev;
+        while (XCheckTypedEvent(dpy, event + XDamageNotify, &ev))
+            out.push_back(reinterpret_cast<XDamageNotifyEvent&>(ev).area);
+        return out;
+    }
+};
+
+TEST_F(Panel, AnIdlePanelDrawsNothingAndMovingMetersDrawOnlyTheirRows)
+{
+    ASSERT_TRUE(Open());
+    DrawLog log(dpy, win);
+    if (!log.Works()) GTEST_SKIP() << "no Damage extension";
+    {
+        // A running host feeding silence: the meters stay at the floor.
+        AudioThread audio(this, 0.0f, 5);
+        IdleFor(300);
+        log.Take();
+        IdleFor(1000);  // some 150 idle calls and a dozen timer firings
+        EXPECT_EQ(log.Take().size(), 0u) << "drawn while silent";
+    }
+    IdleFor(200);
+    log.Take();
+    EXPECT_EQ(log.Take().size(), 0u) << "drawn with the host stopped";
+
+    // Audio: each meter draws the rows it moved through, nothing else.
+    Process(0.5f);
+    Idle();
+    for (int i = 0; i < 5; ++i) Idle();
+    const std::vector<XRectangle> drawn = log.Take();
+    EXPECT_FALSE(drawn.empty());
+    for (const XRectangle& r : drawn) {
+        const bool inMeters = (r.x >= 29 && r.x + r.width <= 47) || (r.x >= 669 && r.x + r.width <= 687);
+        EXPECT_TRUE(inMeters && r.y >= 56) << r.x << "," << r.y << " " << r.width << "x" << r.height;
+    }
+    // A falling meter (0.5 dB, a row and a half per call) draws a few rows
+    // at a time, not its whole height.
+    for (int i = 0; i < 4; ++i) Idle();
+    for (const XRectangle& r : log.Take()) EXPECT_LE(r.height, 6) << r.x << "," << r.y;
+    IdleFor(1500);  // the meters back at the floor
+
+    // Host automation that moves neither a thumb by a pixel nor a read-out's
+    // text draws nothing; a real move draws the fader and its read-out.
+    Set(3, 0.7f);
+    IdleFor(100);
+    log.Take();
+    Set(3, 0.70001f);
+    IdleFor(100);
+    EXPECT_EQ(log.Take().size(), 0u) << "drawn for a change nobody can see";
+    Set(3, 0.2f);
+    IdleFor(100);
+    EXPECT_FALSE(log.Take().empty());
 }
 
 // Entries in a /proc/self directory.

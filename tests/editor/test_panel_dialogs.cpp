@@ -1,7 +1,9 @@
 // The panel's typed entry, program-copy menu, revert indicator and preset
 // save dialog, driven with real X input.
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -221,6 +223,170 @@ TEST_F(PanelEntry, TheSaveDialogStoresTheProgramUnderTheChosenSlotAndName)
     EXPECT_EQ(other->getParameter(other, 5), 0.875f);
     EXPECT_EQ(other->getParameter(other, 22), 0.125f);
     other->dispatcher(other, effClose, 0, 0, nullptr, 0);
+}
+
+// The host's thread while the panel's menu, dialog or message box is up:
+// every idle call comes back at once, however long the user keeps it open.
+constexpr long kPromptMs = 1200;  // room for a loaded machine, half the hold below
+constexpr int kHoldMs = 2500;
+
+std::string PrefsBank() { return std::string(getenv("XDG_CONFIG_HOME")) + "/GraphicEQ/GraEQDef.fxb"; }
+
+bool Exists(const std::string& path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0;
+}
+
+// Waits until the top-level window id is no longer on the screen.
+bool Closed(ScriptInput& in, Window id, int ms = 3000)
+{
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    auto shown = [&] {
+        // Only a window still listed is asked about (a destroyed one would
+        // be an X error).
+        Window root, parent, *kids = nullptr;
+        unsigned n = 0;
+        bool listed = false;
+        if (XQueryTree(in.d, DefaultRootWindow(in.d), &root, &parent, &kids, &n)) {
+            for (unsigned i = 0; i < n; ++i) listed = listed || kids[i] == id;
+            if (kids) XFree(kids);
+        }
+        XWindowAttributes a;
+        return listed && XGetWindowAttributes(in.d, id, &a) && a.map_state == IsViewable;
+    };
+    for (;;) {
+        if (!shown()) return true;
+        if (std::chrono::steady_clock::now() > end) return false;
+        ScriptInput::Wait(20);
+    }
+}
+
+TEST_F(PanelEntry, TheSaveDialogNeverHoldsTheHostTakesNoPanelInputAndEndsOnEscapeOrReturn)
+{
+    ASSERT_TRUE(Open());
+    std::remove(PrefsBank().c_str());
+    const float gain = Get(3);
+    for (KeySym key : {XK_Escape, XK_Return}) {
+        SCOPED_TRACE(key == XK_Escape ? "Escape" : "Return");
+        bool shown = false, closed = false;
+        WhileIdling([&](ScriptInput& in) {
+            in.Click(kX + 290, kY + 18);  // the save button
+            XWindowAttributes dlg;
+            Window id = 0;
+            if (!(shown = in.FindTopLevel(win, false, dlg, 3000, &id))) return;
+            // Into the name field first.
+            const int left = dlg.x + (dlg.width - 300) / 2, top = dlg.y + dlg.height - 118 - (dlg.width - 300) / 2;
+            in.Click(left + 280, top + 55);
+            // The panel beside the dialog takes no clicks meanwhile (band
+            // 0's gain fader, well outside the dialog).
+            in.Click(kX + 105, kY + 70);
+            // A window manager hands the keyboard to the dialog's own window
+            // (a click on its frame does), with the pointer outside it.
+            XSetInputFocus(in.d, id, RevertToParent, CurrentTime);
+            ScriptInput::Wait(kHoldMs);
+            in.Key(key);
+            closed = Closed(in, id);
+        });
+        EXPECT_TRUE(shown);
+        EXPECT_TRUE(closed);
+        EXPECT_LT(longestIdle.count(), kPromptMs) << "an idle call held the host's thread";
+        EXPECT_EQ(Get(3), gain) << "the panel took a click while the dialog was open";
+        // Escape saves nothing; Return saves the current program under its
+        // own slot and name, and the bank goes to the preferences.
+        EXPECT_EQ(Exists(PrefsBank()), key == XK_Return);
+    }
+    // The panel takes input again.
+    Click(105, 70);
+    EXPECT_NE(Get(3), gain);
+}
+
+TEST_F(PanelEntry, ClosingTheEditorUnderAnOpenDialogOrMenuTakesItAlong)
+{
+    struct Case {
+        int x, y;  // the save button, the copy button
+        bool menu;
+    };
+    for (const Case& c : {Case{290, 18, false}, Case{78, 19, true}}) {
+        SCOPED_TRACE(c.menu ? "menu" : "dialog");
+        ASSERT_TRUE(Open());
+        std::atomic<bool> open{false}, closed{false};
+        bool gone = false;
+        std::thread script([&] {
+            ScriptInput in;
+            in.Click(kX + c.x, kY + c.y);
+            XWindowAttributes a;
+            Window id = 0;
+            const bool found = in.FindTopLevel(win, c.menu, a, 3000, &id);
+            open = true;
+            while (found && !closed) ScriptInput::Wait(10);
+            gone = found && Closed(in, id);
+        });
+        while (!open) Idle(), std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        Dispatch(effEditClose);
+        closed = true;
+        script.join();
+        EXPECT_TRUE(gone);
+        IdleFor(100);
+        // A new editor works as before.
+        ASSERT_TRUE(Open());
+        const float before = Get(3);
+        Click(105, before > 0.5f ? 140 : 70);
+        EXPECT_NE(Get(3), before);
+        Dispatch(effEditClose);
+    }
+}
+
+TEST_F(PanelEntry, TheCopyMenuNeverHoldsTheHostAndEscapeCopiesNothing)
+{
+    ASSERT_TRUE(Open());
+    Dispatch(effSetProgram, 0, 2);
+    Set(10, 0.9f);
+    Settle();
+    bool shown = false, gone = false;
+    WhileIdling([&](ScriptInput& in) {
+        in.Click(kX + 78, kY + 19);  // the copy button
+        XWindowAttributes menu;
+        if (!(shown = in.FindTopLevel(win, true, menu))) return;
+        ScriptInput::Wait(kHoldMs);
+        in.Key(XK_Escape);
+        gone = in.PopUpsGone(win);
+    });
+    EXPECT_TRUE(shown);
+    EXPECT_TRUE(gone);
+    EXPECT_LT(longestIdle.count(), kPromptMs) << "an idle call held the host's thread";
+    EXPECT_EQ(Get(10), 0.9f);
+    EXPECT_EQ(Dispatch(effGetProgram), 2);
+}
+
+TEST_F(PanelEntry, AFailedSaveShowsAMessageBoxThatNeverHoldsTheHost)
+{
+    ASSERT_TRUE(Open());
+    // A folder where the bank file should be: the save cannot replace it.
+    const std::string bank = PrefsBank();
+    std::remove(bank.c_str());
+    ASSERT_EQ(system(("mkdir -p '" + bank + "'").c_str()), 0);
+    bool boxShown = false, boxClosed = false;
+    WhileIdling([&](ScriptInput& in) {
+        in.Click(kX + 290, kY + 18);
+        XWindowAttributes a;
+        Window dialog = 0, box = 0;
+        if (!in.FindTopLevel(win, false, a, 3000, &dialog)) return;
+        XSetInputFocus(in.d, dialog, RevertToParent, CurrentTime);
+        in.Key(XK_Return);
+        if (!Closed(in, dialog)) return;
+        // The box about the failed write, over the panel.
+        if (!in.FindTopLevel(win, false, a, 3000, &box) || box == dialog) return;
+        ScriptInput::Wait(kHoldMs);
+        boxShown = in.TopLevel(win, false, a);
+        XSetInputFocus(in.d, box, RevertToParent, CurrentTime);
+        in.Key(XK_Return);
+        boxClosed = Closed(in, box);
+    });
+    rmdir(bank.c_str());
+    EXPECT_TRUE(boxShown);
+    EXPECT_TRUE(boxClosed);
+    EXPECT_LT(longestIdle.count(), kPromptMs) << "an idle call held the host's thread";
 }
 
 }  // namespace

@@ -114,27 +114,69 @@ TEST(Timers, FireWithFirstParameterZeroAtTheIntervalOnePerPump)
     w.KillTimer(1);
 }
 
-TEST(Timers, NothingArrivesAfterKillTimerAndNoThreadIsLeft)
+TEST(Timers, RunInThePumpWithoutAThreadAndNothingArrivesAfterKillTimer)
 {
     Drain();
     const int threadsBefore = CountEntries("/proc/self/task");
     {
         CRecorder w;
         w.SetTimer(1, 10);
-        EXPECT_EQ(CountEntries("/proc/self/task"), threadsBefore + 1);
-        std::this_thread::sleep_for(std::chrono::milliseconds(40));  // a firing is now queued
+        EXPECT_EQ(CountEntries("/proc/self/task"), threadsBefore) << "a timer is a deadline, not a thread";
+        EXPECT_EQ(platform::TimerCount(), 1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(40));  // due now
+        EXPECT_EQ(w.Count(WM_TIMER), 0) << "only the pump fires it";
         EXPECT_TRUE(w.KillTimer(99));  // any identifier stops the window's timer
-        EXPECT_EQ(CountEntries("/proc/self/task"), threadsBefore) << "KillTimer leaves no thread behind";
         PumpFor(60);
         EXPECT_EQ(w.Count(WM_TIMER), 0);
+        EXPECT_EQ(platform::TimerCount(), 0);
     }
     {
         CRecorder w;
         w.SetTimer(1, 10);
         w.SetTimer(2, 20);  // replaces the first
-        EXPECT_EQ(CountEntries("/proc/self/task"), threadsBefore + 1);
+        EXPECT_EQ(platform::TimerCount(), 1);
         std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    }  // deleted with its timer running and a firing queued
-    EXPECT_EQ(CountEntries("/proc/self/task"), threadsBefore);
+    }  // deleted with its timer due
+    EXPECT_EQ(platform::TimerCount(), 0);
     AfxPumpMessages(0);
+}
+
+namespace {
+
+// Kills the other window's timer from its own WM_TIMER.
+class CKiller : public CRecorder {
+public:
+    CWnd* victim = nullptr;
+    LRESULT WindowProc(UINT message, WPARAM wp, LPARAM lp) override
+    {
+        LRESULT r = CRecorder::WindowProc(message, wp, lp);
+        if (message == WM_TIMER && victim) victim->KillTimer(0);
+        return r;
+    }
+};
+
+}  // namespace
+
+TEST(Timers, AWaitingPumpWakesForTheDeadlineAndAKilledTimerDueInTheSamePumpStaysSilent)
+{
+    Drain();
+    CRecorder w;
+    w.SetTimer(1, 50);
+    // One call that may wait up to a second returns with the firing.
+    auto start = Clock::now();
+    AfxPumpMessages(1000);
+    EXPECT_EQ(w.Count(WM_TIMER), 1);
+    EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(500));
+    w.KillTimer(1);
+
+    CKiller a;
+    CRecorder b;
+    a.victim = &b;
+    a.SetTimer(1, 10);
+    b.SetTimer(1, 10);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));  // both due
+    AfxPumpMessages(0);
+    EXPECT_EQ(a.Count(WM_TIMER), 1);
+    EXPECT_EQ(b.Count(WM_TIMER), 0) << "killed by the first firing of the same pump";
+    a.KillTimer(1);
 }

@@ -172,7 +172,7 @@ TEST_F(LostServer, WindowsAreReportedGoneAndTheProcessSurvives)
         EXPECT_FALSE(anchor.AdoptHostWindow(reinterpret_cast<void*>(parent))) << "no server to connect to";
         EXPECT_FALSE(panel.Create(nullptr, "again", WS_CHILD | WS_VISIBLE, CRect(0, 0, 10, 10), &anchor, 1));
     }
-    EXPECT_EQ(CountEntries("/proc/self/task"), threads) << "timer threads left";
+    EXPECT_EQ(CountEntries("/proc/self/task"), threads) << "threads left";
     ExpectHostHandlersUntouched();
 }
 

@@ -16,11 +16,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -190,7 +190,9 @@ public:
     }
     ~ErrorTrap()
     {
-        if (m_dpy && IsLive(m_dpy)) XSync(m_dpy, False);
+        // A round trip only when requests are still unanswered: their errors
+        // must arrive while the handler is ours.
+        if (m_dpy && IsLive(m_dpy) && NextRequest(m_dpy) - 1 > LastKnownRequestProcessed(m_dpy)) XSync(m_dpy, False);
         if (--g_trapDepth == 0) XSetErrorHandler(g_prevHandler);
     }
     ErrorTrap(const ErrorTrap&) = delete;
@@ -236,6 +238,10 @@ struct View {
     int x = 0, y = 0;  // kept for the adopted window only
     int w = 0, h = 0;
     bool shown = false;
+    // A dialog's own window always hears keys: a window manager may give
+    // it the keyboard (on mapping it, on a click into its frame) rather
+    // than the control we focused, and Escape and Return must still work.
+    bool keepsKeys = false;
     Visual* visual = nullptr;
     int depth = 0;
     long eventMask = 0;
@@ -247,6 +253,11 @@ struct View {
 };
 
 namespace {
+
+void DropKeys(View* v)
+{
+    if (!v->keepsKeys) v->eventMask &= ~KeyPressMask;
+}
 
 void FreeSurfaces(View* v)
 {
@@ -577,7 +588,7 @@ void Dispatch(Connection* c, XEvent& ev)
         if (c->focusView != v) return;
         c->focusView = nullptr;
         c->haveSavedFocus = false;
-        v->eventMask &= ~KeyPressMask;
+        DropKeys(v);
         XSelectInput(c->dpy, v->win, v->eventMask);
         out.type = ViewEvent::kFocusOut;
         break;
@@ -722,7 +733,7 @@ void GiveBackKeyboardFocus(View* v)
     Connection* c = v->conn;
     if (c->focusView != v) return;
     c->focusView = nullptr;
-    v->eventMask &= ~KeyPressMask;
+    DropKeys(v);
     if (c->broken) {
         c->haveSavedFocus = false;
         return;
@@ -746,7 +757,7 @@ void TakeKeyboardFocus(View* v)
         c->haveSavedFocus = true;
     }
     if (c->focusView && c->focusView != v) {
-        c->focusView->eventMask &= ~KeyPressMask;
+        DropKeys(c->focusView);
         XSelectInput(c->dpy, c->focusView->win, c->focusView->eventMask);
     }
     c->focusView = v;
@@ -966,7 +977,14 @@ View* CreatePopupView(View* owner, ViewClient* client, int x, int y, int w, int 
     }
     XWindowAttributes wa;
     XGetWindowAttributes(d, win, &wa);
-    return RegisterView(c, win, client, nullptr, w, h, wa.visual, wa.depth);
+    View* v = RegisterView(c, win, client, nullptr, w, h, wa.visual, wa.depth);
+    if (kind == kDialog) {
+        v->keepsKeys = true;
+        v->eventMask |= KeyPressMask;
+        ErrorTrap trap(d);
+        XSelectInput(d, win, v->eventMask);
+    }
+    return v;
 }
 
 bool GrabInput(View* v)
@@ -997,7 +1015,7 @@ void ReleaseInput(View* v)
     ErrorTrap trap(d);
     XUngrabPointer(d, CurrentTime);
     XUngrabKeyboard(d, CurrentTime);
-    v->eventMask &= ~KeyPressMask;
+    DropKeys(v);
     XSelectInput(d, v->win, v->eventMask);
 }
 
@@ -1115,21 +1133,36 @@ void UpdateView(View* v)
 cairo_t* BeginDirectDraw(View* v)
 {
     if (!v || !Usable(v->conn)) return nullptr;
-    {
+    if (!v->back || (!v->gc && !v->winSurface)) {
         ErrorTrap trap(v->conn->dpy);
         if (!EnsureSurfaces(v)) return nullptr;
     }
     return cairo_create(v->back);
 }
 
-void EndDirectDraw(View* v, cairo_t* cr)
+void EndDirectDraw(View* v, cairo_t* cr, const Rect* drawn, int count)
 {
     if (!cr) return;
     cairo_destroy(cr);
-    if (!v || !v->back || !Usable(v->conn)) return;
-    ErrorTrap trap(v->conn->dpy);
+    if (!v || !v->back || !Usable(v->conn) || count == 0) return;
     cairo_surface_flush(v->back);
-    Present(v, Rect{0, 0, v->w, v->h});
+    const Rect whole{0, 0, v->w, v->h};
+    if (count < 0 || !drawn) {
+        drawn = &whole;
+        count = 1;
+    }
+    bool sent = false;
+    for (int i = 0; i < count; ++i) {
+        const Rect& d = drawn[i];
+        Rect r{std::max(d.left, 0), std::max(d.top, 0), std::min(d.right, v->w), std::min(d.bottom, v->h)};
+        if (r.empty()) continue;
+        Present(v, r);
+        sent = true;
+    }
+    // No round trip here (a meter draws many times a second): the images go
+    // out now, and an error they may cause is read, under our handler, by
+    // the next pump, the only reader of this connection.
+    if (sent) XFlush(v->conn->dpy);
 }
 
 void SetViewCursor(View* v, Cursor cursor)
@@ -1177,6 +1210,62 @@ int LostConnectionCount() { return g_lostConnections; }
 
 // --- queue, pump and timers ----------------------------------------------------
 
+namespace {
+
+// Timers by id, on the user-interface thread only.
+struct Timer {
+    std::chrono::steady_clock::time_point due;
+    std::chrono::milliseconds interval;
+    std::shared_ptr<std::function<void()>> fn;
+};
+std::map<unsigned long, Timer> g_timers;
+unsigned long g_lastTimerId = 0;
+
+// Milliseconds until the nearest deadline (0 when one is due), or -1.
+int MsToNextTimer()
+{
+    if (g_timers.empty()) return -1;
+    auto now = std::chrono::steady_clock::now();
+    auto next = g_timers.begin()->second.due;
+    for (auto& kv : g_timers) next = std::min(next, kv.second.due);
+    if (next <= now) return 0;
+    return (int)std::chrono::duration_cast<std::chrono::milliseconds>(next - now).count() + 1;
+}
+
+int FireDueTimers()
+{
+    auto now = std::chrono::steady_clock::now();
+    std::vector<unsigned long> due;
+    for (auto& kv : g_timers)
+        if (kv.second.due <= now) due.push_back(kv.first);
+    int fired = 0;
+    for (unsigned long id : due) {
+        auto it = g_timers.find(id);
+        if (it == g_timers.end()) continue;  // stopped by an earlier one
+        it->second.due = now + it->second.interval;
+        std::shared_ptr<std::function<void()>> fn = it->second.fn;  // may stop itself
+        (*fn)();
+        ++fired;
+    }
+    return fired;
+}
+
+}  // namespace
+
+unsigned long StartTimer(unsigned intervalMs, std::function<void()> fn)
+{
+    // As on Windows, intervals below 10 ms are raised to 10 ms.
+    auto interval = std::chrono::milliseconds(std::max(intervalMs, 10u));
+    unsigned long id = ++g_lastTimerId;
+    g_timers[id] = Timer{std::chrono::steady_clock::now() + interval, interval,
+                         std::make_shared<std::function<void()>>(std::move(fn))};
+    return id;
+}
+
+void StopTimer(unsigned long id) { g_timers.erase(id); }
+
+int TimerCount() { return (int)g_timers.size(); }
+
 void PostToUiThread(std::function<void()> fn)
 {
     std::lock_guard<std::mutex> lock(g_queueMutex);
@@ -1192,6 +1281,7 @@ namespace {
 
 bool SomethingReady()
 {
+    if (MsToNextTimer() == 0) return true;
     {
         std::lock_guard<std::mutex> lock(g_queueMutex);
         if (!g_queue.empty()) return true;
@@ -1253,6 +1343,8 @@ void WaitForSomething(int timeoutMs)
         XFlush(c->dpy);
         fds.push_back(pollfd{ConnectionNumber(c->dpy), POLLIN, 0});
     }
+    int timer = MsToNextTimer();
+    if (timer >= 0) timeoutMs = std::min(timeoutMs, timer);
     poll(fds.data(), fds.size(), timeoutMs);
 }
 
@@ -1299,6 +1391,7 @@ int PumpEvents(int timeoutMs)
         fn();
         ++handled;
     }
+    handled += FireDueTimers();
 
     // Paint what became dirty, once per pump whatever the host's idle rate.
     std::vector<std::pair<Display*, Window>> dirty;
@@ -1314,40 +1407,6 @@ int PumpEvents(int timeoutMs)
         }
     }
     return handled;
-}
-
-struct TimerThread::State {
-    std::mutex m;
-    std::condition_variable cv;
-    bool stop = false;
-    std::thread worker;
-};
-
-TimerThread::TimerThread(unsigned intervalMs, std::function<void()> onTick)
-    : m_state(std::make_shared<State>())
-{
-    // As on Windows, intervals below 10 ms are raised to 10 ms.
-    auto interval = std::chrono::milliseconds(std::max(intervalMs, 10u));
-    State* s = m_state.get();
-    s->worker = std::thread([s, interval, fn = std::move(onTick)] {
-        std::unique_lock<std::mutex> lock(s->m);
-        while (!s->stop) {
-            if (s->cv.wait_for(lock, interval, [s] { return s->stop; })) break;
-            lock.unlock();
-            fn();
-            lock.lock();
-        }
-    });
-}
-
-TimerThread::~TimerThread()
-{
-    {
-        std::lock_guard<std::mutex> lock(m_state->m);
-        m_state->stop = true;
-    }
-    m_state->cv.notify_all();
-    if (m_state->worker.joinable()) m_state->worker.join();
 }
 
 }  // namespace platform
