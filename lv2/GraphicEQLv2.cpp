@@ -30,7 +30,12 @@ using namespace lv2port;
 // The block size announced to the effect when the host tells none.
 constexpr VstInt32 kDefaultMaxBlock = 4096;
 // run() hands the effect at most this many frames at a time.
-constexpr uint32_t kRunSlice = 8192;
+constexpr uint32_t kRunSlice = 1u << 30;
+// A control value this close (normalised: a hundred-thousandth of the
+// range) to what the effect holds is what it holds: hosts store control
+// values as text, often with six significant digits, and what comes back
+// from a saved session differs from the effect's value in the last ones.
+constexpr float kHeldTolerance = 1e-5f;
 
 class Instance final : public GraphicEQLink {
 public:
@@ -88,6 +93,9 @@ public:
         float* in[2] = {m_ports[kInL], m_ports[kInR]};
         float* out[2] = {m_ports[kOutL], m_ports[kOutR]};
         if (in[0] && in[1] && out[0] && out[1]) {
+            // One call per block, as a VST host would make it (the engine
+            // slices long blocks itself); only a count beyond the interface's
+            // integer is cut.
             uint32_t done = 0;
             while (done < frames) {
                 const uint32_t n = frames - done < kRunSlice ? frames - done : kRunSlice;
@@ -167,7 +175,7 @@ private:
             if (std::isnan(normalised))
                 continue;
             const float held = m_effect->getParameter(i);
-            if (normalised == held || PortFromNormalized(i, held) == value)
+            if (std::fabs(normalised - held) <= kHeldTolerance || PortFromNormalized(i, held) == value)
                 continue;
             m_effect->setParameter(i, normalised);
         }
