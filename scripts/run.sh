@@ -38,6 +38,16 @@ else
   SETS=(--set g_8=6 --set g_3=-4)
 fi
 
+# The LV2 bundle for this user's LV2 hosts (Ardour, jalv, Carla, PipeWire).
+LV2_BUNDLE="$ROOT/build/GraphicEQ.lv2"
+if [ -f "$LV2_BUNDLE/manifest.ttl" ]; then
+  echo "== install the LV2 bundle into $HOME/.lv2/GraphicEQ.lv2"
+  rm -rf "$HOME/.lv2/GraphicEQ.lv2"
+  install -d "$HOME/.lv2/GraphicEQ.lv2"
+  install -m 644 "$LV2_BUNDLE"/*.ttl "$LV2_BUNDLE"/*.so "$LV2_BUNDLE/GraEQDef.fxb" "$HOME/.lv2/GraphicEQ.lv2/"
+  ls -l "$HOME/.lv2/GraphicEQ.lv2"
+fi
+
 echo "== graphiceq-host info"
 "$HOST" info "$PLUGIN" | sed -n '1,12p'
 
