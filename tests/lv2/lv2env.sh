@@ -5,7 +5,10 @@ URI="urn:graphiceq:lv2:GraphicEQ"
 SCRATCH="$(mktemp -d /tmp/graphiceq-lv2-XXXXXX)"
 LV2DIR="$SCRATCH/lv2"
 WORK="$SCRATCH/work"
-mkdir -p "$LV2DIR" "$WORK"
+mkdir -p "$LV2DIR" "$WORK" "$SCRATCH/config"
+# The plug-in reads (and the panel writes) its default bank in the user's
+# configuration folder: a private one, so no test sees the user's.
+export XDG_CONFIG_HOME="$SCRATCH/config"
 for spec in core units presets state ui urid options atom buf-size instance-access port-props \
             parameters port-groups time midi log worker patch resize-port data-access; do
   [ -d "/usr/lib/lv2/$spec.lv2" ] && ln -s "/usr/lib/lv2/$spec.lv2" "$LV2DIR/"
