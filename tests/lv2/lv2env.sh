@@ -16,20 +16,34 @@ done
 ln -s "$(cd "$BUNDLE" && pwd)" "$LV2DIR/GraphicEQ.lv2"
 export LV2_PATH="$LV2DIR"
 
-# level_db WAV FROM_S: RMS level in dB of the left channel from FROM_S seconds on.
+# level_db WAV FROM_S: RMS level in dB of the left channel from FROM_S
+# seconds on (16-bit, 32-bit or float WAV).
 level_db() {
   python3 - "$1" "$2" <<'PY'
-import array, math, sys, wave
-w = wave.open(sys.argv[1]); rate = w.getframerate(); ch = w.getnchannels(); sw = w.getsampwidth()
-data = w.readframes(w.getnframes())
-if sw == 2:
-    x = [v / 32768.0 for v in array.array('h', data)]
-elif sw == 4:
-    x = list(array.array('i', data)); x = [v / 2147483648.0 for v in x]
+import array, math, struct, sys
+raw = open(sys.argv[1], "rb").read()
+pos, fmt, data = 12, None, None
+while pos + 8 <= len(raw):
+    cid, size = raw[pos:pos + 4], struct.unpack("<I", raw[pos + 4:pos + 8])[0]
+    body = raw[pos + 8:pos + 8 + size]
+    if cid == b"fmt ":
+        fmt = struct.unpack("<HHIIHH", body[:16])
+    elif cid == b"data":
+        data = body
+    pos += 8 + size + (size & 1)
+tag, ch, rate, _, _, bits = fmt
+if tag == 0xFFFE:
+    tag = 3 if b"\x03\x00\x00\x00\x00\x00\x10\x00" in raw[:100] else 1
+if tag == 3 and bits == 32:
+    x = array.array("f", data)
+elif tag == 1 and bits == 16:
+    x = [v / 32768.0 for v in array.array("h", data)]
+elif tag == 1 and bits == 32:
+    x = [v / 2147483648.0 for v in array.array("i", data)]
 else:
-    sys.exit("unsupported sample width %d" % sw)
+    sys.exit("unsupported WAV format %d/%d" % (tag, bits))
 left = x[0::ch][int(float(sys.argv[2]) * rate):]
-print("%.3f" % (10 * math.log10(sum(v * v for v in left) / len(left))))
+print("%.3f" % (10 * math.log10(max(1e-30, sum(v * v for v in left) / max(1, len(left))))))
 PY
 }
 
