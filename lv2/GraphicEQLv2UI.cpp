@@ -30,11 +30,14 @@ public:
             m_hostValue[i] = m_link->PortValue(i);
     }
 
+    // Only the UI that opened the panel owns the listener and the panel: a
+    // second UI refused on the same instance must leave both alone.
     ~Ui()
     {
+        if (!m_open)
+            return;
         m_link->SetListener(nullptr);
-        if (m_open)
-            m_link->Editor()->close();
+        m_link->Editor()->close();
     }
 
     bool Open(void* parent, LV2UI_Resize* resize, LV2UI_Widget* widget)

@@ -7,6 +7,7 @@
 #include <lv2/state/state.h>
 #include <lv2/urid/urid.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <map>
