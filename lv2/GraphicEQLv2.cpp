@@ -107,9 +107,15 @@ public:
         }
         float peak[4] = {0, 0, 0, 0};
         m_effect->GetVU(&peak[0], &peak[1], &peak[2], &peak[3]);
-        for (unsigned k = 0; k < 4; ++k)
+        for (unsigned k = 0; k < 4; ++k) {
+            // A meter whose peak did not change keeps its figure.
+            if (peak[k] != m_lastPeak[k]) {
+                m_lastPeak[k] = peak[k];
+                m_meterDB[k] = MeterDB(peak[k]);
+            }
             if (float* p = m_ports[kMeterInL + k])
-                *p = MeterDB(peak[k]);
+                *p = m_meterDB[k];
+        }
         const unsigned char over = m_effect->GetClip();
         if (float* p = m_ports[kOver])
             *p = over ? 1.0f : 0.0f;
@@ -163,11 +169,17 @@ private:
     // set; that must not be applied a second time in another rounding).
     void ApplyControls()
     {
+        // Usually nothing changed: one comparison of all values says so.
+        float now[kNumParams];
+        uint32_t differ = 0;
         for (int i = 0; i < kNumParams; ++i) {
-            const float* port = m_ports[i];
-            if (!port)
-                continue;
-            const float value = *port;
+            now[i] = m_ports[i] ? *m_ports[i] : m_lastPort[i];
+            differ |= Bits(now[i]) ^ Bits(m_lastPort[i]);
+        }
+        if (!differ)
+            return;
+        for (int i = 0; i < kNumParams; ++i) {
+            const float value = now[i];
             if (SameBits(value, m_lastPort[i]))
                 continue;
             m_lastPort[i] = value;
@@ -187,7 +199,13 @@ private:
             m_lastPort[i] = std::numeric_limits<float>::quiet_NaN();
     }
 
-    static bool SameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+    static uint32_t Bits(float v)
+    {
+        uint32_t b;
+        std::memcpy(&b, &v, sizeof b);
+        return b;
+    }
+    static bool SameBits(float a, float b) { return Bits(a) == Bits(b); }
 
     static VstIntPtr HostCallback(AEffect* fx, VstInt32 opcode, VstInt32 index, VstIntPtr /*value*/,
                                   void* /*ptr*/, float opt)
@@ -223,6 +241,8 @@ private:
     AGraEQ* m_effect = nullptr;
     float* m_ports[kNumPorts];
     float m_lastPort[kNumParams];
+    float m_lastPeak[4] = {0, 0, 0, 0};
+    float m_meterDB[4] = {kMeterFloorDB, kMeterFloorDB, kMeterFloorDB, kMeterFloorDB};
     std::atomic<GraphicEQLinkListener*> m_listener{nullptr};
 };
 

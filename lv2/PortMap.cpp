@@ -93,7 +93,9 @@ float MeterDB(float peak)
 {
     if (!(peak > 0.0f))
         return kMeterFloorDB;
-    const float db = static_cast<float>(LevelToDB(peak));
+    // Single precision: four of these run every block (6 dB per doubling,
+    // as LevelToDB).
+    const float db = 6.0f * std::log2(peak);
     if (!(db > kMeterFloorDB))
         return kMeterFloorDB;
     return db < kMeterTopDB ? db : kMeterTopDB;
