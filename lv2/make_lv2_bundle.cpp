@@ -4,9 +4,12 @@
 // the presets from the factory bank.
 //
 //   make_lv2_bundle FACTORY_FOLDER OUT_FOLDER
+//   make_lv2_bundle --pipewire FACTORY_FOLDER PRESET_NAME
 //
 // FACTORY_FOLDER holds GraEQDef.fxb; OUT_FOLDER receives manifest.ttl,
-// GraphicEQ.ttl and presets.ttl.
+// GraphicEQ.ttl and presets.ttl. --pipewire prints a PipeWire filter-chain
+// configuration that plays a virtual sink through GraphicEQ set to the named
+// factory preset.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -197,6 +200,56 @@ std::string Presets(const AGraEQProgram* bank)
     return s;
 }
 
+std::string PipeWireConfig(const AGraEQProgram& program, const char* name)
+{
+    std::string s =
+        "# A virtual sink that plays everything sent to it through GraphicEQ (LV2),\n"
+        "# set to its factory preset \"";
+    s += name;
+    s += "\", on to the default output.\n"
+         "# Written by make_lv2_bundle --pipewire from the factory bank; see the README.\n"
+         "context.modules = [\n"
+         "    { name = libpipewire-module-filter-chain\n"
+         "        args = {\n"
+         "            node.description = \"GraphicEQ (";
+    s += name;
+    s += ")\"\n"
+         "            media.name       = \"GraphicEQ\"\n"
+         "            filter.graph = {\n"
+         "                nodes = [\n"
+         "                    {\n"
+         "                        type   = lv2\n"
+         "                        name   = geq\n"
+         "                        plugin = \"" GRAPHICEQ_LV2_URI "\"\n"
+         "                        control = {\n";
+    for (int i = 0; i < kNumParams; ++i) {
+        char symbol[64];
+        ParamSymbol(i, symbol, sizeof symbol);
+        s += "                            \"" + std::string(symbol) + "\" = " +
+             Number(PortFromNormalized(i, program.fValue[i])) + "\n";
+    }
+    s += "                        }\n"
+         "                    }\n"
+         "                ]\n"
+         "                inputs  = [ \"geq:in_l\" \"geq:in_r\" ]\n"
+         "                outputs = [ \"geq:out_l\" \"geq:out_r\" ]\n"
+         "            }\n"
+         "            audio.channels = 2\n"
+         "            audio.position = [ FL FR ]\n"
+         "            capture.props = {\n"
+         "                node.name   = \"effect_input.graphiceq\"\n"
+         "                media.class = Audio/Sink\n"
+         "            }\n"
+         "            playback.props = {\n"
+         "                node.name    = \"effect_output.graphiceq\"\n"
+         "                node.passive = true\n"
+         "            }\n"
+         "        }\n"
+         "    }\n"
+         "]\n";
+    return s;
+}
+
 VstIntPtr Host(AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 {
     return opcode == audioMasterVersion ? 2400 : 0;
@@ -206,6 +259,26 @@ VstIntPtr Host(AEffect*, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 
 int main(int argc, char** argv)
 {
+    if (argc == 4 && !std::strcmp(argv[1], "--pipewire")) {
+        std::string factory = argv[2];
+        if (factory.empty() || factory.back() != '/')
+            factory += '/';
+        static AGraEQProgram bank[kNumPrograms];
+        if (!SetFactoryProgram(factory.c_str(), kGraEQUniqueID, bank)) {
+            std::fprintf(stderr, "make_lv2_bundle: no factory bank in %s\n", factory.c_str());
+            return 1;
+        }
+        for (int p = 0; p < kNumPrograms; ++p) {
+            char name[kProgramNameSize * 3 + 1];
+            CheckSJISAndToUFT8(bank[p].szName, name, sizeof name);
+            if (!std::strcmp(name, argv[3])) {
+                std::fputs(PipeWireConfig(bank[p], name).c_str(), stdout);
+                return 0;
+            }
+        }
+        std::fprintf(stderr, "make_lv2_bundle: no factory preset named %s\n", argv[3]);
+        return 1;
+    }
     if (argc != 3) {
         std::fprintf(stderr, "usage: make_lv2_bundle FACTORY_FOLDER OUT_FOLDER\n");
         return 2;

@@ -22,7 +22,8 @@ for arg in "$@"; do
   case "$arg" in
     --hosts) PKGS+=(ardour lsp-plugins-vst       # third-party hosts and peers
                     jalv jackd2 python3-jack-client  # the LV2 plug-in as a JACK client, measured
-                    lsp-plugins-lv2 x42-plugins) ;;  # LV2 peers in the lv2bench comparison
+                    lsp-plugins-lv2 x42-plugins      # LV2 peers in the lv2bench comparison; x42's test signal
+                    pipewire-bin libpipewire-0.3-modules libspa-0.2-modules) ;;  # the filter-chain sink, tested headless
   esac
 done
 
