@@ -77,7 +77,7 @@ for o in json.load(sys.stdin):
 }
 ports() {
   local id=""
-  for _ in $(seq 100); do id=$(node_id "$1"); [ -n "$id" ] && break; sleep 0.05; done
+  for _ in $(seq 100); do id=$(node_id "$1" 2>/dev/null || true); [ -n "$id" ] && break; sleep 0.05; done
   [ -n "$id" ] || fail "no node $1"
   pw-cli s "$id" PortConfig "{ \"direction\": \"$2\", \"mode\": \"dsp\", \"format\": {
     \"mediaType\": \"audio\", \"mediaSubtype\": \"raw\", \"format\": \"F32P\", \"rate\": 48000,
