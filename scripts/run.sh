@@ -62,5 +62,14 @@ BENCH=("$PLUGIN")
 if [ -f "$PEER" ] && [ "$PLUGIN" != "$PEER" ]; then BENCH+=("$PEER"); fi
 "$HOST" bench "${BENCH[@]}" --rate 48000 --block 512 --seconds 10
 
+if [ -d "$HOME/.lv2/GraphicEQ.lv2" ]; then
+  echo "== the installed LV2 bundle through lilv, against the VST build"
+  if [ -x "$ROOT/build/tests/lv2/lv2_lilv_tests" ]; then
+    GRAPHICEQ_LV2_BUNDLE="$HOME/.lv2/GraphicEQ.lv2" "$ROOT/build/tests/lv2/lv2_lilv_tests" --gtest_brief=1
+  fi
+  echo "== the LV2 bundle beside the LV2 peers (lv2bench), and against the VST build"
+  FRAMES=960000 "$ROOT/scripts/lv2-bench.sh" "$HOME/.lv2/GraphicEQ.lv2" || true
+fi
+
 echo "== engine"
 "$ROOT/build/bench/graphiceq-bench" --benchmark_counters_tabular=true
