@@ -9,6 +9,8 @@
 
 #include <lv2/presets/presets.h>
 
+#include "AEffEditor.h"
+#include "AudioEffect.h"
 #include "GraphicEQLink.h"
 #include "LilvHost.h"
 #include "PortMap.h"
@@ -267,8 +269,9 @@ TEST(Lv2Bundle, FactoryPresetsSoundLikeTheFactoryPrograms)
 }
 
 // run() with every control moving each block, while another thread saves the
-// state and reads values as a UI does: nothing allocated, freed, waited for
-// or asked of the system on the audio thread.
+// state, reads values and switches programs and sets parameters as the panel
+// does: nothing allocated, freed, waited for or asked of the system on the
+// audio thread.
 TEST(Lv2Bundle, RunNeverAllocatesLocksOrCallsTheSystem)
 {
     LilvHost host;
@@ -277,11 +280,15 @@ TEST(Lv2Bundle, RunNeverAllocatesLocksOrCallsTheSystem)
     ASSERT_NE(lv2.instance, nullptr);
     GraphicEQLink* link = static_cast<GraphicEQLink*>(lilv_instance_get_handle(lv2.instance));
     std::atomic<bool> stop{false};
+    AudioEffect* effect = link->Editor()->getEffect();
+    ASSERT_NE(effect, nullptr);
     std::thread other([&] {
-        while (!stop.load()) {
+        for (int n = 0; !stop.load(); ++n) {
             (void)lv2.SavedBank();
             for (int i = 0; i < 33; ++i)
                 (void)link->PortValue(i);
+            effect->setProgram(n % 32);
+            effect->setParameter(3 + n % 30, static_cast<float>(n % 100) / 100.0f);
         }
     });
     rtcheck_reset();
