@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # jalv.gtk3 (a GTK host that embeds X11 UIs through suil) runs the bundle on a
-# private dummy JACK server under a private Xvfb, with a 1 kHz sine playing
+# private dummy JACK server under Xvfb, with a 1 kHz sine playing
 # through it: its window must hold the panel (712 x 316 inside), and the
 # window is written as a PNG. 77 when a tool is missing.
 #   jalv_gtk.sh BUNDLE [OUT.png]
@@ -26,17 +26,20 @@ cleanup() {
 trap cleanup EXIT
 fail() { echo "FAIL: $*"; tail -20 "$WORK"/*.log 2>/dev/null; exit 1; }
 
-# A display of our own (XVFB_DISPLAY picks the number).
-n="${XVFB_DISPLAY:-}"
-if [ -z "$n" ]; then
-  for c in $(seq 140 199); do
-    if [ ! -e "/tmp/.X11-unix/X$c" ] && [ ! -e "/tmp/.X$c-lock" ]; then n=$c; break; fi
-  done
+# The caller's display when it has one (the test script's Xvfb), else an
+# Xvfb of our own (XVFB_DISPLAY picks its number).
+if [ -z "${DISPLAY:-}" ] || ! xwininfo -root >/dev/null 2>&1; then
+  n="${XVFB_DISPLAY:-}"
+  if [ -z "$n" ]; then
+    for c in $(seq 140 199); do
+      if [ ! -e "/tmp/.X11-unix/X$c" ] && [ ! -e "/tmp/.X$c-lock" ]; then n=$c; break; fi
+    done
+  fi
+  Xvfb ":$n" -screen 0 1024x600x24 -nolisten tcp >"$WORK/xvfb.log" 2>&1 &
+  PIDS+=($!)
+  export DISPLAY=":$n"
+  for _ in $(seq 50); do xwininfo -root >/dev/null 2>&1 && break; sleep 0.1; done
 fi
-Xvfb ":$n" -screen 0 1024x600x24 -nolisten tcp >"$WORK/xvfb.log" 2>&1 &
-PIDS+=($!)
-export DISPLAY=":$n"
-for _ in $(seq 50); do xwininfo -root >/dev/null 2>&1 && break; sleep 0.1; done
 
 jackd -n "$JACK_DEFAULT_SERVER" -d dummy -r 48000 -p 256 >"$WORK/jackd.log" 2>&1 &
 PIDS+=($!)
