@@ -29,7 +29,8 @@ using namespace lv2port;
 
 // The block size announced to the effect when the host tells none.
 constexpr VstInt32 kDefaultMaxBlock = 4096;
-// run() hands the effect at most this many frames at a time.
+// run() hands the effect a block in one call; only a block longer than the
+// interface's frame count (a signed 32-bit integer) goes in slices this long.
 constexpr uint32_t kRunSlice = 1u << 30;
 // A control value this close (normalised: a hundred-thousandth of the
 // range) to what the effect holds is what it holds: hosts store control
