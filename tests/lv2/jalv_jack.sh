@@ -23,7 +23,7 @@ cleanup() {
 trap cleanup EXIT
 fail() { echo "FAIL: $*"; cat "$WORK"/*.log 2>/dev/null | tail -20; exit 1; }
 
-jackd -n "$JACK_DEFAULT_SERVER" -d dummy -r 48000 -p 256 >"$WORK/jackd.log" 2>&1 &
+jackd -r -n "$JACK_DEFAULT_SERVER" -d dummy -r 48000 -p 256 >"$WORK/jackd.log" 2>&1 &
 PIDS+=($!)
 for _ in $(seq 100); do jack_lsp >/dev/null 2>&1 && break; sleep 0.1; done
 jack_lsp >/dev/null 2>&1 || fail "jackd did not start"
