@@ -7,8 +7,6 @@
 #include <cmath>
 #include <thread>
 
-#include <lv2/presets/presets.h>
-
 #include "AEffEditor.h"
 #include "AudioEffect.h"
 #include "GraphicEQLink.h"
@@ -73,19 +71,6 @@ double MeterOf(const float* x, uint32_t n)
     for (uint32_t i = 0; i < n; ++i)
         peak = std::max(peak, std::fabs(x[i]));
     return std::max(-60.0, std::min(6.0, 6.0 * std::log2(static_cast<double>(peak))));
-}
-
-TEST(Lv2Bundle, LoadsWithEveryPortAndPreset)
-{
-    LilvHost host;
-    ASSERT_NE(host.plugin, nullptr);
-    EXPECT_EQ(lilv_plugin_get_num_ports(host.plugin), 42u);
-    EXPECT_FALSE(lilv_plugin_has_latency(host.plugin));
-    LilvNode* preset = lilv_new_uri(host.world, LV2_PRESETS__Preset);
-    LilvNodes* presets = lilv_plugin_get_related(host.plugin, preset);
-    EXPECT_EQ(lilv_nodes_size(presets), 32u);
-    lilv_nodes_free(presets);
-    lilv_node_free(preset);
 }
 
 // Blocks of any size, split or not, changes between blocks: sample for sample
