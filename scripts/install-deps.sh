@@ -13,12 +13,17 @@ PKGS=(
   libsndfile1-dev                   # the command-line host reads and writes audio files
   libfontconfig-dev                 # the host releases Cairo's font caches after drawing a PNG
   xvfb xdotool x11-apps x11-utils   # window tests under a virtual X server; xwd and xwininfo for screenshots
+  lv2-dev liblilv-dev               # the LV2 plug-in's headers; the lilv host its tests load it with
+  lilv-utils sordi                  # lv2info, lv2apply, lv2bench; lv2_validate's schema checker
 )
 
 # Extra groups a caller can ask for, so the quick paths stay quick.
 for arg in "$@"; do
   case "$arg" in
-    --hosts) PKGS+=(ardour lsp-plugins-vst) ;;   # third-party hosts and peers
+    --hosts) PKGS+=(ardour lsp-plugins-vst       # third-party hosts and peers
+                    jalv jackd2 python3-jack-client  # the LV2 plug-in as a JACK client, measured
+                    lsp-plugins-lv2 x42-plugins      # LV2 peers in the lv2bench comparison; x42's test signal
+                    pipewire-bin libpipewire-0.3-modules libspa-0.2-modules) ;;  # the filter-chain sink, tested headless
   esac
 done
 

@@ -38,6 +38,16 @@ else
   SETS=(--set g_8=6 --set g_3=-4)
 fi
 
+# The LV2 bundle for this user's LV2 hosts (Ardour, jalv, Carla, PipeWire).
+LV2_BUNDLE="$ROOT/build/GraphicEQ.lv2"
+if [ -f "$LV2_BUNDLE/manifest.ttl" ]; then
+  echo "== install the LV2 bundle into $HOME/.lv2/GraphicEQ.lv2"
+  rm -rf "$HOME/.lv2/GraphicEQ.lv2"
+  install -d "$HOME/.lv2/GraphicEQ.lv2"
+  install -m 644 "$LV2_BUNDLE"/*.ttl "$LV2_BUNDLE"/*.so "$LV2_BUNDLE/GraEQDef.fxb" "$HOME/.lv2/GraphicEQ.lv2/"
+  ls -l "$HOME/.lv2/GraphicEQ.lv2"
+fi
+
 echo "== graphiceq-host info"
 "$HOST" info "$PLUGIN" | sed -n '1,12p'
 
@@ -51,6 +61,15 @@ echo "== throughput, each plug-in in its default state, in one run"
 BENCH=("$PLUGIN")
 if [ -f "$PEER" ] && [ "$PLUGIN" != "$PEER" ]; then BENCH+=("$PEER"); fi
 "$HOST" bench "${BENCH[@]}" --rate 48000 --block 512 --seconds 10
+
+if [ -d "$HOME/.lv2/GraphicEQ.lv2" ]; then
+  echo "== the installed LV2 bundle through lilv, against the VST build"
+  if [ -x "$ROOT/build/tests/lv2/lv2_lilv_tests" ]; then
+    GRAPHICEQ_LV2_BUNDLE="$HOME/.lv2/GraphicEQ.lv2" "$ROOT/build/tests/lv2/lv2_lilv_tests" --gtest_brief=1
+  fi
+  echo "== the LV2 bundle beside the LV2 peers (lv2bench), and against the VST build"
+  FRAMES=960000 "$ROOT/scripts/lv2-bench.sh" "$HOME/.lv2/GraphicEQ.lv2" || true
+fi
 
 echo "== engine"
 "$ROOT/build/bench/graphiceq-bench" --benchmark_counters_tabular=true
