@@ -122,13 +122,13 @@ CGraphicEQ::~CGraphicEQ()
 void CGraphicEQ::BeginChange()
 {
     m_change.lock();
-    m_changing.store(m_changing.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
+    // Odd from here on; no store below can move above it.
+    m_changing.fetch_add(1, std::memory_order_acq_rel);
 }
 
 void CGraphicEQ::EndChange()
 {
-    m_changing.store(m_changing.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    m_changing.fetch_add(1, std::memory_order_release);
     Changed();
     m_change.unlock();
 }
@@ -138,9 +138,9 @@ void CGraphicEQ::SetDefaultProp()
     // The over-level threshold is full scale from construction on and never
     // changes.
     BeginChange();
-    m_active.store(true, std::memory_order_relaxed);
-    m_inputLevel.store(0.0f, std::memory_order_relaxed);
-    m_outputLevel.store(-6.0f, std::memory_order_relaxed);  // the default output stage attenuates by 6 dB
+    m_active.store(true, std::memory_order_release);
+    m_inputLevel.store(0.0f, std::memory_order_release);
+    m_outputLevel.store(-6.0f, std::memory_order_release);  // the default output stage attenuates by 6 dB
     for (int b = 0; b < kBandCount; ++b) {
         set_Gain(b, 0);
         set_Q(b, kQDefault);
@@ -234,18 +234,21 @@ bool CGraphicEQ::IsValidBand(int band) const
 }
 
 // Reads the stored values. False when a BeginChange .. EndChange was open
-// or came between (the values read may then mix old and new).
+// or came between (the values read may then mix old and new). The values
+// are stored with release and read with acquire, so a value written inside
+// a change is never read without the change's count being seen after it
+// (no fences: ThreadSanitizer follows these).
 bool CGraphicEQ::ReadValues(Values& v) const
 {
-    const uint32_t before = m_changing.load(std::memory_order_acquire);
+    constexpr auto kAcquire = std::memory_order_acquire;
+    const uint32_t before = m_changing.load(kAcquire);
     for (int b = 0; b < kBandCount; ++b) {
-        v.gain[b] = m_gainSetting[b].load(std::memory_order_relaxed);
-        v.q[b] = m_QSetting[b].load(std::memory_order_relaxed);
+        v.gain[b] = m_gainSetting[b].load(kAcquire);
+        v.q[b] = m_QSetting[b].load(kAcquire);
     }
-    v.inputLevel = m_inputLevel.load(std::memory_order_relaxed);
-    v.outputLevel = m_outputLevel.load(std::memory_order_relaxed);
-    v.active = m_active.load(std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_acquire);
+    v.inputLevel = m_inputLevel.load(kAcquire);
+    v.outputLevel = m_outputLevel.load(kAcquire);
+    v.active = m_active.load(kAcquire);
     return (before & 1u) == 0 && m_changing.load(std::memory_order_relaxed) == before;
 }
 
@@ -382,7 +385,7 @@ bool CGraphicEQ::set_Gain(int band, int gain)
         gain = kGainMin;
     else if (gain > kGainMax)
         gain = kGainMax;
-    m_gainSetting[band].store(gain, std::memory_order_relaxed);
+    m_gainSetting[band].store(gain, std::memory_order_release);
     Changed();
     return true;
 }
@@ -397,14 +400,14 @@ bool CGraphicEQ::set_Q(int band, int q)
         q = kQDefault;
     else if (q > kQMax)
         q = kQMax;
-    m_QSetting[band].store(q, std::memory_order_relaxed);
+    m_QSetting[band].store(q, std::memory_order_release);
     Changed();
     return true;
 }
 
 bool CGraphicEQ::set_Activate(bool active)
 {
-    m_active.store(active, std::memory_order_relaxed);
+    m_active.store(active, std::memory_order_release);
     Changed();
     return true;
 }
@@ -418,14 +421,14 @@ bool CGraphicEQ::get_Activate(bool* active)
 
 bool CGraphicEQ::set_InputLevel(int level)
 {
-    m_inputLevel.store(static_cast<float>(level) * kFixedToFloat, std::memory_order_relaxed);
+    m_inputLevel.store(static_cast<float>(level) * kFixedToFloat, std::memory_order_release);
     Changed();
     return true;
 }
 
 bool CGraphicEQ::set_OutputLevel(int level)
 {
-    m_outputLevel.store(static_cast<float>(level) * kFixedToFloat, std::memory_order_relaxed);
+    m_outputLevel.store(static_cast<float>(level) * kFixedToFloat, std::memory_order_release);
     Changed();
     return true;
 }

@@ -153,7 +153,7 @@ void AGraEQ::setBlockSize(VstInt32 size)
 
 void AGraEQ::resume()
 {
-    m_switchOverride.store(1, std::memory_order_relaxed);
+    m_switchOverride.store(1, std::memory_order_release);
     if (m_engine)
         m_engine->set_Activate(true);
     m_changes.fetch_add(1, std::memory_order_release);
@@ -163,7 +163,7 @@ void AGraEQ::resume()
 
 void AGraEQ::suspend()
 {
-    m_switchOverride.store(0, std::memory_order_relaxed);
+    m_switchOverride.store(0, std::memory_order_release);
     if (m_engine)
         m_engine->set_Activate(false);
     m_changes.fetch_add(1, std::memory_order_release);
@@ -335,8 +335,8 @@ void AGraEQ::ApplyToEngine(VstInt32 index, float normalised)
 
 float AGraEQ::SwitchValue() const
 {
-    const int held = m_switchOverride.load(std::memory_order_relaxed);
-    return held >= 0 ? static_cast<float>(held) : m_values[kParamActive].load(std::memory_order_relaxed);
+    const int held = m_switchOverride.load(std::memory_order_acquire);
+    return held >= 0 ? static_cast<float>(held) : m_values[kParamActive].load(std::memory_order_acquire);
 }
 
 // Every writer stores its values and then counts m_changes up; the engine
@@ -351,11 +351,12 @@ void AGraEQ::SyncEngine()
     const uint32_t before = m_changing.load(std::memory_order_acquire);
     if (before & 1u)
         return;  // a program is being applied: this block keeps the set it has
+    // Values are stored with release and read with acquire: a value stored
+    // inside a change is never read without the change's count after it.
     float v[kNumParams];
     for (int i = 0; i < kNumParams; ++i)
-        v[i] = m_values[i].load(std::memory_order_relaxed);
+        v[i] = m_values[i].load(std::memory_order_acquire);
     v[kParamActive] = SwitchValue();
-    std::atomic_thread_fence(std::memory_order_acquire);
     if (m_changing.load(std::memory_order_relaxed) != before)
         return;
     m_engineChanges = changes;
@@ -365,10 +366,10 @@ void AGraEQ::SyncEngine()
 
 void AGraEQ::StoreParameter(VstInt32 index, float value)
 {
-    m_values[index].store(value, std::memory_order_relaxed);
+    m_values[index].store(value, std::memory_order_release);
     m_entry[index].store(kNoEntry, std::memory_order_relaxed);
     if (index == kParamActive)
-        m_switchOverride.store(-1, std::memory_order_relaxed);
+        m_switchOverride.store(-1, std::memory_order_release);
     m_unsaved.fetch_or(uint64_t{1} << index, std::memory_order_release);
     ApplyToEngine(index, value);
     m_changes.fetch_add(1, std::memory_order_release);

@@ -65,8 +65,8 @@ void AGraEQ::SaveLiveValues()
 
 void AGraEQ::BeginValues()
 {
-    m_changing.store(m_changing.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
+    // Odd from here on; no store below can move above it.
+    m_changing.fetch_add(1, std::memory_order_acq_rel);
     if (m_engine)
         m_engine->BeginChange();
 }
@@ -75,7 +75,7 @@ void AGraEQ::EndValues()
 {
     if (m_engine)
         m_engine->EndChange();
-    m_changing.store(m_changing.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+    m_changing.fetch_add(1, std::memory_order_release);
     m_changes.fetch_add(1, std::memory_order_release);
 }
 
@@ -87,12 +87,12 @@ void AGraEQ::LoadProgram(VstInt32 program)
     BeginValues();
     // Switch and levels first, then each band's gain and Q together.
     auto apply = [&](int i) {
-        m_values[i].store(record.fValue[i], std::memory_order_relaxed);
+        m_values[i].store(record.fValue[i], std::memory_order_release);
         m_entry[i].store(kNoEntry, std::memory_order_relaxed);
         ApplyToEngine(i, record.fValue[i]);
     };
     apply(kParamActive);
-    m_switchOverride.store(-1, std::memory_order_relaxed);
+    m_switchOverride.store(-1, std::memory_order_release);
     apply(kParamOutput);
     apply(kParamInput);
     for (int b = 0; b < kNumBands; ++b) {
