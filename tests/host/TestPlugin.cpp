@@ -15,6 +15,7 @@
 //   crash    aborts on a block of 17 frames
 //   overrun  writes one sample past the frame count
 //   alloc    allocates and frees on every block
+//   paramlock  setParameter takes a lock (free, so nothing ever waits)
 //   editor   has an editor drawn with Xlib on its own display connection
 //            inside the host's window; with HT_LOG set it appends what the
 //            host did to that file when it is closed
@@ -26,6 +27,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -337,6 +339,10 @@ void SetParameter(AEffect* e, VstInt32 index, float value)
     TestEffect* t = static_cast<TestEffect*>(e->object);
     if (index < 0 || index >= kNumParams)
         return;
+    static std::mutex paramLock;
+    std::unique_lock<std::mutex> hold(paramLock, std::defer_lock);
+    if (t->mode == "paramlock")
+        hold.lock();
     t->values[index] = t->programs[t->current].values[index] = std::clamp(value, 0.0f, 1.0f);
     Recalc(t);
 }
