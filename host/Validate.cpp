@@ -608,11 +608,21 @@ void CheckTiming(const std::string& path)
 // between processReplacing calls, as Ardour and Reaper do, counted by --rt
 // like the blocks), the host's thread switches programs and sets chunks,
 // and an interface thread reads what a generic editor or a panel shows
-// (parameter values and display strings, program names, the chunk).
+// (parameter values and display strings, program names, the chunk) with
+// the plug-in's editor open and idling, where there is a display.
 void CheckThreads(const std::string& path)
 {
     auto p = Load(path);
     std::atomic<bool> stop{false};
+#ifdef GHOST_HAVE_X11
+    Display* display = (p->Flags() & effFlagsHasEditor) ? XOpenDisplay(nullptr) : nullptr;
+    Window parent = 0;
+    if (display) {
+        parent = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 800, 600, 0, 0, 0);
+        XMapWindow(display, parent);
+        XSync(display, False);
+    }
+#endif
     const int n = p->NumParams();
     const int programs = p->NumPrograms();
     std::vector<unsigned char> chunk;
@@ -634,7 +644,23 @@ void CheckThreads(const std::string& path)
     });
     std::thread ui([&] {
         char text[256];
+#ifdef GHOST_HAVE_X11
+        if (display) {
+            ERect* rect = nullptr;
+            p->Dispatch(effEditGetRect, 0, 0, &rect);
+            p->Dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(parent));
+        }
+#endif
         while (!stop.load()) {
+#ifdef GHOST_HAVE_X11
+            if (display) {
+                p->Dispatch(effEditIdle);
+                while (XPending(display)) {
+                    XEvent ev;
+                    XNextEvent(display, &ev);
+                }
+            }
+#endif
             for (int i = 0; i < n; ++i) {
                 p->Dispatch(effGetParamDisplay, i, 0, text);
                 (void)p->GetParam(i);
@@ -645,6 +671,10 @@ void CheckThreads(const std::string& path)
                 (void)GetChunk(*p, false);
             std::this_thread::yield();
         }
+#ifdef GHOST_HAVE_X11
+        if (display)
+            p->Dispatch(effEditClose);
+#endif
     });
     Noise noise;
     Buffers in(p->NumInputs(), 256), out(p->NumOutputs(), 256);
@@ -667,6 +697,12 @@ void CheckThreads(const std::string& path)
     stop = true;
     host.join();
     ui.join();
+#ifdef GHOST_HAVE_X11
+    if (display) {
+        XDestroyWindow(display, parent);
+        XCloseDisplay(display);
+    }
+#endif
 }
 
 // Opening and closing the editor again and again while audio runs.
@@ -852,7 +888,7 @@ void EnsureDisplay()
 void RunCheck(Row& row, const Check& check, const std::string& path, const std::string& rtLib, bool verbose,
               int timeoutSeconds)
 {
-    if (std::strcmp(check.name, "editor") == 0)
+    if (std::strcmp(check.name, "editor") == 0 || std::strcmp(check.name, "threads") == 0)
         EnsureDisplay();
     int fds[2];
     if (pipe(fds) != 0)
