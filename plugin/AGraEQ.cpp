@@ -46,7 +46,6 @@ AGraEQ::AGraEQ(audioMasterCallback host)
       m_engine(nullptr),
       m_resourcePath{},
       m_prefsFolder{},
-      m_chunk{},
       m_program(0),
       m_switchOverride(-1),
       m_unsaved(0),

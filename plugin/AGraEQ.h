@@ -31,13 +31,17 @@
 //   before anything reads the bank or another program becomes current, so
 //   an automation value that arrives during a switch never lands in the
 //   program left behind.
-// - getChunk hands the host a copy owned by the effect (m_chunk), rebuilt on
-//   every call on the caller's thread, never the live bank.
+// - getChunk hands the host a copy owned by the effect, rebuilt on every
+//   call on the caller's thread (one copy per calling thread), never the
+//   live bank.
 // - The panel hooks (UpdateControl, UpdateModify) only record, with atomics;
 //   the host and the panel are called with no lock held.
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <thread>
+#include <vector>
 
 #include "AGraEQProgram.h"
 #include "BankFile.h"
@@ -178,7 +182,17 @@ private:
     AGraEQProgram m_initialPrograms[kNumPrograms];  // under m_bankLock
     AGraEQProgram m_factoryPrograms[kNumPrograms];  // under m_bankLock
     std::mutex m_bankLock;
-    AGraEQProgram m_chunk[kNumPrograms];  // what getChunk handed out last
+    // What getChunk handed out, a copy per calling thread (a few threads,
+    // reused in turn beyond that), so one thread's call never rewrites the
+    // bytes another thread is still reading. Under m_bankLock.
+    struct ChunkCopy {
+        std::thread::id thread;
+        AGraEQProgram records[kNumPrograms];
+    };
+    static constexpr size_t kChunkCopies = 4;
+    std::vector<std::unique_ptr<ChunkCopy>> m_chunks;
+    size_t m_nextChunk = 0;
+    AGraEQProgram* ChunkCopyForThisThread();
     std::atomic<VstInt32> m_program;      // the current program (curProgram mirrors it)
     // The current program's normalised values, always finite and inside
     // 0..1 (the switch's record value at index 0).

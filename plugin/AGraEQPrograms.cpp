@@ -240,6 +240,23 @@ bool AGraEQ::SaveProgram(int destination, const char* name)
     return written;
 }
 
+AGraEQProgram* AGraEQ::ChunkCopyForThisThread()
+{
+    const std::thread::id self = std::this_thread::get_id();
+    for (const std::unique_ptr<ChunkCopy>& c : m_chunks)
+        if (c->thread == self)
+            return c->records;
+    if (m_chunks.size() < kChunkCopies) {
+        m_chunks.push_back(std::make_unique<ChunkCopy>());
+        m_chunks.back()->thread = self;
+        return m_chunks.back()->records;
+    }
+    ChunkCopy& reused = *m_chunks[m_nextChunk];
+    m_nextChunk = (m_nextChunk + 1) % kChunkCopies;
+    reused.thread = self;
+    return reused.records;
+}
+
 VstInt32 AGraEQ::getChunk(void** data, bool isPreset)
 {
     if (!data)
@@ -247,14 +264,14 @@ VstInt32 AGraEQ::getChunk(void** data, bool isPreset)
     std::lock_guard<std::mutex> hold(m_bankLock);
     SaveLiveValues();
     const VstInt32 current = m_program.load(std::memory_order_relaxed);
+    AGraEQProgram* copy = ChunkCopyForThisThread();
+    *data = copy;
     if (isPreset) {
-        m_chunk[0] = m_programs[current];
-        *data = m_chunk;
+        copy[0] = m_programs[current];
         return kProgramBytes;
     }
     m_programs[0].nCurrentProgram = current;
-    std::memcpy(static_cast<void*>(m_chunk), m_programs, kBankBytes);
-    *data = m_chunk;
+    std::memcpy(static_cast<void*>(copy), m_programs, kBankBytes);
     return kBankBytes;
 }
 
