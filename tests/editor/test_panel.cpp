@@ -347,3 +347,48 @@ TEST_F(Panel, HundredOpenCloseCyclesWhileAudioRunsAndParametersMoveLeakNothing)
 }
 
 }  // namespace
+
+namespace {
+
+// As a DAW runs the panel: automation played on the audio thread between
+// blocks, programs switched and chunks set on the host's thread, the panel
+// idling on this one. In the ThreadSanitizer build nothing races; afterwards
+// every thumb shows the value the host set last.
+TEST_F(Panel, FollowsTheHostWhileAutomationPlaysOnTheAudioThreadAndProgramsSwitch)
+{
+    ASSERT_TRUE(Open());
+    std::atomic<bool> stop{false}, hostDone{false};
+    std::thread audio([&] {
+        for (unsigned n = 0; !stop; ++n) {
+            Set(3 + n % 30, (n % 100) / 100.0f);
+            Process(0.25f);
+            std::this_thread::sleep_for(std::chrono::microseconds(500));
+        }
+    });
+    std::thread host([&] {
+        std::vector<char> bank;
+        for (int i = 0; i < 150; ++i) {
+            Dispatch(effSetProgram, 0, i % 32);
+            if (i % 10 == 0) {
+                void* data = nullptr;
+                const VstIntPtr n = Dispatch(effGetChunk, 0, 0, &data);
+                bank.assign(static_cast<char*>(data), static_cast<char*>(data) + n);
+                Dispatch(effSetChunk, 0, n, bank.data());
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        hostDone = true;
+    });
+    IdleUntil([&] { return hostDone.load(); }, 30000);
+    host.join();
+    stop = true;
+    audio.join();
+
+    Dispatch(effSetProgram, 0, 5);
+    Set(5, 0.75f);
+    Settle();
+    for (const Fader& f : AllFaders())
+        EXPECT_TRUE(ThumbAt(f, Get(f.param))) << f.param;
+}
+
+}  // namespace
