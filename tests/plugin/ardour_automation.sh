@@ -25,7 +25,11 @@ trap 'rm -rf "$tmp"' EXIT
 export HOME=$tmp/home XDG_CONFIG_HOME=$tmp/config XDG_CACHE_HOME=$tmp/cache XDG_DATA_HOME=$tmp/data
 export LXVST_PATH=$tmp/vst
 mkdir -p "$HOME" "$XDG_CONFIG_HOME" "$XDG_CACHE_HOME" "$XDG_DATA_HOME" "$LXVST_PATH"
-cp -p "$plugin" "$LXVST_PATH/GraphicEQ.so"
+cp "$plugin" "$LXVST_PATH/GraphicEQ.so"
+# Ardour ignores a cache entry older than the plug-in, and the scanner
+# stamps its entry in whole seconds: the copy is dated two seconds back, so
+# a plug-in built the moment before still counts as scanned.
+touch -d "@$(( $(date +%s) - 2 ))" "$LXVST_PATH/GraphicEQ.so"
 LD_LIBRARY_PATH=/usr/lib/ardour7 "$scanner" -f "$LXVST_PATH/GraphicEQ.so" >"$tmp/scan.log" 2>&1 || true
 ls "$XDG_CACHE_HOME"/ardour7/vst/*.v2i >/dev/null 2>&1 || { cat "$tmp/scan.log"; echo "the scanner did not index the plug-in"; exit 1; }
 
