@@ -64,14 +64,14 @@ LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$ROOT/tests/lsan.supp}" \
 
 echo "== ThreadSanitizer: the plug-in's threads, and the editor's tests"
 # The plug-in's thread stress (label tsan) and the editor's tests (label
-# editor: the panel of the instrumented GraphicEQ.so idling while hosts
+# x11_editor: the panel of the instrumented GraphicEQ.so idling while hosts
 # automate and switch programs), built alone. fontconfig is not
 # instrumented; tests/tsan.supp says why its reports are set aside.
 export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=1:suppressions=$ROOT/tests/tsan.supp}"
 cmake -S "$ROOT" -B "$ROOT/build-tsan" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DGRAPHICEQ_TSAN=ON -DGRAPHICEQ_WITH_X11=ON -DGRAPHICEQ_BENCH=OFF -DGRAPHICEQ_WERROR=ON >/dev/null
 cmake --build "$ROOT/build-tsan" -j "$JOBS" --target plugin_thread_tests editor_panel_tests editor_controls_tests
-ctest --test-dir "$ROOT/build-tsan" --output-on-failure -L "tsan|editor"
+ctest --test-dir "$ROOT/build-tsan" --output-on-failure -L "tsan|x11_editor"
 unset TSAN_OPTIONS
 
 # ---- fuzzers ---------------------------------------------------------------
