@@ -1,11 +1,13 @@
 // Throughput of the engine's block processing, stereo at 48 kHz, with every
-// band boosted or cut so no section is a trivial pass-through: once per
-// kernel variant this processor runs, and the default variant under
-// special input (denormals, huge values, NaN, infinity) in every block.
+// band boosted or cut so no section is a trivial pass-through: the precise
+// engine once per kernel variant this processor runs, the reference engine's
+// one kernel, and the default variant under special input (denormals, huge
+// values, NaN, infinity) in every block.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <cstdio>
+#include <initializer_list>
 #include <limits>
 #include <string>
 #include <vector>
@@ -33,10 +35,11 @@ void Setup(CGraphicEQ& eq, int block, int channels)
     }
 }
 
-void Run(benchmark::State& state, graphiceq::Variant variant, Input kind, int channels = 2)
+void Run(benchmark::State& state, graphiceq::Engine engine, graphiceq::Variant variant, Input kind, int channels = 2)
 {
     const int block = static_cast<int>(state.range(0));
     CGraphicEQ eq;
+    eq.SetEngine(engine);
     if (!eq.SetVariant(variant)) {
         state.SkipWithError("variant not supported here");
         return;
@@ -75,7 +78,7 @@ void Run(benchmark::State& state, graphiceq::Variant variant, Input kind, int ch
     state.counters["per_frame"] =
         benchmark::Counter(frames, benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
     state.SetItemsProcessed(static_cast<int64_t>(frames));
-    state.SetLabel(graphiceq::VariantName(variant));
+    state.SetLabel(engine == graphiceq::Engine::Reference ? "reference" : graphiceq::VariantName(variant));
 }
 
 }  // namespace
@@ -86,25 +89,35 @@ int main(int argc, char** argv)
     const graphiceq::Variant chosen = graphiceq::DefaultVariant();
     std::printf("graphiceq-bench: default variant %s (GRAPHICEQ_SIMD overrides)\n",
                 graphiceq::VariantName(chosen));
+    using graphiceq::Engine;
     using graphiceq::Variant;
+    // name/engine-or-variant, e.g. BM_Transform/avx512 (precise) and
+    // BM_Transform/reference.
+    auto add = [](const std::string& name, Engine engine, Variant v, int channels, std::initializer_list<int> blocks) {
+        auto* b = benchmark::RegisterBenchmark(name.c_str(), [engine, v, channels](benchmark::State& s) {
+            Run(s, engine, v, kNoise, channels);
+        });
+        for (int n : blocks)
+            b->Arg(n);
+        b->Unit(benchmark::kMicrosecond);
+    };
+    std::vector<std::pair<std::string, std::pair<Engine, Variant>>> kernels;
     for (Variant v : {Variant::Scalar, Variant::Sse2, Variant::Avx2, Variant::Avx512}) {
-        if (!graphiceq::VariantSupported(v))
-            continue;
-        const std::string name = std::string("BM_Transform/") + graphiceq::VariantName(v);
-        benchmark::RegisterBenchmark(name.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise); })
-            ->Arg(64)->Arg(512)->Arg(4096)->Unit(benchmark::kMicrosecond);
+        if (graphiceq::VariantSupported(v))
+            kernels.push_back({graphiceq::VariantName(v), {Engine::Precise, v}});
+    }
+    kernels.push_back({"reference", {Engine::Reference, Variant::Scalar}});
+    for (const auto& [label, k] : kernels) {
+        add("BM_Transform/" + label, k.first, k.second, 2, {64, 512, 4096});
         // Hosts that cut blocks into a few frames, and mono.
-        const std::string tiny = std::string("BM_Tiny/") + graphiceq::VariantName(v);
-        benchmark::RegisterBenchmark(tiny.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise); })
-            ->Arg(1)->Arg(4)->Arg(7)->Unit(benchmark::kMicrosecond);
-        const std::string mono = std::string("BM_Mono/") + graphiceq::VariantName(v);
-        benchmark::RegisterBenchmark(mono.c_str(), [v](benchmark::State& s) { Run(s, v, kNoise, 1); })
-            ->Arg(64)->Arg(512)->Unit(benchmark::kMicrosecond);
+        add("BM_Tiny/" + label, k.first, k.second, 2, {1, 4, 7});
+        add("BM_Mono/" + label, k.first, k.second, 1, {64, 512});
     }
     for (Input kind : {kNoise, kDenormal, kHuge, kNaN, kInf}) {
         const std::string name = std::string("BM_Special/") + kInputName[kind];
-        benchmark::RegisterBenchmark(name.c_str(), [chosen, kind](benchmark::State& s) { Run(s, chosen, kind); })
-            ->Arg(512)->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark(name.c_str(), [chosen, kind](benchmark::State& s) {
+            Run(s, Engine::Precise, chosen, kind);
+        })->Arg(512)->Unit(benchmark::kMicrosecond);
     }
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -100,9 +100,10 @@ CGraphicEQ::CGraphicEQ()
       m_active(true), m_rate(0), m_requested(0), m_changing(0), m_threshold(1.0), m_overLevel(false),
       m_format{}, m_units(nullptr), m_unitCount(0), m_bandCount(kBandCount), m_filtersReady(false),
       m_buffersReady(false), m_bufferLength(0), m_peakInL(0.0f), m_peakInR(0.0f), m_peakOutL(0.0f),
-      m_peakOutR(0.0f), m_meter{0.0f, 0.0f, 0.0f, 0.0f}, m_variant(graphiceq::DefaultVariant()),
-      m_kernel(graphiceq::KernelFor(m_variant)), m_history{}, m_live{}, m_applied{}, m_appliedCount(0),
-      m_rebuilt(true), m_gate(0), m_rebuildDepth(0), m_silentRun(0), m_quiet(false)
+      m_peakOutR(0.0f), m_meter{0.0f, 0.0f, 0.0f, 0.0f}, m_engine(graphiceq::DefaultEngine()),
+      m_variant(graphiceq::DefaultVariant()), m_kernel(graphiceq::KernelFor(m_variant)), m_history{},
+      m_preciseHistory{}, m_live{}, m_applied{}, m_appliedCount(0), m_rebuilt(true), m_gate(0),
+      m_rebuildDepth(0), m_silentRun(0), m_quiet(false)
 {
     m_format.nChannels = 2;
     for (int b = 0; b < kBandCount; ++b) {
@@ -280,10 +281,12 @@ void CGraphicEQ::BuildSettings(const Values& v, const CEqualizerUnit* units, int
     double slowest = 0.0;  // samples per neper of the slowest decay
     for (int c = 0; c < 2; ++c) {
         graphiceq::LaneCoeffs& q = s.coeffs[c];
+        graphiceq::PreciseCoeffs& p = s.precise[c];
         for (int b = 0; b < graphiceq::kLanes; ++b) {
             const int u = channels == 2 ? 2 * b + c : b;
             if (b >= kBandCount || !units || u >= unitCount) {
                 q.kb2[b] = q.b1k[b] = q.k[b] = q.a1[b] = q.a2[b] = 0.0f;
+                p.k[b] = p.kb1[b] = p.kb2[b] = p.na1[b] = p.na2[b] = 0.0;
                 continue;
             }
             const CEqualizerUnit& unit = units[u];
@@ -292,6 +295,14 @@ void CGraphicEQ::BuildSettings(const Values& v, const CEqualizerUnit* units, int
             q.k[b] = unit.GetK();
             q.a1[b] = unit.GetA1();
             q.a2[b] = unit.GetA2();
+            // The same section for the precise engine: the products of two
+            // single-precision coefficients are exact in double, so both
+            // engines realise one and the same transfer function.
+            p.k[b] = unit.GetK();
+            p.kb1[b] = static_cast<double>(unit.GetK()) * unit.GetB1();
+            p.kb2[b] = static_cast<double>(unit.GetK()) * unit.GetB2();
+            p.na1[b] = -static_cast<double>(unit.GetA1());
+            p.na2[b] = -static_cast<double>(unit.GetA2());
             // The slower pole sets how long the band rings: complex poles
             // share the radius sqrt(a2); real ones (a heavily damped cut)
             // split, and the larger root of z^2 + a1 z + a2 decays slowest.
@@ -307,6 +318,8 @@ void CGraphicEQ::BuildSettings(const Values& v, const CEqualizerUnit* units, int
     }
     s.gi = LevelFactor(v.inputLevel);
     s.go = LevelFactor(v.outputLevel);
+    s.preciseGi = std::pow(10.0, static_cast<double>(v.inputLevel) / 20.0);
+    s.preciseGo = std::pow(10.0, static_cast<double>(v.outputLevel) / 20.0);
     s.threshold = m_threshold;
     s.active = v.active;
     const double cap = kMaxSilenceHold * static_cast<double>(m_format.nSamplesPerSec);
@@ -347,7 +360,18 @@ void CGraphicEQ::ClearHistory()
 {
     for (graphiceq::LaneHistory& h : m_history)
         h = graphiceq::LaneHistory{};
+    for (graphiceq::PreciseHistory& h : m_preciseHistory)
+        h = graphiceq::PreciseHistory{};
     m_quiet = false;
+}
+
+void CGraphicEQ::SetEngine(graphiceq::Engine engine)
+{
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
+    Rebuild rebuild(*this);
+    m_engine = engine;
+    ClearHistory();
+    m_silentRun = 0;
 }
 
 bool CGraphicEQ::SetVariant(graphiceq::Variant variant)
@@ -575,7 +599,23 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, c
     const int64_t run = runBefore + (count - silentFrom);
     m_silentRun = run < (int64_t{1} << 62) ? run : (int64_t{1} << 62);
 
-    if (cut > 0) {
+    if (cut > 0 && m_engine == graphiceq::Engine::Precise) {
+        graphiceq::PreciseArgs a{};
+        a.in[0] = inL;
+        a.in[1] = inR;
+        a.out[0] = outL;
+        a.out[1] = outR;
+        a.coeffs[0] = &s.precise[0];
+        a.coeffs[1] = &s.precise[1];
+        a.history[0] = &m_preciseHistory[0];
+        a.history[1] = &m_preciseHistory[1];
+        a.channels = channels;
+        a.count = cut;
+        a.gi = s.preciseGi;
+        a.go = s.preciseGo;
+        graphiceq::NoDenormals guard;
+        m_kernel(a);
+    } else if (cut > 0) {
         graphiceq::KernelArgs a{};
         a.in[0] = inL;
         a.in[1] = inR;
@@ -592,7 +632,7 @@ void CGraphicEQ::OperateFilter(float** in, int offset, int count, float** out, c
         a.slice = slice;
         a.gi = gi;
         a.go = go;
-        m_kernel(a);
+        graphiceq::RunReference(a);
     }
     if (cut < count) {
         if (!m_quiet)

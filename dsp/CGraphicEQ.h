@@ -93,9 +93,16 @@ public:
     // exact zero until the input returns.
     bool Transform(float** in, int count, float** out, int* outCount, bool continueBlock = false);
 
-    // The kernel width in use: chosen at construction (the widest this
-    // processor runs, or GRAPHICEQ_SIMD), or forced here; false when the
-    // processor lacks it. All variants give the same output bit for bit.
+    // Which arithmetic filters the audio: the precise engine (double
+    // precision, the default) or the reference engine (the single-precision
+    // recursion, bit for bit); chosen at construction (GRAPHICEQ_ENGINE) or
+    // here. A switch clears the filters' history.
+    void SetEngine(graphiceq::Engine engine);
+    graphiceq::Engine GetEngine() const { return m_engine; }
+
+    // The precise engine's kernel width: chosen at construction (the widest
+    // this processor runs, or GRAPHICEQ_SIMD), or forced here; false when
+    // the processor lacks it. The reference engine has one plain kernel.
     bool SetVariant(graphiceq::Variant variant);
     graphiceq::Variant GetVariant() const { return m_variant; }
 
@@ -116,8 +123,10 @@ private:
     // What the audio thread needs from the settings. Built by the audio
     // thread itself (Refresh) from the stored values, and owned by it.
     struct Settings {
-        graphiceq::LaneCoeffs coeffs[2];
+        graphiceq::LaneCoeffs coeffs[2];      // reference engine
+        graphiceq::PreciseCoeffs precise[2];  // precise engine
         float gi, go;         // level factors
+        double preciseGi, preciseGo;
         double threshold;
         bool active;
         int64_t silenceHold;  // samples
@@ -170,9 +179,11 @@ private:
     float m_peakInL, m_peakInR, m_peakOutL, m_peakOutR;  // owned by the audio thread
 
     std::atomic<float> m_meter[4];  // the peaks as GetVU reads them
+    graphiceq::Engine m_engine;
     graphiceq::Variant m_variant;
-    graphiceq::Kernel m_kernel;
-    graphiceq::LaneHistory m_history[2];
+    graphiceq::PreciseKernel m_kernel;
+    graphiceq::LaneHistory m_history[2];           // reference engine
+    graphiceq::PreciseHistory m_preciseHistory[2];  // precise engine
     // Owned by the thread inside the gate (the audio thread, or a
     // structural change): the settings in use, the values they were built
     // from, and which count of stored changes they include.

@@ -1,4 +1,4 @@
-// The wavefront kernel for 8-float vectors.
-#define GRAPHICEQ_WIDTH 8
-#define GRAPHICEQ_KERNEL_NAME RunAvx2
+// The precise wavefront kernel for 4-double vectors, with fused multiply-add.
+#define GRAPHICEQ_WIDTH 4
+#define GRAPHICEQ_KERNEL_NAME RunPreciseAvx2
 #include "EngineWavefront.inc"

@@ -1,4 +1,4 @@
-// The wavefront kernel for 16-float vectors.
-#define GRAPHICEQ_WIDTH 16
-#define GRAPHICEQ_KERNEL_NAME RunAvx512
+// The precise wavefront kernel for 8-double vectors, with fused multiply-add.
+#define GRAPHICEQ_WIDTH 8
+#define GRAPHICEQ_KERNEL_NAME RunPreciseAvx512
 #include "EngineWavefront.inc"

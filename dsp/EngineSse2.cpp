@@ -1,4 +1,4 @@
-// The wavefront kernel for 4-float vectors.
-#define GRAPHICEQ_WIDTH 4
-#define GRAPHICEQ_KERNEL_NAME RunSse2
+// The precise wavefront kernel for 2-double vectors.
+#define GRAPHICEQ_WIDTH 2
+#define GRAPHICEQ_KERNEL_NAME RunPreciseSse2
 #include "EngineWavefront.inc"

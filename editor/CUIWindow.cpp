@@ -3,10 +3,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "AGraEQ.h"
 #include "CGraphicEQEditor.h"
+#include "PanelGeometry.h"
 #include "ParamMap.h"
 #include "Trace.h"
 
@@ -31,8 +33,10 @@ BEGIN_MESSAGE_MAP(CUIWindow, CWnd)
     ON_WM_LBUTTONDBLCLK()
     ON_WM_MOUSEMOVE()
     ON_WM_LBUTTONUP()
+    ON_MESSAGE(WM_MOUSEWHEEL, OnMouseWheel)
     ON_MESSAGE(CUIWindow::kMsgInputReturn, OnInputValReturn)
     ON_COMMAND_RANGE(1010, 1110, OnSelCopyPg)
+    ON_COMMAND_RANGE(CUIWindow::kProgramCommand, CUIWindow::kProgramCommand + 31, OnSelProgram)
     ON_WM_TIMER()
 END_MESSAGE_MAP()
 
@@ -70,6 +74,10 @@ void CUIWindow::MakeFader(CZNTBitmapSliderDC& fader, const CRect& rect, const CR
     fader.Make(rc, none, this, track, nullptr, thumb, 0.0f, 1.0f, CPoint(1, trackH - thumbH / 2),
                CPoint(1, thumbH / 2), static_cast<unsigned>(id), 1, logarithmic, false, false, false,
                &CUIWindow::ControlCallback, this);
+    fader.SetStepper(&CUIWindow::WheelStep, this);
+    // A double-click returns to the value of a fresh (flat) program.
+    static const AGraEQProgram flat;
+    fader.SetDefault(flat.fValue[parameter]);
     if (AGraEQ* fx = Effect())
         fader.SetValue(fx->getParameter(parameter), nullptr, false);
 }
@@ -87,6 +95,8 @@ int CUIWindow::OnCreate(LPCREATESTRUCT cs)
         bitmaps[i]->LoadResourceBitmap(ids[i]);
 
     m_rcModified = CRect(216, 10, 259, 26);
+    m_rcProgram = CRect(panel_art::kProgramLeft, panel_art::kProgramTop, panel_art::kProgramRight,
+                        panel_art::kProgramBottom);
     for (int b = 0; b < kBands; ++b) {
         const int x = BandX(b);
         m_rcGain[b] = CRect(x - 7, 154, x + 23, 170);
@@ -122,7 +132,12 @@ int CUIWindow::OnCreate(LPCREATESTRUCT cs)
     return 0;
 }
 
-void CUIWindow::OnDestroy() {}
+void CUIWindow::OnDestroy()
+{
+    // A drag cut short by the window going still ends its gesture.
+    if (CZNTBitmapSliderDC* fader = TrackingFader())
+        EndEdit(static_cast<int>(fader->GetID()));
+}
 
 void CUIWindow::OnSize(UINT type, int cx, int cy)
 {
@@ -206,6 +221,7 @@ void CUIWindow::OnPaint()
         }
         DrawOutDisp(&off);
         DrawInputDisp(&off);
+        DrawProgram(&off);
         DrawVU(&off);
         off.SelectObject(oldFont);
         off.ExitDrawing();
@@ -249,10 +265,12 @@ void CUIWindow::ChangeControl(int id, float value)
             fx->setParameterFormUI(kParamInput, value);
         } else if (id == kActiveId) {
             fx->setParameterFormUI(kParamActive, value);
-            if (static_cast<int>(GetKeyState(16)) < 0)
+            if (static_cast<int>(GetKeyState(16)) < 0) {
                 fx->ProgramToFactory();
-            else if (static_cast<int>(GetKeyState(17)) < 0)
+                AnnounceProgram();
+            } else if (static_cast<int>(GetKeyState(17)) < 0) {
                 fx->ProgramToAllFactory();
+            }
         }
     }
     // The read-out follows its fader.
@@ -308,7 +326,12 @@ void CUIWindow::UpdateControl(int parameter, float value, bool draw)
     InvalidateRect(&m_rcModified, TRUE);
 }
 
-void CUIWindow::UpdateModify() { InvalidateRect(&m_rcModified, TRUE); }
+// The program may have changed too (a host's program switch comes here).
+void CUIWindow::UpdateModify()
+{
+    InvalidateRect(&m_rcModified, TRUE);
+    InvalidateRect(&m_rcProgram, TRUE);
+}
 
 // --- meters -----------------------------------------------------------------------------
 
@@ -320,6 +343,11 @@ void CUIWindow::idle()
     AGraEQ* fx = Effect();
     if (!fx)
         return;
+    // A program switched or renamed by the host shows at the next paint.
+    char program[sizeof m_shownProgram];
+    ProgramText(program, sizeof program);
+    if (m_bPainted && std::strcmp(program, m_shownProgram) != 0)
+        InvalidateRect(&m_rcProgram, TRUE);
     float before[4];
     for (int i = 0; i < 4; ++i)
         before[i] = m_level[i];
@@ -352,6 +380,17 @@ void CUIWindow::idle()
 
 // --- mouse ------------------------------------------------------------------------------
 
+template <class F>
+void CUIWindow::ForEachFader(F f)
+{
+    for (int b = 0; b < kBands; ++b)
+        f(m_gain[b]);
+    for (int b = 0; b < kBands; ++b)
+        f(m_q[b]);
+    f(m_input);
+    f(m_output);
+}
+
 CZNTBitmapSliderDC* CUIWindow::TrackingFader()
 {
     for (int b = 0; b < kBands; ++b) {
@@ -365,6 +404,48 @@ CZNTBitmapSliderDC* CUIWindow::TrackingFader()
     if (m_output.IsDragging())
         return &m_output;
     return nullptr;
+}
+
+int CUIWindow::ParamOfControl(int id)
+{
+    if (id >= kGainId && id < kQId + kBands)
+        return id - 97;
+    if (id == kOutputId)
+        return kParamOutput;
+    if (id == kInputId)
+        return kParamInput;
+    return -1;
+}
+
+float CUIWindow::WheelStep(int id, float value, int notches, bool fine, void*)
+{
+    const int parameter = ParamOfControl(id);
+    if (parameter < 0)
+        return value;
+    const double display = NormalizeValToInternalVal(parameter, value);
+    if (parameter == kParamInput || parameter == kParamOutput) {
+        // Levels step in dB; their values are amplitudes (6 dB per doubling).
+        const double dB = display + notches * (fine ? 0.1 : 1.0);
+        return ValToNormalizeValue(parameter, static_cast<float>(std::pow(2.0, dB / 6.0)));
+    }
+    const double step = fine ? 0.1 : 0.5;  // dB for the gains, plain Q for the Qs
+    return ValToNormalizeValue(parameter, static_cast<float>(display + notches * step));
+}
+
+void CUIWindow::BeginEdit(int id)
+{
+    AGraEQ* fx = Effect();
+    const int parameter = ParamOfControl(id);
+    if (fx && parameter >= 0)
+        fx->beginEdit(parameter);
+}
+
+void CUIWindow::EndEdit(int id)
+{
+    AGraEQ* fx = Effect();
+    const int parameter = ParamOfControl(id);
+    if (fx && parameter >= 0)
+        fx->endEdit(parameter);
 }
 
 void CUIWindow::OnLButtonDown(UINT, CPoint pt)
@@ -382,21 +463,31 @@ void CUIWindow::OnLButtonDown(UINT, CPoint pt)
     if (m_rcOutput.PtInRect(pt))
         return OpenEntry(kParamOutput, kOutputEntryId, true, m_rcOutput);
 
-    auto jump = [&](CZNTBitmapSliderDC& fader) {
+    // A press starts a gesture; the thumb jumps to the pointer, unless Shift
+    // asks for a fine drag from where it stands.
+    const bool fine = static_cast<int>(GetKeyState(VK_SHIFT)) < 0;
+    auto grab = [&](CZNTBitmapSliderDC& fader) {
         if (!fader.PtInSwitch(pt))
             return false;
+        BeginEdit(static_cast<int>(fader.GetID()));
         CClientDC dc(this);
-        fader.SetValueByPoint(pt);
+        if (!fine)
+            fader.SetValueByPoint(pt);
         fader.DrawSlider(&dc);
         return true;
     };
     for (int b = 0; b < kBands; ++b)
-        if (jump(m_gain[b]) || jump(m_q[b]))
+        if (grab(m_gain[b]) || grab(m_q[b]))
             return;
-    if (jump(m_input) || jump(m_output))
+    if (grab(m_input) || grab(m_output))
         return;
     if (m_active.PtInSwitch(pt)) {
+        AGraEQ* fx = Effect();
+        if (fx)
+            fx->beginEdit(kParamActive);
         m_active.SetValue(m_active.GetValue() ? 0 : 1, true);
+        if (fx)
+            fx->endEdit(kParamActive);
         CClientDC dc(this);
         m_active.DrawSwitch(&dc);
         if (m_pEditor)
@@ -405,9 +496,30 @@ void CUIWindow::OnLButtonDown(UINT, CPoint pt)
     }
     if (m_copy.PtInSwitch(pt))
         RunCopyMenu();
+    else if (m_rcProgram.PtInRect(pt))
+        RunProgramMenu();
 }
 
-void CUIWindow::OnLButtonDblClk(UINT flags, CPoint pt) { OnLButtonDown(flags, pt); }
+// A double-click on a fader returns it to its default; anywhere else it is
+// a second click.
+void CUIWindow::OnLButtonDblClk(UINT flags, CPoint pt)
+{
+    CZNTBitmapSliderDC* hit = nullptr;
+    CRect rc;
+    ForEachFader([&](CZNTBitmapSliderDC& fader) {
+        fader.GetRect(&rc);
+        if (!hit && rc.PtInRect(pt))
+            hit = &fader;
+    });
+    if (!hit)
+        return OnLButtonDown(flags, pt);
+    HideEdit();
+    const int id = static_cast<int>(hit->GetID());
+    BeginEdit(id);
+    CClientDC dc(this);
+    hit->ResetToDefault(&dc);
+    EndEdit(id);
+}
 
 void CUIWindow::OnMouseMove(UINT flags, CPoint pt)
 {
@@ -423,6 +535,7 @@ void CUIWindow::OnLButtonUp(UINT, CPoint pt)
     if (CZNTBitmapSliderDC* fader = TrackingFader()) {
         CClientDC dc(this);
         fader->OnLButtonUp(pt, &dc);
+        EndEdit(static_cast<int>(fader->GetID()));
         return;
     }
     AGraEQ* fx = Effect();
@@ -432,7 +545,30 @@ void CUIWindow::OnLButtonUp(UINT, CPoint pt)
         RunSaveDialog();
     } else if (m_rcModified.PtInRect(pt)) {
         fx->ProgramToInitial();
+        AnnounceProgram();
         if (m_pEditor)
             m_pEditor->DeliverChanges(true);
     }
+}
+
+// One notch of the wheel over a fader: a step, as one gesture of its own.
+LRESULT CUIWindow::OnMouseWheel(WPARAM wp, LPARAM lp)
+{
+    if (TrackingFader())
+        return 0;
+    const CPoint pt(lp);
+    const int notches = GET_WHEEL_DELTA_WPARAM(wp) / WHEEL_DELTA;
+    const bool fine = (LOWORD(wp) & MK_SHIFT) != 0;
+    ForEachFader([&](CZNTBitmapSliderDC& fader) {
+        CRect rc;
+        fader.GetRect(&rc);
+        if (notches == 0 || !rc.PtInRect(pt))
+            return;
+        const int id = static_cast<int>(fader.GetID());
+        BeginEdit(id);
+        CClientDC dc(this);
+        fader.OnWheel(pt, notches, fine, &dc);
+        EndEdit(id);
+    });
+    return 0;
 }

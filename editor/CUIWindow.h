@@ -25,6 +25,7 @@ public:
     static constexpr int kGainId = 100, kQId = 115, kOutputId = 150, kInputId = 151, kActiveId = 152;
     static constexpr int kCopyId = 300, kInputEntryId = 250, kOutputEntryId = 251;
     static constexpr int kCopyCommand = 1010;
+    static constexpr int kProgramCommand = 1200;  // the program list: 1200 .. 1231
 
     CUIWindow();
     ~CUIWindow() override;
@@ -56,8 +57,10 @@ public:
     afx_msg void OnLButtonDblClk(UINT flags, CPoint pt);
     afx_msg void OnMouseMove(UINT flags, CPoint pt);
     afx_msg void OnLButtonUp(UINT flags, CPoint pt);
+    afx_msg LRESULT OnMouseWheel(WPARAM wp, LPARAM lp);
     afx_msg LRESULT OnInputValReturn(WPARAM wp, LPARAM lp);
     afx_msg void OnSelCopyPg(UINT id);
+    afx_msg void OnSelProgram(UINT id);
     afx_msg void OnTimer(UINT id);
     DECLARE_MESSAGE_MAP()
 
@@ -69,6 +72,7 @@ public:
     CZNTBitmapSwitch2DC& ActiveSwitch() { return m_active; }
     const CRect& GainReadout(int band) const { return m_rcGain[band]; }
     const CRect& QReadout(int band) const { return m_rcQ[band]; }
+    const CRect& ProgramDisplay() const { return m_rcProgram; }
     float MeterLevel(int i) const { return m_level[i]; }
     int EntryTarget() const { return m_nEntryTarget; }
     CZNTFloatEditWnd& Entry() { return m_entry; }
@@ -85,9 +89,25 @@ private:
     void OpenEntry(int parameter, int id, bool sign, const CRect& readout);
     const CRect* ReadoutOf(int id) const;
     void RunCopyMenu();
+    void RunProgramMenu();
+    void AnnounceProgram();
+    // The current program's number and name, as the program display shows them.
+    void ProgramText(char* text, size_t size);
+    void DrawProgram(CDC* dc);
     void RunSaveDialog();
     // The fader tracking the mouse, or null.
     CZNTBitmapSliderDC* TrackingFader();
+    // Every fader, band gains and Qs first, then input and output.
+    template <class F> void ForEachFader(F f);
+    // The parameter a fader's id stands for (-1: none).
+    static int ParamOfControl(int id);
+    // The wheel's step in the parameter's own unit: 0.5 dB (gains), 0.5 (Q),
+    // 1 dB (levels); with Shift 0.1 of each.
+    static float WheelStep(int id, float value, int notches, bool fine, void* context);
+    // Gesture edges reported to the host (the automation in between comes
+    // from ChangeControl).
+    void BeginEdit(int id);
+    void EndEdit(int id);
 
     // Bitmaps, in load order: 5001, 5003, 5002, 5006, 5007, 5008, 5009,
     // 5010, 5011, 5013, 5012, 5014, 5015.
@@ -101,7 +121,8 @@ private:
     CGraphicEQEditor* m_pEditor = nullptr;
     CRect m_rcGain[kBands];
     CRect m_rcQ[kBands];
-    CRect m_rcInput, m_rcOutput, m_rcModified;
+    CRect m_rcInput, m_rcOutput, m_rcModified, m_rcProgram;
+    char m_shownProgram[96] = {};  // what the program display shows
     CZNTBitmapSliderDC m_gain[kBands];
     CZNTBitmapSliderDC m_q[kBands];
     CZNTBitmapSliderDC m_input, m_output;

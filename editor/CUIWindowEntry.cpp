@@ -1,5 +1,7 @@
-// The panel's typed entry, program-copy menu and save dialog.
+// The panel's typed entry, program-copy menu, program list and save dialog.
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "AGraEQ.h"
 #include "CGraphicEQEditor.h"
@@ -83,6 +85,9 @@ LRESULT CUIWindow::OnInputValReturn(WPARAM, LPARAM)
             value = minimum;
         if (value > maximum)
             value = maximum;
+        // A typed value is a gesture of its own: the effect reports the
+        // automation and the end of the edit, the panel its beginning.
+        fx->beginEdit(parameter);
         fx->setParameterFromDiaplay(parameter, value);
     }
     m_nEntryTarget = -1;
@@ -123,9 +128,84 @@ void CUIWindow::RunCopyMenu()
 
 void CUIWindow::OnSelCopyPg(UINT id)
 {
-    if (AGraEQ* fx = Effect())
+    if (AGraEQ* fx = Effect()) {
         fx->CopyPgFrom(static_cast<int>(id) - kCopyCommand);
+        AnnounceProgram();
+    }
     InvalidateRect(&m_rcModified, TRUE);
+    if (m_pEditor)
+        m_pEditor->DeliverChanges(true);
+}
+
+void CUIWindow::ProgramText(char* text, size_t size)
+{
+    AGraEQ* fx = Effect();
+    char sjis[32] = {}, utf8[32 * 3 + 1] = {};
+    const int current = fx ? fx->getProgram() : 0;
+    if (fx)
+        fx->getProgramNameIndexed(0, current, sjis);
+    CheckSJISAndToUFT8(sjis, utf8, sizeof utf8);
+    std::snprintf(text, size, "%d  %s", current + 1, utf8);
+}
+
+void CUIWindow::DrawProgram(CDC* dc)
+{
+    ProgramText(m_shownProgram, sizeof m_shownProgram);
+    const CSize size = dc->GetTextExtent(m_shownProgram, -1);
+    const int y = m_rcProgram.top + (m_rcProgram.Height() - size.cy) / 2 + 3;
+    dc->ExtTextOut(m_rcProgram.left + 4, y, ETO_CLIPPED, &m_rcProgram, m_shownProgram, 0, nullptr);
+}
+
+// The list of the 32 programs under the program display; the current one
+// is checked. A choice arrives as a command (OnSelProgram).
+void CUIWindow::RunProgramMenu()
+{
+    AGraEQ* fx = Effect();
+    if (!fx)
+        return;
+    CMenu menu;
+    menu.CreatePopupMenu();
+    const int current = fx->getProgram();
+    for (int i = 0; i < 32; ++i) {
+        char sjis[32] = {}, utf8[32 * 3 + 1] = {}, item[sizeof utf8 + 8] = {};
+        fx->getProgramNameIndexed(0, i, sjis);
+        CheckSJISAndToUFT8(sjis, utf8, sizeof utf8);
+        std::snprintf(item, sizeof item, "%d  %s", i + 1, utf8);
+        menu.AppendMenu(i == current ? MF_CHECKED | MF_STRING : MF_STRING, static_cast<UINT_PTR>(kProgramCommand + i),
+                        item);
+    }
+    menu.TrackPopupMenu(TPM_RIGHTBUTTON, m_rcProgram.left, m_rcProgram.bottom, this);
+}
+
+// The current program changed as a whole on the panel (switched, copied
+// into, reverted, reset): the host hears it as of its own program switch,
+// every parameter's value as automation (each inside begin/end edit, so
+// hosts that record touches take it), then a display update so it reads
+// the program number and names again.
+void CUIWindow::AnnounceProgram()
+{
+    AGraEQ* fx = Effect();
+    if (!fx)
+        return;
+    for (int p = 0; p < kNumParams; ++p) {
+        fx->beginEdit(p);
+        fx->setParameterAutomated(p, fx->getParameter(p));
+        fx->endEdit(p);
+    }
+    fx->updateDisplay();
+}
+
+// A program chosen from the program display.
+void CUIWindow::OnSelProgram(UINT id)
+{
+    AGraEQ* fx = Effect();
+    const int program = static_cast<int>(id) - kProgramCommand;
+    if (!fx || program < 0 || program >= 32)
+        return;
+    fx->setProgram(program);
+    AnnounceProgram();
+    InvalidateRect(&m_rcModified, TRUE);
+    InvalidateRect(&m_rcProgram, TRUE);
     if (m_pEditor)
         m_pEditor->DeliverChanges(true);
 }

@@ -1,9 +1,11 @@
 #include "CZNTBitmapSliderDC.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
 #include "CWnd.h"
+#include "WinTypes.h"
 
 void CZNTBitmapSliderDC::Make(CRect& rect, CRect& invalidate, CWnd* parent, CZNTBitmap* background,
                               CZNTBitmap* fill, CZNTBitmap* thumb, float minimum, float maximum, CPoint start,
@@ -177,14 +179,78 @@ bool CZNTBitmapSliderDC::PtInSwitch(CPoint pt)
     if (m_pParent)
         m_pParent->SetCapture();
     m_bDragging = true;
+    m_bRelative = false;
+    m_lastPt = pt;
     return true;
 }
+
+double CZNTBitmapSliderDC::PositionOf(float value) const
+{
+    const double range = static_cast<double>(m_fMax) - m_fMin;
+    const double t = range != 0.0 ? (static_cast<double>(value) - m_fMin) / range : 0.0;
+    if (m_nVertical) {
+        const double a = m_start.y, b = m_end.y;
+        return m_bLog ? a + (b - a) * std::log10(t * 9.0 + 1.0) : a - t * (a - b);
+    }
+    return m_start.x + t * (m_end.x - m_start.x);
+}
+
+float CZNTBitmapSliderDC::ValueAt(double d) const
+{
+    const double a = m_nVertical ? m_start.y : m_start.x, b = m_nVertical ? m_end.y : m_end.x;
+    if (a == b)
+        return m_fMin;
+    double t = (d - a) / (b - a);  // 0 at the minimum's end, 1 at the maximum's
+    t = t < 0.0 ? 0.0 : t > 1.0 ? 1.0 : t;
+    if (m_nVertical && m_bLog)
+        t = (std::pow(10.0, t) - 1.0) / 9.0;
+    return static_cast<float>(m_fMin + (static_cast<double>(m_fMax) - m_fMin) * t);
+}
+
+// A new value from a gesture: stored, invalidated, notified.
+void CZNTBitmapSliderDC::Store(float value)
+{
+    if (value < m_fMin)
+        value = m_fMin;
+    if (value > m_fMax)
+        value = m_fMax;
+    if (value == m_fValue)
+        return;
+    m_fValue = value;
+    if (!m_invalidate.IsRectEmpty() && m_pParent)
+        m_pParent->InvalidateRect(&m_invalidate, TRUE);
+    if (m_pCallback)
+        m_pCallback(static_cast<int>(m_nID), value, m_pUser);
+}
+
+// Follows the pointer: by its place, or once Shift has been held in this
+// drag, by its motion (a tenth of it while Shift is held).
+static bool ShiftHeld() { return static_cast<int>(GetKeyState(VK_SHIFT)) < 0; }
 
 void CZNTBitmapSliderDC::OnMouseMove(CPoint pt, CDC* dc)
 {
     if (!m_bDragging)
         return;
-    SetValueByPoint(pt);
+    const bool fine = ShiftHeld();
+    if (fine && !m_bRelative) {
+        m_bRelative = true;
+        m_dPosition = PositionOf(m_fValue);
+    }
+    if (m_bRelative) {
+        const int moved = m_nVertical ? pt.y - m_lastPt.y : pt.x - m_lastPt.x;
+        m_dPosition += fine ? static_cast<double>(moved) / kFineRatio : moved;
+        const double a = m_nVertical ? m_start.y : m_start.x, b = m_nVertical ? m_end.y : m_end.x;
+        m_dPosition = std::min(std::max(m_dPosition, std::min(a, b)), std::max(a, b));
+        if (m_bEnabled) {
+            float value = ValueAt(m_dPosition);
+            if (m_bSnap)
+                value = value < m_fMin + 0.5f * (m_fMax - m_fMin) ? m_fMin : m_fMax;
+            Store(value);
+        }
+    } else {
+        SetValueByPoint(pt);
+    }
+    m_lastPt = pt;
     DrawSlider(dc);
 }
 
@@ -192,8 +258,29 @@ void CZNTBitmapSliderDC::OnLButtonUp(CPoint pt, CDC* dc)
 {
     if (!m_bDragging)
         return;
+    // The release point counts as a last move.
+    OnMouseMove(pt, nullptr);
     ReleaseCapture();
     m_bDragging = false;
-    SetValueByPoint(pt);
+    m_bRelative = false;
+    DrawSlider(dc);
+}
+
+bool CZNTBitmapSliderDC::OnWheel(CPoint pt, int notches, bool fine, CDC* dc)
+{
+    if (!m_bEnabled || !m_rect.PtInRect(pt) || notches == 0)
+        return false;
+    const float value = m_pStepper ? m_pStepper(static_cast<int>(m_nID), m_fValue, notches, fine, m_pStepUser)
+                                   : m_fValue + static_cast<float>(notches) * (fine ? m_fFineStep : m_fStep);
+    if (value == value)  // a stepper's NaN moves nothing
+        Store(value);
+    DrawSlider(dc);
+    return true;
+}
+
+void CZNTBitmapSliderDC::ResetToDefault(CDC* dc)
+{
+    if (m_bEnabled)
+        Store(m_fDefault);
     DrawSlider(dc);
 }

@@ -3,9 +3,19 @@
 // faders, an optional fill drawn up to the thumb). The travel points are the
 // thumb centre at the minimum and at the maximum, relative to the fader's
 // top-left corner; a click or drag puts the thumb centre under the pointer.
+//
+// Gestures beyond click and drag: the wheel moves the value a step per notch;
+// with Shift held the wheel moves a fine step, and a drag moves the thumb a
+// tenth of the pointer's travel (once Shift has been held in a drag, the rest
+// of that drag follows the pointer's motion rather than its place, so the
+// thumb never jumps); ResetToDefault gives the value the owner calls default.
 #include "CZNTBitmap.h"
 
 class CWnd;
+
+// Maps a value and a number of wheel notches (+ up, - down) to the new
+// value; fine is true with Shift held.
+typedef float (*ZNTStepFunc)(int id, float value, int notches, bool fine, void* user);
 
 class CZNTBitmapSliderDC {
 public:
@@ -30,11 +40,31 @@ public:
     void DrawSlider(CDC* dc);
 
     bool IsDragging() const { return m_bDragging; }
+    unsigned GetID() const { return m_nID; }
+
+    // Steps in value units for the wheel (used when no stepper is set).
+    void SetSteps(float step, float fineStep) { m_fStep = step, m_fFineStep = fineStep; }
+    void SetStepper(ZNTStepFunc stepper, void* user) { m_pStepper = stepper, m_pStepUser = user; }
+    void SetDefault(float value) { m_fDefault = value; }
+    float GetDefault() const { return m_fDefault; }
+    // A wheel turn over the fader: moves the value, notifies a change, draws.
+    // False (nothing done) when pt is not on the fader or it is disabled.
+    bool OnWheel(CPoint pt, int notches, bool fine, CDC* dc);
+    // The default value, notified when it differs, drawn.
+    void ResetToDefault(CDC* dc);
+    // Pointer travel per unit of thumb travel in a fine drag.
+    static constexpr int kFineRatio = 10;
     // The thumb's top (vertical) or left (horizontal) edge for the current
     // value, relative to the fader's corner, as DrawSlider places it.
     int ThumbOffset() const;
 
 private:
+    // The continuous travel position (rows or columns from the fader's
+    // corner) of a value, and its inverse, clamped to the range.
+    double PositionOf(float value) const;
+    float ValueAt(double position) const;
+    void Store(float value);
+
     float m_fMin = 0.0f, m_fMax = 1.0f;
     CPoint m_start, m_end;
     unsigned m_nID = 0;
@@ -57,4 +87,12 @@ private:
     void* m_pUser = nullptr;
     bool m_bEnabled = false;
     CRect m_invalidate;
+    float m_fStep = 0.01f, m_fFineStep = 0.001f, m_fDefault = 0.0f;
+    ZNTStepFunc m_pStepper = nullptr;
+    void* m_pStepUser = nullptr;
+    // Relative (motion-following) drag: the last pointer place and the
+    // thumb's exact position, kept in double so a fine drag does not stall.
+    bool m_bRelative = false;
+    CPoint m_lastPt;
+    double m_dPosition = 0.0;
 };

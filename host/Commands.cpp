@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cmath>
+#include <complex>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,7 @@
 
 #include "Audio.h"
 #include "FxBank.h"
+#include "Loudness.h"
 #include "ParamSet.h"
 #include "Plot.h"
 #include "VstHost.h"
@@ -256,15 +258,25 @@ std::string UsageText()
            "      Without IN a test signal is generated: 2 s pink noise, 0.25 s silence, 2 s log\n"
            "      sweep 20 Hz..20 kHz at -12 dBFS, 0.25 s silence (--rate, default 48000 Hz).\n"
            "  response [--plugin PLUGIN] [--bank FILE.fxb] [--program N] [--set NAME=VALUE]...\n"
-           "           [--rate HZ] [--png FILE] [--peak]\n"
+           "           [--rate HZ] [--png FILE] [--peak] [--loudness]\n"
            "      measures the magnitude response with a stepped sine at each GraphicEQ band centre\n"
            "      and prints the gains; --png draws the curve (from the impulse response, or from\n"
            "      stepped sines when the plug-in keeps ringing or humming after an impulse, or\n"
            "      its impulse response disagrees with the stepped sines at the band centres)\n"
            "      --peak also finds the highest gain anywhere from 10 Hz to 24 kHz (or fs/2)\n"
+           "      --loudness also plays 10 s of pink noise at -20 dBFS RMS (the same in every run)\n"
+           "      and prints its loudness in and out (BS.1770 K-weighting, no gating) and the gain\n"
            "  bench PLUGIN... [--rate HZ] [--block N] [--seconds S]\n"
            "      throughput of each plug-in in its default state, measured in the same run:\n"
            "      ns per frame (one sample in every channel) and real-time factor\n"
+           "  null [PLUGIN | VAR=VALUE]... [--rate HZ | --rates HZ,HZ,...] [--set NAME=VALUE]...\n"
+           "       [--program N] [--freq HZ] [--level DBFS] [--seconds S] [--block N] [--png FILE]\n"
+           "      what each plug-in adds to a sine (default 997 Hz, -6 dBFS, 10 s fading in over\n"
+           "      0.5 s; the last 40 % analysed): the null depth against the input scaled by the\n"
+           "      fitted gain, and THD+N (the residual once the fitted tone is removed), in dB\n"
+           "      relative to the output tone, and the frequency where the residual peaks.\n"
+           "      VAR=VALUE sets an environment variable while the next plug-in loads (e.g.\n"
+           "      GRAPHICEQ_ENGINE=reference); --png plots each residual's spectrum\n"
            "  bank [--plugin PLUGIN] FILE.fxb [--export OUT.txt]\n"
            "  bank [--plugin PLUGIN] --program-list [--export OUT.txt]\n"
            "      lists every program of a bank file (or the plug-in's own bank after open) as\n"
@@ -329,6 +341,20 @@ Options ParseCommandLine(int argc, char** argv, bool* help)
             o.programList = true;
         } else if (a == "--peak") {
             o.peak = true;
+        } else if (a == "--loudness") {
+            o.loudness = true;
+        } else if (a == "--rates") {
+            std::stringstream list(value());
+            for (std::string r; std::getline(list, r, ',');)
+                o.rates.push_back(ParseRate(a, r));
+        } else if (a == "--freq") {
+            o.freq = ParseDouble(a, value());
+            if (o.freq < 1)
+                throw UsageError("--freq must be at least 1 Hz");
+        } else if (a == "--level") {
+            o.level = ParseDouble(a, value());
+            if (o.level > 0 || o.level < -120)
+                throw UsageError("--level must be between -120 and 0 dBFS");
         } else if (a.size() > 1 && a[0] == '-' && a != "-") {
             throw UsageError("unknown option " + a);
         } else {
@@ -602,6 +628,28 @@ void PrintPeak(VstPlugin& p, const Options& o)
                  peak > 0 ? 20.0 * std::log10(peak) : -INFINITY, fLo, std::round(fHi));
 }
 
+// Loudness of pink noise through the plug-in: the same noise (independent
+// in each channel, -20 dBFS RMS) for every run, so two settings or two
+// plug-ins compare directly. The first second, while the filters settle,
+// is left out of both figures.
+void PrintLoudness(VstPlugin& p, const Options& o)
+{
+    p.Suspend();
+    p.Resume();
+    ApplySettings(p, o, true);
+    PlaySilence(p, 0.5);
+    const double rate = p.SampleRate();
+    Audio in;
+    in.rate = rate;
+    const size_t frames = static_cast<size_t>(10.0 * rate), skip = static_cast<size_t>(rate);
+    for (int c = 0; c < std::max(1, p.NumInputs()); ++c)
+        in.channels.push_back(loudness::PinkNoise(frames, 0.1, static_cast<uint32_t>(c)));
+    const Audio out = RenderThrough(p, in);
+    const double lin = loudness::Lufs(in.channels, rate, skip), lout = loudness::Lufs(out.channels, rate, skip);
+    std::fprintf(Results(), "%-8s %+10.2f %+9.3f  (LUFS in, gain in dB; pink noise, K-weighted, out %+.2f LUFS)\n",
+                 "loudness", lin, lout - lin, lout);
+}
+
 }  // namespace
 
 int RunResponse(const Options& o)
@@ -660,6 +708,8 @@ int RunResponse(const Options& o)
     }
     if (o.peak)
         PrintPeak(*p, o);
+    if (o.loudness)
+        PrintLoudness(*p, o);
 
     if (!o.png.empty()) {
         // The curve: from the impulse response when it dies away and agrees
@@ -886,6 +936,231 @@ int RunBank(const Options& o)
         throw HostError(o.exportPath + ": cannot be written: " + why);
     }
     std::fprintf(stderr, "wrote %s: %d programs\n", o.exportPath.c_str(), p->NumPrograms());
+    return 0;
+}
+
+}  // namespace ghost
+
+namespace ghost {
+
+namespace {
+
+// One plug-in's figures for the sine: the residual against the input
+// scaled by the fitted gain (the null), the residual once the fitted tone
+// and offset are removed (THD+N), both relative to the output tone's power,
+// and the residual's spectrum.
+struct NullResult {
+    double gainDB = 0, nullDB = 0, thdnDB = 0, peakHz = 0;
+    std::vector<double> spectrumDB;  // at NullSpectrumFreqs, dB re the tone
+};
+
+std::vector<double> NullSpectrumFreqs(double rate)
+{
+    std::vector<double> f;
+    const double hi = rate / 2 * 0.995;
+    constexpr int kPoints = 600;
+    for (int k = 0; k < kPoints; ++k)
+        f.push_back(10.0 * std::pow(hi / 10.0, k / double(kPoints - 1)));
+    return f;
+}
+
+NullResult MeasureNull(VstPlugin& p, const Options& o)
+{
+    const double rate = p.SampleRate();
+    const size_t n = static_cast<size_t>(o.seconds * rate);
+    const size_t fade = std::min(n / 2, static_cast<size_t>(rate / 2));
+    const size_t from = n - static_cast<size_t>(0.4 * static_cast<double>(n));
+    const double amp = std::pow(10.0, o.level / 20.0);
+    Audio in;
+    in.rate = rate;
+    in.channels.assign(1, std::vector<float>(n));
+    for (size_t i = 0; i < n; ++i) {
+        const double env = i < fade ? 0.5 - 0.5 * std::cos(M_PI * static_cast<double>(i) / static_cast<double>(fade)) : 1.0;
+        in.channels[0][i] = static_cast<float>(amp * env * std::sin(2.0 * M_PI * o.freq * static_cast<double>(i) / rate));
+    }
+    const Audio out = RenderThrough(p, in);  // latency compensated
+    const std::vector<float>& x = in.channels[0];
+
+    NullResult worst;
+    worst.nullDB = worst.thdnDB = -INFINITY;
+    for (const auto& y : out.channels) {
+        // Least squares: y ~ g*x (the null), and y ~ a*sin + b*cos + c.
+        double xy = 0, xx = 0;
+        double S[3][4] = {};
+        for (size_t i = from; i < n; ++i) {
+            xy += static_cast<double>(x[i]) * y[i];
+            xx += static_cast<double>(x[i]) * x[i];
+            const double ph = 2.0 * M_PI * o.freq * static_cast<double>(i) / rate;
+            const double v[3] = {std::sin(ph), std::cos(ph), 1.0};
+            for (int r = 0; r < 3; ++r) {
+                S[r][3] += v[r] * y[i];
+                for (int c = 0; c < 3; ++c)
+                    S[r][c] += v[r] * v[c];
+            }
+        }
+        for (int r = 0; r < 3; ++r)
+            for (int q = r + 1; q < 3; ++q) {
+                const double f = S[q][r] / S[r][r];
+                for (int c = r; c < 4; ++c)
+                    S[q][c] -= f * S[r][c];
+            }
+        double t[3];
+        for (int r = 2; r >= 0; --r) {
+            double v = S[r][3];
+            for (int c = r + 1; c < 3; ++c)
+                v -= S[r][c] * t[c];
+            t[r] = v / S[r][r];
+        }
+        const double g = xx > 0 ? xy / xx : 0.0;
+        std::vector<double> residual(n - from);
+        double nullE = 0, toneE = 0, thdnE = 0;
+        for (size_t i = from; i < n; ++i) {
+            const double ph = 2.0 * M_PI * o.freq * static_cast<double>(i) / rate;
+            const double tone = t[0] * std::sin(ph) + t[1] * std::cos(ph);
+            const double e = y[i] - g * x[i];
+            const double r = y[i] - tone - t[2];
+            nullE += e * e;
+            thdnE += r * r;
+            toneE += tone * tone;
+            residual[i - from] = r;
+        }
+        NullResult res;
+        const double toneAmp = std::hypot(t[0], t[1]);
+        res.gainDB = Dbfs(toneAmp / amp);
+        res.nullDB = toneE > 0 ? 10.0 * std::log10(nullE / toneE) : INFINITY;
+        res.thdnDB = toneE > 0 ? 10.0 * std::log10(thdnE / toneE) : INFINITY;
+        // The residual's spectrum through a 4-term Blackman-Harris window,
+        // relative to what the tone gives through the same window.
+        const size_t m = residual.size();
+        std::vector<double> w(m);
+        double wsum = 0;
+        for (size_t i = 0; i < m; ++i) {
+            const double z = 2.0 * M_PI * static_cast<double>(i) / static_cast<double>(m);
+            w[i] = 0.35875 - 0.48829 * std::cos(z) + 0.14128 * std::cos(2 * z) - 0.01168 * std::cos(3 * z);
+            wsum += w[i];
+            residual[i] *= w[i];
+        }
+        const double ref = toneAmp / 2.0 * wsum;
+        double best = -INFINITY;
+        for (double f : NullSpectrumFreqs(rate)) {
+            const std::complex<double> step = std::polar(1.0, -2.0 * M_PI * f / rate);
+            std::complex<double> acc = 0, ph = 1;
+            for (size_t i = 0; i < m; ++i) {
+                acc += residual[i] * ph;
+                ph *= step;
+            }
+            const double d = ref > 0 ? Dbfs(std::abs(acc) / ref) : INFINITY;
+            res.spectrumDB.push_back(d);
+            if (d > best)
+                best = d, res.peakHz = f;
+        }
+        if (res.thdnDB > worst.thdnDB || !std::isfinite(worst.thdnDB))
+            worst = res;
+    }
+    return worst;
+}
+
+}  // namespace
+
+int RunNull(const Options& o)
+{
+    std::vector<double> rates = o.rates;
+    if (rates.empty())
+        rates.push_back(o.rate > 0 ? o.rate : 48000.0);
+    std::vector<std::string> args = o.positional;
+    if (!o.plugin.empty())
+        args.insert(args.begin(), o.plugin);
+    struct Entry {
+        std::string path, env;  // env: the VAR=VALUE in force for it
+    };
+    std::vector<Entry> entries;
+    std::vector<std::pair<std::string, std::string>> env, pending;  // all named; those for the next plug-in
+    for (const std::string& a : args) {
+        const size_t eq = a.find('=');
+        if (eq != std::string::npos && eq > 0 && a.find('/') > eq && a.find(".so") == std::string::npos) {
+            env.push_back({a.substr(0, eq), a.substr(eq + 1)});
+            pending.push_back(env.back());
+            continue;
+        }
+        std::string note;
+        for (const auto& [k, v] : pending)
+            note += (note.empty() ? "" : " ") + k + "=" + v;
+        entries.push_back({a, note});
+        pending.clear();
+    }
+    if (!pending.empty())
+        throw UsageError(pending.back().first + "=" + pending.back().second + " names no plug-in after it");
+    if (entries.empty())
+        entries.push_back({DefaultPluginPath(), ""});
+    FlushDenormals();
+
+    std::fprintf(Results(), "What each plug-in adds to a %g Hz sine at %.1f dBFS (%g s, last 40 %% analysed), block %d\n",
+                 o.freq, o.level, o.seconds, o.block);
+    std::fprintf(Results(), "%-44s %8s %9s %9s %9s %12s\n", "plug-in", "rate/Hz", "gain/dB", "null/dB", "THD+N/dB",
+                 "residual at");
+    std::vector<Curve> curves;
+    for (double rate : rates) {
+        for (const Entry& e : entries) {
+            std::vector<std::pair<std::string, std::string>> saved;
+            for (const auto& [k, v] : env) {
+                const char* old = std::getenv(k.c_str());
+                saved.push_back({k, old ? old : std::string("\x01")});
+                unsetenv(k.c_str());
+            }
+            // Only the variables listed right before this plug-in are in force.
+            std::stringstream list(e.env);
+            for (std::string kv; list >> kv;) {
+                const size_t eq = kv.find('=');
+                setenv(kv.substr(0, eq).c_str(), kv.substr(eq + 1).c_str(), 1);
+            }
+            auto p = LoadWithBank(e.path, rate, o.block, o);
+            for (const auto& [k, v] : saved) {
+                if (v == "\x01")
+                    unsetenv(k.c_str());
+                else
+                    setenv(k.c_str(), v.c_str(), 1);
+            }
+            if (p->NumOutputs() <= 0)
+                throw HostError(e.path + ": the plug-in has no audio outputs");
+            p->Resume();
+            ApplySettings(*p, o, true);
+            PlaySilence(*p, 0.5);
+            const NullResult r = MeasureNull(*p, o);
+            p->Suspend();
+            std::string name = p->EffectName();
+            if (name.empty())
+                name = p->ProductString();
+            if (!e.env.empty())
+                name += " (" + e.env + ")";
+            char at[32];
+            std::snprintf(at, sizeof at, "%.0f Hz", r.peakHz);
+            std::fprintf(Results(), "%-44s %8g %+9.3f %9.1f %9.1f %12s\n", name.c_str(), rate, r.gainDB, r.nullDB,
+                         r.thdnDB, at);
+            std::fflush(Results());
+            if (!o.png.empty()) {
+                Curve c;
+                c.label = name + (rates.size() > 1 ? " " + std::to_string(static_cast<int>(rate)) + " Hz" : "");
+                c.freq = NullSpectrumFreqs(rate);
+                c.db = r.spectrumDB;
+                curves.push_back(std::move(c));
+            }
+        }
+    }
+    if (!o.png.empty()) {
+        char title[160];
+        std::snprintf(title, sizeof title, "Residual spectrum, %g Hz sine at %.0f dBFS removed (dB re the tone, per bin)",
+                      o.freq, o.level);
+        std::string t = title;
+        if (rates.size() == 1)
+            t += ", " + std::to_string(static_cast<int>(rates[0])) + " Hz";
+        for (const auto& s : o.sets)
+            t += ", " + s;
+        double maxFreq = 0;
+        for (double r : rates)
+            maxFreq = std::max(maxFreq, r / 2);
+        PlotResponse(o.png, t, curves, {}, maxFreq, -240.0);
+        std::fprintf(stderr, "wrote %s\n", o.png.c_str());
+    }
     return 0;
 }
 

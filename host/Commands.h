@@ -30,6 +30,10 @@ struct Options {
     std::string exportPath;             // --export (bank)
     bool programList = false;           // --program-list (bank)
     bool peak = false;                  // --peak (response)
+    bool loudness = false;              // --loudness (response)
+    std::vector<double> rates;          // --rates (null), e.g. 44100,48000
+    double freq = 997.0;                // --freq (null), Hz
+    double level = -6.0;                // --level (null), dBFS
 };
 
 // Plug-ins may print to standard output (trace lines, debugging). The host
@@ -59,6 +63,7 @@ int RunRender(const Options& o);
 int RunResponse(const Options& o);
 int RunBench(const Options& o);
 int RunBank(const Options& o);
+int RunNull(const Options& o);
 
 // Every program of the plug-in as text: its number and name, then each
 // parameter's index, name, display value, label and normalised value, one

@@ -12,7 +12,7 @@
 namespace ghost {
 
 void PlotResponse(const std::string& path, const std::string& title, const std::vector<Curve>& curves,
-                  const std::vector<Marker>& markers, double maxFreq)
+                  const std::vector<Marker>& markers, double maxFreq, double floorDB)
 {
     constexpr int W = 1000, H = 560;
     constexpr double left = 60, right = 20, top = 40, bottom = 45;
@@ -25,7 +25,7 @@ void PlotResponse(const std::string& path, const std::string& title, const std::
             if (std::isfinite(d)) {
                 while (d > hi && hi < 120)
                     hi += 6;
-                while (d < lo && lo > -120)
+                while (d < lo && lo > floorDB)
                     lo -= 6;
             }
 
@@ -62,8 +62,9 @@ void PlotResponse(const std::string& path, const std::string& title, const std::
             cairo_show_text(cr, text);
         }
     // dB grid every 3 dB (6 dB when the range is wide), 0 dB darker.
-    const double step = (hi - lo) > 48 ? 12 : (hi - lo) > 30 ? 6 : 3;
-    for (double d = lo; d <= hi + 1e-9; d += step) {
+    const double step = (hi - lo) > 144 ? 24 : (hi - lo) > 48 ? 12 : (hi - lo) > 30 ? 6 : 3;
+    // Wide ranges put their lines on multiples of the step, so 0 dB is one.
+    for (double d = step >= 24 ? std::ceil(lo / step) * step : lo; d <= hi + 1e-9; d += step) {
         const double g = std::fabs(d) < 1e-9 ? 0.55 : 0.85;
         cairo_set_source_rgb(cr, g, g, g);
         cairo_move_to(cr, left, std::floor(Y(d)) + 0.5);
@@ -127,10 +128,16 @@ void PlotResponse(const std::string& path, const std::string& title, const std::
 
     // Legend.
     cairo_set_font_size(cr, 11);
+    double legendWidth = 70;
+    for (const Curve& c : curves) {
+        cairo_text_extents_t ext;
+        cairo_text_extents(cr, c.label.c_str(), &ext);
+        legendWidth = std::max(legendWidth, ext.x_advance);
+    }
     for (size_t i = 0; i < curves.size(); ++i) {
         const auto& c = colours[i % 4];
         cairo_set_source_rgb(cr, c[0], c[1], c[2]);
-        const double x = W - right - 90, y = top + 16 + 16 * static_cast<double>(i);
+        const double x = W - right - 26 - legendWidth, y = top + 16 + 16 * static_cast<double>(i);
         cairo_rectangle(cr, x, y - 8, 14, 3);
         cairo_fill(cr);
         cairo_move_to(cr, x + 20, y - 3);

@@ -18,8 +18,9 @@ struct Marker {
     std::string label;
 };
 
-// Throws HostError when the file cannot be written.
+// Throws HostError when the file cannot be written. The dB axis spans at
+// least +-15 dB and widens to fit the curves, down to floorDB at most.
 void PlotResponse(const std::string& path, const std::string& title, const std::vector<Curve>& curves,
-                  const std::vector<Marker>& markers, double maxFreq);
+                  const std::vector<Marker>& markers, double maxFreq, double floorDB = -120.0);
 
 }  // namespace ghost

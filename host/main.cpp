@@ -36,6 +36,8 @@ int main(int argc, char** argv)
             return ghost::RunBench(o);
         if (o.command == "bank")
             return ghost::RunBank(o);
+        if (o.command == "null")
+            return ghost::RunNull(o);
         std::fprintf(stderr, "graphiceq-host: unknown command \"%s\"\n\n%s", o.command.c_str(),
                      ghost::UsageText().c_str());
         return 2;

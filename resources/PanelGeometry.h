@@ -31,6 +31,18 @@ constexpr int kLevelTrackHeight = 223;
 constexpr int kLevelThumbWidth = 14;
 constexpr int kLevelThumbHeight = 15;
 
+// The level faders' own scales, on the inner side of each fader: ticks of
+// kLevelTickLength pixels from the track's edge at these levels (dB, 6 dB per
+// doubling of the amplitude), labels after them at most kLevelLabelWidth wide.
+constexpr int kInputMarks[] = {0, -6, -12, -18, -24, -36};
+constexpr int kOutputMarks[] = {6, 0, -6, -12, -18, -24, -36};
+constexpr int kLevelTickLength = 3;
+constexpr double kLevelLabelWidth = 9.5;
+// The band scales' labels beside the first and last band are at most this
+// wide, and the band names under the gain read-outs at most kBandNameWidth.
+constexpr double kBandLabelWidth = 10.5;
+constexpr double kBandNameWidth = 28.0;
+
 // Meters: an unlit and a lit half side by side; the panel lights rows
 // y .. bottom with y = trunc(19 - 3 * dB), so +6 dB is row 1, 0 dB row 19 and
 // the floor (-69 dB) row 226.
@@ -44,6 +56,11 @@ inline int MeterRow(double dB) { return (int)(dB * -3.0 + 19.0); }
 constexpr int kSwitchWidth = 29, kSwitchHeight = 20;   // active switch (23, 8)-(52, 28)
 constexpr int kCopyWidth = 29, kCopyHeight = 17;       // copy button (64, 11)-(93, 28)
 constexpr int kTagWidth = 43, kTagHeight = 16;         // save button and modified indicator
+
+// The program display under the "PROGRAM" caption (left, top, right,
+// bottom): the panel prints the current program's number and name in it,
+// and a click there opens the list of programs.
+constexpr int kProgramLeft = 99, kProgramTop = 17, kProgramRight = 211, kProgramBottom = 33;
 
 inline int BandX(int band) { return kBandX0 + kBandPitch * band; }
 

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,7 @@ const Rgb kTick = Hex(0x80868E);          // short ticks
 const Rgb kUnity = Hex(0xE0A040);         // 0 dB / unity marks
 const Rgb kWell = Hex(0xC9D7AE);          // backlit read-out glass
 const Rgb kSlot = Hex(0x0A0B0C);          // fader slot
+const Rgb kLevelScale = Hex(0xF0907F);    // the level faders' own scale, in their caps' red
 
 void Set(cairo_t* cr, Rgb c, double a = 1.0) { cairo_set_source_rgba(cr, c.r, c.g, c.b, a); }
 
@@ -235,7 +237,9 @@ void DrawBackground(cairo_t* cr)
     RoundRect(cr, 59.5, 5.5, 264, 37, 4);
     Set(cr, Hex(0x5A5F66), 0.6);
     cairo_stroke(cr);
-    Text(cr, "PROGRAM", 7, true, 154, 18, kCentre, kLegendDim, 1.0, 1.0, 0.8);
+    Text(cr, "PROGRAM", 7, true, (kProgramLeft + kProgramRight) / 2.0, 11, kCentre, kLegendDim, 1.0, 1.0, 0.8);
+    // The program display: the panel prints number and name in it.
+    ReadoutWell(cr, kProgramLeft, kProgramTop, kProgramRight, kProgramBottom);
     Text(cr, "REVERT", 6, true, 237.5, 34, kCentre, kLegendDim, 1.0, 1.0, 0.5);
     Text(cr, "STORE", 6, true, 291.5, 34, kCentre, kLegendDim, 1.0, 1.0, 0.5);
     cairo_save(cr);
@@ -258,9 +262,8 @@ void DrawBackground(cairo_t* cr)
     Text(cr, "GAIN", 7, true, 357, 50, kCentre, kLegend, 1.0, 1.0, 1.5);
     Text(cr, "dB", 7, true, 85, 50, kCentre, kLegendDim);
     Text(cr, "dB", 7, true, 631, 50, kCentre, kLegendDim);
-    // Units beside the read-out rows.
-    Text(cr, "dB", 7, true, 88, kGainReadoutTop + 8, kRight, kLegendDim);
-    Text(cr, "dB", 7, true, 626, kGainReadoutTop + 8, kLeft, kLegendDim);
+    // The Q read-outs' row is named at both ends (the gain row's ends belong
+    // to the level faders' scales).
     Text(cr, "Q", 8, true, 88, kQReadoutTop + 8, kRight, kLegendDim);
     Text(cr, "Q", 8, true, 626, kQReadoutTop + 8, kLeft, kLegendDim);
 
@@ -282,17 +285,20 @@ void DrawBackground(cairo_t* cr)
                 const int x = BandX(b);
                 // Left of the first fader and right of every fader.
                 if (b == 0)
-                    HLine(cr, x - 6, x, y, unity ? kUnity : kTick);
-                HLine(cr, x + kTrackWidth, b == kNumBands - 1 ? x + kTrackWidth + 6 : x + kBandPitch, y,
+                    HLine(cr, x - 5, x, y, unity ? kUnity : kTick);
+                HLine(cr, x + kTrackWidth, b == kNumBands - 1 ? x + kTrackWidth + 5 : x + kBandPitch, y,
                       unity ? kUnity : kGrid, unity ? 0.85 : 1.0);
                 if (b < kNumBands - 1) {
                     HLine(cr, x + kTrackWidth, x + kTrackWidth + 4, y, unity ? kUnity : kTick);
                     HLine(cr, x + kBandPitch - 4, x + kBandPitch, y, unity ? kUnity : kTick);
                 }
             }
-            Text(cr, labels[i], 7.5, true, firstX - 8, y + 0.5, kRight, unity ? kUnity : kLegendDim);
-            Text(cr, labels[i], 7.5, true, lastX + kTrackWidth + 8, y + 0.5, kLeft,
-                 unity ? kUnity : kLegendDim);
+            // Narrow enough to leave the level faders' scales their room.
+            const double w = TextWidth(cr, labels[i], 7, true);
+            const double squeeze = w > kBandLabelWidth ? kBandLabelWidth / w : 1.0;
+            Text(cr, labels[i], 7, true, firstX - 6, y + 0.5, kRight, unity ? kUnity : kLegendDim, squeeze);
+            Text(cr, labels[i], 7, true, lastX + kTrackWidth + 6, y + 0.5, kLeft, unity ? kUnity : kLegendDim,
+                 squeeze);
         }
         for (double v : minors) {
             const int y = row(v);
@@ -312,9 +318,11 @@ void DrawBackground(cairo_t* cr)
         const int x = BandX(b);
         ReadoutWell(cr, x - 7, kGainReadoutTop, x + 23, kGainReadoutTop + 16);
         ReadoutWell(cr, x - 7, kQReadoutTop, x + 23, kQReadoutTop + 16);
-        const double w = TextWidth(cr, szCenterFreq[b], 8, true);
-        const double squeeze = w > 30 ? 30 / w : 1.0;
-        Text(cr, szCenterFreq[b], 8, true, x + 8, 179.5, kCentre, kLegend, squeeze);
+        // At most 28 of the 36 pixels between two bands, so the longest
+        // names (1.0KHz .. 16.0KHz) keep a clear gap.
+        const double w = TextWidth(cr, szCenterFreq[b], 7.5, true);
+        const double squeeze = w > kBandNameWidth ? kBandNameWidth / w : 1.0;
+        Text(cr, szCenterFreq[b], 7.5, true, x + 8, 179.5, kCentre, kLegend, squeeze);
     }
     ReadoutWell(cr, 14, 285, 48, 301);
     ReadoutWell(cr, 651, 285, 685, 301);
@@ -334,28 +342,43 @@ void DrawBackground(cairo_t* cr)
         Text(cr, label, 7, true, 691, y + 0.5, kLeft, c, 0.9);
     }
 
-    // Level faders: ticks at the dB values where the thumb's centre line
-    // stands (the travel is logarithmic in the amplitude), unity in amber.
-    auto levelTicks = [&](int faderX, int paramIndex, const std::vector<int>& marks, bool right) {
+    // Level faders: a scale of their own on the inner side of each (the
+    // meters' scale is on the outer side), in the red of their caps, unity in
+    // amber. Every mark lies on the row of the thumb's centre line at that
+    // level (the travel is logarithmic in the amplitude); a label that would
+    // crowd the one above is left out.
+    auto levelScale = [&](int faderX, int paramIndex, const std::vector<int>& marks, bool right) {
+        int lastLabelRow = -100;
         for (int dB : marks) {
             const double amplitude = std::pow(2.0, dB / 6.0);
             const int y = kLevelTop + LogThumbCentre(ValToNormalizeValue(paramIndex, (float)amplitude),
                                                      kLevelTrackHeight, kLevelThumbHeight);
-            const Rgb c = dB == 0 ? kUnity : kTick;
-            const int len = dB == 0 || dB % 12 == 0 ? 5 : 3;
+            const Rgb c = dB == 0 ? kUnity : kLevelScale;
             if (right)
-                HLine(cr, faderX + kTrackWidth, faderX + kTrackWidth + len, y, c);
+                HLine(cr, faderX + kTrackWidth, faderX + kTrackWidth + kLevelTickLength, y, c);
             else
-                HLine(cr, faderX - len, faderX, y, c);
+                HLine(cr, faderX - kLevelTickLength, faderX, y, c);
+            if (y - lastLabelRow < 9)
+                continue;
+            lastLabelRow = y;
+            char label[16];
+            std::snprintf(label, sizeof label, dB > 0 ? "+%d" : "%d", dB);
+            const double w = TextWidth(cr, label, 7, true);
+            const double squeeze = w > kLevelLabelWidth ? kLevelLabelWidth / w : 1.0;
+            if (right)
+                Text(cr, label, 7, true, faderX + kTrackWidth + kLevelTickLength + 1, y + 0.5, kLeft, c, squeeze);
+            else
+                Text(cr, label, 7, true, faderX - kLevelTickLength - 1, y + 0.5, kRight, c, squeeze);
         }
+        // The bottom of the travel (about -60 dB): a tick without a number.
         const int bottom = kLevelTop + LogThumbCentre(0.0, kLevelTrackHeight, kLevelThumbHeight);
         if (right)
-            HLine(cr, faderX + kTrackWidth, faderX + kTrackWidth + 4, bottom, kTick);
+            HLine(cr, faderX + kTrackWidth, faderX + kTrackWidth + kLevelTickLength, bottom, kLevelScale);
         else
-            HLine(cr, faderX - 4, faderX, bottom, kTick);
+            HLine(cr, faderX - kLevelTickLength, faderX, bottom, kLevelScale);
     };
-    levelTicks(kInputX, kParamInput, {0, -6, -12, -18, -24, -36}, true);
-    levelTicks(kOutputX, kParamOutput, {6, 0, -6, -12, -18, -24, -36}, false);
+    levelScale(kInputX, kParamInput, std::vector<int>(std::begin(kInputMarks), std::end(kInputMarks)), true);
+    levelScale(kOutputX, kParamOutput, std::vector<int>(std::begin(kOutputMarks), std::end(kOutputMarks)), false);
 }
 
 // A fader track: plate colour with a recessed slot down the middle. Opaque
@@ -631,6 +654,7 @@ bool WriteMockup(const std::string& path)
     Blit(cr, s[9], kOutputX, kLevelTop);
     Blit(cr, s[10], kOutputX + 1,
          kLevelTop + LogThumbTop(ValToNormalizeValue(kParamOutput, 1.0f), kLevelTrackHeight, kLevelThumbHeight));
+    Text(cr, "1  Flat", 9, false, kProgramLeft + 4, (kProgramTop + kProgramBottom) / 2.0 + 0.5, kLeft, Hex(0x000000));
     Text(cr, "0.0", 9, false, 31, 293.5, kCentre, Hex(0x000000));
     Text(cr, "0.0", 9, false, 668, 293.5, kCentre, Hex(0x000000));
     const double levels[4] = {-7.5, -9.0, -4.0, -5.5};

@@ -3,6 +3,7 @@
 # graphiceq-host edit on a private Xvfb, with a gain curve set and the burst
 # signal running, so faders, read-outs and meters all show something.
 #   scripts/panel-screenshot.sh [OUT.png]          (default docs/panel.png)
+# XVFB_DISPLAY=N uses display :N (default: the first free one from :90).
 # Uses this build's graphiceq-host and GraphicEQ.so (build them first).
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -13,7 +14,7 @@ plugin=${PLUGIN:-$root/build/plugin/GraphicEQ.so}
 
 xvfb_pid=""
 trap '[ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null; wait 2>/dev/null || true' EXIT
-for n in $(seq 90 120); do
+for n in ${XVFB_DISPLAY:-$(seq 90 120)}; do
   if [ ! -e "/tmp/.X11-unix/X$n" ] && [ ! -e "/tmp/.X$n-lock" ]; then
     Xvfb ":$n" -screen 0 1024x768x24 -nolisten tcp >/dev/null 2>&1 &
     xvfb_pid=$!

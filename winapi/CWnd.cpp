@@ -925,13 +925,15 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
     // Input events carry the modifier state; size and loss notices do not,
     // and must not clear what the last input left.
     if (ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
-        ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey) {
+        ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey ||
+        ev.type == platform::ViewEvent::kWheel) {
         g_modifierFlags = TranslateModifiers(ev.modifiers);
         g_controlHeld = (ev.modifiers & platform::kModControl) != 0;
     }
     LPARAM pt = MAKELPARAM(ev.x, ev.y);
     bool input = ev.type == platform::ViewEvent::kButtonDown || ev.type == platform::ViewEvent::kButtonUp ||
-                 ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey;
+                 ev.type == platform::ViewEvent::kMotion || ev.type == platform::ViewEvent::kKey ||
+                 ev.type == platform::ViewEvent::kWheel;
     if (input && InputBlocked()) return;  // a modal dialog owns the input
     if (input) g_inputWnd = this;
     switch (ev.type) {
@@ -1003,6 +1005,13 @@ void CWnd::OnViewEvent(const platform::ViewEvent& ev)
     }
     case platform::ViewEvent::kFocusOut:
         break;
+    case platform::ViewEvent::kWheel: {
+        // WHEEL_DELTA (120) per notch in the high word, MK_SHIFT in the low
+        // word; the point, unlike Windows', in the window's own coordinates.
+        const UINT keys = (ev.modifiers & platform::kModShift) ? MK_SHIFT : 0u;
+        SendMessage(WM_MOUSEWHEEL, (WPARAM)(keys | ((UINT)(uint16_t)(int16_t)(ev.wheel * WHEEL_DELTA) << 16)), pt);
+        break;
+    }
     }
 }
 
@@ -1086,9 +1095,7 @@ int GetSystemMetrics(int nIndex)
     case 3: return kScrollBarWidth;
     case 4: return 18;
     case 12: return 32;
-    case 45:  // SM_CXEDGE: the sunken border of an edit field
-    case 46: return 2;
-    default: return 0;
+    default: return 0;  // SM_CXEDGE (45) included: the fields draw no sunken edge
     }
 }
 

@@ -76,7 +76,9 @@ struct ViewEvent {
     // died, or the host destroyed its window); the client should let go of
     // it. Sent once, by the pump.
     // kClose: the user asked the window manager to close a dialog window.
-    enum Type { kButtonDown, kButtonUp, kMotion, kKey, kSize, kFocusOut, kGone, kClose } type = kMotion;
+    // kWheel: one notch of the mouse wheel at (x, y), wheel +1 away from the
+    // user (up), -1 towards the user (down).
+    enum Type { kButtonDown, kButtonUp, kMotion, kKey, kSize, kFocusOut, kGone, kClose, kWheel } type = kMotion;
     int x = 0, y = 0;        // top-left coordinates inside the view
     int button = 0;          // 1 left, 2 middle, 3 right
     int clickCount = 0;      // ButtonDown: 1, 2, 3 ... from event timestamps
@@ -84,6 +86,7 @@ struct ViewEvent {
     Key key = kKeyNone;
     char text[8] = {0};      // Key: the characters the key produced
     int width = 0, height = 0;  // Size (for the adopted window also x, y: its position in its parent)
+    int wheel = 0;              // Wheel: +1 up, -1 down
 };
 
 class ViewClient {

@@ -9,8 +9,10 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "CDC.h"
+#include "PanelGeometry.h"
 #include "ParamMap.h"
 
 namespace {
@@ -167,6 +169,27 @@ TEST(PanelArt, ReadoutWindowsAreLightForBlackDigits)
     }
     EXPECT_TRUE(wellIsLight(14, 285, 48, 301));
     EXPECT_TRUE(wellIsLight(651, 285, 685, 301));
+    using namespace panel_art;
+    EXPECT_TRUE(wellIsLight(kProgramLeft, kProgramTop, kProgramRight, kProgramBottom)) << "program";
+}
+
+TEST(PanelArt, BandNamesKeepAGapBetweenThem)
+{
+    Picture bg(5000);
+    const uint32_t plate = bg.At(97 + 26, 100);
+    // Between the centres of two neighbouring bands, a column of plain plate
+    // the height of the names' row.
+    for (int band = 0; band + 1 < 15; ++band) {
+        const int c0 = 97 + 36 * band + 8, c1 = c0 + 36;
+        int clear = 0;
+        for (int x = c0 + 1; x < c1; ++x) {
+            bool plain = true;
+            for (int y = 172; y < 188 && plain; ++y)
+                plain = bg.At(x, y) == plate;
+            clear += plain;
+        }
+        EXPECT_GE(clear, 4) << "between bands " << band << " and " << band + 1;
+    }
 }
 
 TEST(PanelArt, ScaleMarksSitOnTheThumbCentreLine)
@@ -191,16 +214,48 @@ TEST(PanelArt, ScaleMarksSitOnTheThumbCentreLine)
             EXPECT_TRUE(markAt(plate, x, y)) << band << " Q " << q;
         }
     }
-    // Level faders: unity right of the input fader at the top, left of the
-    // output fader at amplitude 1.0 (a logarithmic travel).
+    // Level faders: their own scale on the inner side of each (right of the
+    // input fader, left of the output fader), a mark at every level it names
+    // on the row of the thumb's centre (a logarithmic travel), and beside
+    // each mark its number in red, unlike the grey of the meters' scale.
     const uint32_t levelPlate = bg.At(66, 100);
+    auto reddish = [&](int x0, int x1, int y) {
+        for (int yy = y - 3; yy <= y + 3; ++yy)
+            for (int x = x0; x < x1; ++x) {
+                const uint32_t p = bg.At(x, yy);
+                if (int((p >> 16) & 0xFF) > int((p >> 8) & 0xFF) + 40) return true;
+            }
+        return false;
+    };
+    auto inked = [&](int x0, int x1, int y) {
+        for (int x = x0; x < x1; ++x)
+            if (bg.At(x, y) != levelPlate) return true;
+        return false;
+    };
     const struct {
-        int x, param;
-        float amplitude;
-    } levels[] = {{65, kParamInput, 1.0f}, {648, kParamOutput, 1.0f}, {648, kParamOutput, 0.5f}};
+        int faderX, param;
+        std::vector<int> marks;
+        int tickX, labelX0, labelX1;
+    } levels[] = {
+        {48, kParamInput, {0, -6, -12, -18, -24, -36}, 65, 68, 78},
+        {650, kParamOutput, {6, -6, -12, -18, -24, -36}, 648, 636, 647},
+    };
     for (const auto& l : levels) {
-        const double n = ValToNormalizeValue(l.param, l.amplitude);
-        const int y = 56 + LogCentre(n, levelTrack.height, levelThumb.height);
-        EXPECT_TRUE(markAt(levelPlate, l.x, y)) << l.x;
+        for (int dB : l.marks) {
+            const double n = ValToNormalizeValue(l.param, (float)std::pow(2.0, dB / 6.0));
+            const int y = 56 + LogCentre(n, levelTrack.height, levelThumb.height);
+            EXPECT_TRUE(markAt(levelPlate, l.tickX, y)) << l.param << " at " << dB << " dB";
+            EXPECT_TRUE(reddish(l.labelX0, l.labelX1, y)) << l.param << " label " << dB << " dB";
+        }
+        // The meters' scale, outside the meters (3 rows per dB, 0 dB at row
+        // 19), carries its own numbers, not in the faders' red.
+        for (int dB : {-6, -12, -24}) {
+            const int y = 56 + 19 - 3 * dB + 1;
+            const int x0 = l.faderX == 48 ? 8 : 690;
+            EXPECT_TRUE(!reddish(x0, x0 + 16, y) && inked(x0, x0 + 16, y)) << dB;
+        }
     }
+    // Unity (amber) on the output fader.
+    const int unity = 56 + LogCentre(ValToNormalizeValue(kParamOutput, 1.0f), levelTrack.height, levelThumb.height);
+    EXPECT_TRUE(markAt(levelPlate, 648, unity));
 }

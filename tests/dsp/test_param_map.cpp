@@ -81,21 +81,3 @@ TEST(ParamMap, DisplayAndNormalisedForms)
         }
     }
 }
-
-TEST(ParamMap, DisplayRanges)
-{
-    const struct {
-        int index;
-        float min, max;
-    } rows[] = {
-        {kParamActive, 0.0f, 1.0f}, {kParamOutput, -59.79f, 6.0f}, {kParamInput, -59.79f, 0.0f},
-        {kGain1k, -12.0f, 12.0f},   {kQ1k, 1.0f, 20.0f},           {33, 0.0f, 0.0f},
-        {-100000, 0.0f, 0.0f},
-    };
-    for (const auto& r : rows) {
-        float mn = 99, mx = 99;
-        GetParamMinMax(r.index, &mn, &mx);
-        EXPECT_NEAR(mn, r.min, 0.01f) << r.index;
-        EXPECT_NEAR(mx, r.max, 0.01f) << r.index;
-    }
-}

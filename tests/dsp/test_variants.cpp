@@ -1,5 +1,7 @@
-// Every kernel variant this processor runs against the plain band-by-band
-// recursion, bit for bit, and against each other on the awkward cases.
+// The reference engine against the plain single-precision recursion, bit for
+// bit; every precise kernel variant this processor runs against the plain
+// double-precision recursion, and the variants against each other on the
+// awkward cases.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,6 +11,7 @@
 
 #include "reference.h"
 
+using graphiceq::Engine;
 using graphiceq::Variant;
 using ref::Bits;
 
@@ -54,6 +57,7 @@ TEST(EngineVariants, TheProcessorRunsAtLeastTheBaseline)
     EXPECT_TRUE(graphiceq::VariantSupported(Variant::Sse2));
     CGraphicEQ eq;
     EXPECT_TRUE(graphiceq::VariantSupported(eq.GetVariant()));
+    EXPECT_EQ(eq.GetEngine(), graphiceq::DefaultEngine());
     Variant parsed;
     for (Variant v : Supported()) {
         ASSERT_TRUE(graphiceq::ParseVariant(graphiceq::VariantName(v), &parsed));
@@ -61,36 +65,74 @@ TEST(EngineVariants, TheProcessorRunsAtLeastTheBaseline)
     }
     EXPECT_FALSE(graphiceq::ParseVariant("avx1024", &parsed));
     EXPECT_FALSE(graphiceq::ParseVariant(nullptr, &parsed));
+    Engine engine = Engine::Precise;
+    EXPECT_TRUE(graphiceq::ParseEngine("reference", &engine));
+    EXPECT_EQ(engine, Engine::Reference);
+    EXPECT_TRUE(graphiceq::ParseEngine("precise", &engine));
+    EXPECT_EQ(engine, Engine::Precise);
+    EXPECT_FALSE(graphiceq::ParseEngine("float", &engine));
+    EXPECT_FALSE(graphiceq::ParseEngine(nullptr, &engine));
 }
+
+namespace {
 
 // Random gains, Q values and levels at sample rates from 8 kHz to 384 kHz,
 // blocks from 2 to 8192 samples in one sequence (the filters carry their
-// history from block to block; blocks past 700 run in slices).
-TEST(EngineVariants, EveryVariantMatchesThePlainReference)
+// history from block to block; blocks past 700 run in slices); check(eq,
+// rate) compares each block of eq with its own plain recursion.
+template <class Plain, class Check>
+void AtEveryRateAndBlock(Engine engine, Variant v, Plain plainOf, Check check)
 {
     const int blocks[] = {2, 3, 5, 7, 16, 29, 31, 64, 127, 128, 513, 8192, 4, 1000};
     uint32_t seed = 1;
     for (uint32_t rate : {8000u, 22050u, 44100u, 48000u, 96000u, 192000u, 384000u}) {
         ++seed;
-        for (Variant v : Supported()) {
-            SCOPED_TRACE(std::string(graphiceq::VariantName(v)) + " at " + std::to_string(rate) + " Hz");
-            CGraphicEQ eq;
-            ASSERT_TRUE(eq.SetVariant(v));
-            ref::Prepare(eq, rate, 700);
-            ApplyRandomSetting(eq, seed);
-            ref::StereoEngine plain = ref::PlainOf(eq);
-            uint32_t noise = 100;
-            for (int block : blocks) {
-                std::vector<float> l = ref::Noise(block, noise++, 0.9f), r = ref::Noise(block, noise++, 0.9f);
-                std::vector<float> gl(block), gr(block), wl(block), wr(block);
-                ref::Transform(eq, l.data(), r.data(), gl.data(), gr.data(), block);
-                plain.Run(l.data(), r.data(), wl.data(), wr.data(), block);
-                for (int i = 0; i < block; ++i) {
-                    ASSERT_EQ(Bits(gl[i]), Bits(wl[i])) << "block " << block << ", left " << i;
-                    ASSERT_EQ(Bits(gr[i]), Bits(wr[i])) << "block " << block << ", right " << i;
-                }
+        SCOPED_TRACE(std::string(graphiceq::EngineName(engine)) + "/" + graphiceq::VariantName(v) + " at " +
+                     std::to_string(rate) + " Hz");
+        CGraphicEQ eq;
+        eq.SetEngine(engine);
+        ASSERT_TRUE(eq.SetVariant(v));
+        ref::Prepare(eq, rate, 700);
+        ApplyRandomSetting(eq, seed);
+        auto plain = plainOf(eq);
+        uint32_t noise = 100;
+        for (int block : blocks) {
+            std::vector<float> l = ref::Noise(block, noise++, 0.9f), r = ref::Noise(block, noise++, 0.9f);
+            std::vector<float> gl(block), gr(block), wl(block), wr(block);
+            ref::Transform(eq, l.data(), r.data(), gl.data(), gr.data(), block);
+            plain.Run(l.data(), r.data(), wl.data(), wr.data(), block);
+            for (int i = 0; i < block; ++i) {
+                ASSERT_TRUE(check(gl[i], wl[i])) << "block " << block << ", left " << i << ": " << gl[i] << " vs " << wl[i];
+                ASSERT_TRUE(check(gr[i], wr[i])) << "block " << block << ", right " << i << ": " << gr[i] << " vs " << wr[i];
             }
         }
+    }
+}
+
+bool Fused(Variant v) { return v == Variant::Avx2 || v == Variant::Avx512; }
+
+}  // namespace
+
+// The reference engine is the single-precision recursion exactly, blocks of
+// two samples and more (a block's first two samples group their feedback
+// terms).
+TEST(EngineVariants, ReferenceEngineMatchesThePlainRecursionBitForBit)
+{
+    AtEveryRateAndBlock(Engine::Reference, graphiceq::DefaultVariant(), ref::PlainOf,
+                        [](float a, float b) { return Bits(a) == Bits(b); });
+}
+
+// The unfused variants are the plain double recursion bit for bit; the fused
+// ones agree with it to the last bit (CloseToPrecise).
+TEST(EngineVariants, PreciseVariantsMatchThePlainDoubleRecursion)
+{
+    for (Variant v : Supported()) {
+        if (Fused(v))
+            AtEveryRateAndBlock(Engine::Precise, v, ref::PrecisePlainOf,
+                                ref::CloseToPrecise);
+        else
+            AtEveryRateAndBlock(Engine::Precise, v, ref::PrecisePlainOf,
+                                [](float a, float b) { return Bits(a) == Bits(b); });
     }
 }
 
@@ -101,6 +143,7 @@ namespace {
 std::vector<uint32_t> Script(Variant v, uint16_t channels, uint32_t rate)
 {
     CGraphicEQ eq;
+    eq.SetEngine(Engine::Precise);
     EXPECT_TRUE(eq.SetVariant(v));
     ref::Prepare(eq, rate, 700, channels);  // longer calls run in slices of 700
     ApplyRandomSetting(eq, rate + channels);
@@ -149,17 +192,27 @@ std::vector<uint32_t> Script(Variant v, uint16_t channels, uint32_t rate)
 
 }  // namespace
 
+// Variants that round alike give the same samples, meters and over-level
+// readings on blocks of 0 to 8 samples, slices, mono and special values.
 TEST(EngineVariants, AgreeOnTinyBlocksSlicesMonoAndSpecialValues)
 {
     for (uint16_t channels : {1, 2}) {
         for (uint32_t rate : {8000u, 44100u, 384000u}) {
-            const std::vector<uint32_t> want = Script(Variant::Scalar, channels, rate);
-            for (Variant v : Supported()) {
-                const std::vector<uint32_t> got = Script(v, channels, rate);
-                ASSERT_EQ(got.size(), want.size());
-                for (size_t i = 0; i < got.size(); ++i)
-                    ASSERT_EQ(got[i], want[i]) << graphiceq::VariantName(v) << ", " << channels << " channel(s), "
-                                               << rate << " Hz, record " << i;
+            for (bool fused : {false, true}) {
+                std::vector<uint32_t> want;
+                for (Variant v : Supported()) {
+                    if (Fused(v) != fused)
+                        continue;
+                    const std::vector<uint32_t> got = Script(v, channels, rate);
+                    if (want.empty()) {
+                        want = got;
+                        continue;
+                    }
+                    ASSERT_EQ(got.size(), want.size());
+                    for (size_t i = 0; i < got.size(); ++i)
+                        ASSERT_EQ(got[i], want[i]) << graphiceq::VariantName(v) << ", " << channels
+                                                   << " channel(s), " << rate << " Hz, record " << i;
+                }
             }
         }
     }
@@ -172,10 +225,14 @@ TEST(EngineVariants, NextCleanBlockIsFiniteAfterSpecialValues)
 {
     const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
                               -std::numeric_limits<float>::infinity(), 1e30f, -3e38f, 1e-40f};
-    for (Variant v : Supported()) {
+    std::vector<std::pair<Engine, Variant>> kernels{{Engine::Reference, Variant::Scalar}};
+    for (Variant v : Supported())
+        kernels.push_back({Engine::Precise, v});
+    for (auto [engine, v] : kernels) {
         for (float special : specials) {
             for (int at : {0, 100, 255}) {
                 CGraphicEQ eq;
+                eq.SetEngine(engine);
                 ASSERT_TRUE(eq.SetVariant(v));
                 ref::Prepare(eq, 48000, 256);
                 for (int b = 0; b < 15; ++b) {
@@ -191,7 +248,7 @@ TEST(EngineVariants, NextCleanBlockIsFiniteAfterSpecialValues)
                     ref::Transform(eq, cl.data(), cr.data(), cl.data(), cr.data(), 256);
                     for (int i = 0; i < 256; ++i)
                         ASSERT_TRUE(std::isfinite(cl[i]) && std::isfinite(cr[i]))
-                            << graphiceq::VariantName(v) << ": " << special << " at " << at << ", clean block "
+                            << graphiceq::EngineName(engine) << "/" << graphiceq::VariantName(v) << ": " << special << " at " << at << ", clean block "
                             << block << ", sample " << i;
                 }
             }

@@ -27,16 +27,30 @@ struct Automation {
     float value;
 };
 
+// One call of the plug-in about a parameter: begin edit, automate, end edit.
+struct HostCall {
+    VstInt32 opcode;
+    int index;
+    float value;
+};
+
 // What the plug-in told the host; the callback may run on any thread.
 struct HostLog {
     std::mutex lock;
     std::vector<Automation> automated;
+    std::vector<HostCall> calls;  // every begin, automate and end, in order
     int updateDisplay = 0;
     void Clear()
     {
         std::lock_guard<std::mutex> g(lock);
         automated.clear();
+        calls.clear();
         updateDisplay = 0;
+    }
+    std::vector<HostCall> Calls()
+    {
+        std::lock_guard<std::mutex> g(lock);
+        return calls;
     }
     std::vector<Automation> Of(int index)
     {
@@ -51,9 +65,10 @@ inline HostLog g_log;
 
 inline VstIntPtr PanelHostCallback(AEffect*, VstInt32 opcode, VstInt32 index, VstIntPtr, void*, float opt)
 {
-    if (opcode == audioMasterAutomate) {
+    if (opcode == audioMasterAutomate || opcode == audioMasterBeginEdit || opcode == audioMasterEndEdit) {
         std::lock_guard<std::mutex> g(g_log.lock);
-        g_log.automated.push_back({index, opt});
+        if (opcode == audioMasterAutomate) g_log.automated.push_back({index, opt});
+        g_log.calls.push_back({opcode, index, opt});
     } else if (opcode == audioMasterUpdateDisplay) {
         std::lock_guard<std::mutex> g(g_log.lock);
         ++g_log.updateDisplay;
@@ -266,6 +281,20 @@ protected:
     void MoveTo(int x, int y) { XTestFakeMotionEvent(dpy, DefaultScreen(dpy), kX + x, kY + y, 0), XSync(dpy, False), Settle(); }
     void Button(bool down) { XTestFakeButtonEvent(dpy, 1, down, 0), XSync(dpy, False), Settle(); }
     void Click(int x, int y) { MoveTo(x, y), Button(true), Button(false); }
+    // Two presses in quick succession (the server's time stamps decide).
+    void DoubleClick(int x, int y)
+    {
+        MoveTo(x, y);
+        for (int i = 0; i < 4; ++i) XTestFakeButtonEvent(dpy, 1, i % 2 == 0, 0);
+        XSync(dpy, False), Settle();
+    }
+    // Wheel notches at the pointer: up (away from the user) or down.
+    void Wheel(int notches)
+    {
+        const unsigned button = notches > 0 ? 4 : 5;
+        for (int i = 0; i < std::abs(notches); ++i)
+            XTestFakeButtonEvent(dpy, button, True, 0), XTestFakeButtonEvent(dpy, button, False, 0), XSync(dpy, False), Settle();
+    }
     void Key(KeySym sym, bool down) { XTestFakeKeyEvent(dpy, XKeysymToKeycode(dpy, sym), down, 0), XSync(dpy, False), Settle(); }
     void Type(KeySym sym) { Key(sym, true), Key(sym, false); }
 

@@ -84,12 +84,43 @@ protected:
         IdleUntil([&] { return bool(last = check()); });
         return last;
     }
+    // What the host heard is about one parameter only and comes in whole
+    // gestures: begin edit, automation, end edit (several gestures in a row
+    // when several is set, as a double-click's two presses make).
+    ::testing::AssertionResult OneGesture(int param, bool several = false)
+    {
+        int open = 0, gestures = 0;
+        for (const HostCall& c : g_log.Calls()) {
+            if (c.index != param)
+                return ::testing::AssertionFailure() << "a call about parameter " << c.index;
+            if (c.opcode == audioMasterBeginEdit) {
+                if (open++) return ::testing::AssertionFailure() << "begin edit inside a gesture";
+                ++gestures;
+            } else if (c.opcode == audioMasterEndEdit) {
+                if (!open--) return ::testing::AssertionFailure() << "end edit without a begin";
+            } else if (!open) {
+                return ::testing::AssertionFailure() << "automation outside begin/end edit";
+            }
+        }
+        if (open) return ::testing::AssertionFailure() << "no end edit";
+        if (gestures == 0 || (!several && gestures != 1))
+            return ::testing::AssertionFailure() << gestures << " gestures";
+        return ::testing::AssertionSuccess();
+    }
     ::testing::AssertionResult Shows(int x, int y, uint32_t want)
     {
         const uint32_t got = Pixel(x, y);
         if (Near(got, want))
             return ::testing::AssertionSuccess();
         return ::testing::AssertionFailure() << "pixel (" << x << ", " << y << ") " << std::hex << got << " want " << want;
+    }
+    // The modified indicator (5015: unchanged above, modified below) shows
+    // the program's state, as soon as the panel has idled.
+    ::testing::AssertionResult ShowsModified(bool changed)
+    {
+        Art modified(5015), bg(5000);
+        const int y = 8 + (changed ? modified.H() / 2 : 0);
+        return Eventually([&] { return Shows(216 + 20, 10 + 8, Over(modified.At(20, y), bg.At(236, 18) & 0xFFFFFF)); });
     }
 };
 
@@ -103,13 +134,11 @@ TEST_F(Panel, EveryControlSitsWhereTheLayoutSaysAndShowsItsValue)
     // The active switch is on: the on image's (5002) released frame at (23, 8).
     Art on(5002), off(5003), bg(5000);
     EXPECT_TRUE(Eventually([&] { return Shows(23 + 10, 8 + 5, Over(on.At(10, 5), bg.At(33, 13) & 0xFFFFFF)); }));
-    // Save button, and the modified indicator's lower half: the values set
-    // above changed the program.
-    Art save(5014), modified(5015);
+    // Save button, and the modified indicator: the values set above changed
+    // the program.
+    Art save(5014);
     EXPECT_TRUE(Eventually([&] { return Shows(270 + 20, 10 + 8, Over(save.At(20, 8), bg.At(290, 18) & 0xFFFFFF)); }));
-    EXPECT_TRUE(Eventually([&] {
-        return Shows(216 + 20, 10 + 8, Over(modified.At(20, 8 + modified.H() / 2), bg.At(236, 18) & 0xFFFFFF));
-    }));
+    EXPECT_TRUE(ShowsModified(true));
 }
 
 // Reports (does not judge) the time from effEditOpen to the first frame on
@@ -140,6 +169,7 @@ TEST_F(Panel, OpensAndPaintsItsFirstFrame)
 TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel)
 {
     ASSERT_TRUE(Open());
+    EXPECT_TRUE(ShowsModified(false));
     const std::vector<Fader> all = AllFaders();
     // Gain band 4, Q band 11, input, output.
     for (const Fader& f : {all[8], all[23], all[30], all[31]}) {
@@ -154,9 +184,12 @@ TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel
         EXPECT_NEAR(got[0].value, ValueAt(f, d0), 1e-5);
         EXPECT_FLOAT_EQ(Get(f.param), got[0].value);
         EXPECT_TRUE(ThumbAt(f, got[0].value));
+        EXPECT_TRUE(ShowsModified(true)) << "the program now differs from its saved values";
 
-        // Drag up along the travel: the values follow and rise.
+        // Drag up along the travel: the values follow and rise. (A press
+        // within the double-click time of the click would reset the fader.)
         g_log.Clear();
+        IdleFor(450);
         MoveTo(x, f.top + d0);
         Button(true);
         for (int d = d0 - 6; d > f.TravelMax() - 20; d -= 6) MoveTo(x, f.top + d);
@@ -170,9 +203,71 @@ TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel
         EXPECT_EQ(g_log.Of(f.param).back().value, 0.0f);
         EXPECT_EQ(Get(f.param), 0.0f);
         EXPECT_TRUE(ThumbAt(f, 0.0f));
-        // Only this fader moved.
-        std::lock_guard<std::mutex> g(g_log.lock);
-        for (const Automation& a : g_log.automated) EXPECT_EQ(a.index, f.param);
+        // Only this fader moved, inside one gesture the host can record.
+        EXPECT_TRUE(OneGesture(f.param));
+    }
+}
+
+// The wheel, Shift with the wheel and with a drag, and a double-click, on
+// each kind of fader; every change reaches the host inside begin/end edit.
+TEST_F(Panel, WheelStepsShiftStepsFinelyAndDoubleClickResetsEveryKindOfFader)
+{
+    ASSERT_TRUE(Open());
+    const std::vector<Fader> all = AllFaders();
+    struct Case {
+        Fader f;
+        int notches;  // one wheel turn, then Shift and the opposite way twice
+        const char *stepped, *fine;
+    };
+    // Gain band 4, Q band 11, input (already at its top: down), output.
+    for (const Case& c : {Case{all[8], 1, "0.5", "0.3"}, Case{all[23], 1, "5.5", "5.3"},
+                          Case{all[30], -1, "-1.0", "-0.8"}, Case{all[31], 1, "1.0", "0.8"}}) {
+        const Fader& f = c.f;
+        SCOPED_TRACE(std::string(f.name) + " " + std::to_string(f.param));
+        const float flat = Get(f.param);
+        g_log.Clear();
+        MoveTo(f.left + 8, f.top + 20);
+        Wheel(c.notches);
+        EXPECT_EQ(Shown(f.param), c.stepped);
+        EXPECT_TRUE(OneGesture(f.param));
+        EXPECT_TRUE(Eventually([&] { return ThumbAt(f, Get(f.param)); }));
+        g_log.Clear();
+        Key(XK_Shift_L, true);
+        Wheel(-2 * c.notches);
+        Key(XK_Shift_L, false);
+        EXPECT_EQ(Shown(f.param), c.fine);
+        EXPECT_EQ(g_log.Of(f.param).size(), 2u);
+
+        // Shift-drag: the thumb stays put at the press, then moves a tenth
+        // of the pointer's travel; 30 rows down on a linear fader are 3 rows
+        // of thumb travel.
+        const float before = Get(f.param);
+        const double startRow = f.log ? f.TravelMin() + (f.TravelMax() - f.TravelMin()) *
+                                                            std::log10(double(before) * 9.0 + 1.0)
+                                      : f.TravelMin() - double(before) * (f.TravelMin() - f.TravelMax());
+        g_log.Clear();
+        Key(XK_Shift_L, true);
+        MoveTo(f.left + 8, f.top + 12);
+        Button(true);
+        EXPECT_EQ(Get(f.param), before);
+        for (int dy = 6; dy <= 30; dy += 6) MoveTo(f.left + 8, f.top + 12 + dy);
+        Button(false);
+        Key(XK_Shift_L, false);
+        const float want = f.log ? float((std::pow(10.0, (startRow + 3.0 - f.TravelMin()) /
+                                                            (f.TravelMax() - f.TravelMin())) - 1.0) / 9.0)
+                                 : float((f.TravelMin() - (startRow + 3.0)) / (f.TravelMin() - f.TravelMax()));
+        EXPECT_NEAR(Get(f.param), want, 1e-4);
+        EXPECT_LT(Get(f.param), before);
+        EXPECT_TRUE(OneGesture(f.param));
+
+        // A double-click anywhere on the fader: back to the flat value.
+        g_log.Clear();
+        DoubleClick(f.left + 8, f.top + f.TravelMax() + 10);
+        EXPECT_EQ(Get(f.param), flat);
+        ASSERT_FALSE(g_log.Of(f.param).empty());
+        EXPECT_EQ(g_log.Of(f.param).back().value, flat);
+        EXPECT_TRUE(OneGesture(f.param, true));
+        EXPECT_TRUE(Eventually([&] { return ThumbAt(f, flat); }));
     }
 }
 

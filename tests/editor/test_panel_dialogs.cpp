@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "PanelGeometry.h"
 #include "PanelHost.h"
 
 namespace {
@@ -46,6 +47,13 @@ TEST_F(PanelEntry, TypedValuesSetTheirBandAndAreClampedToTheRange)
         EXPECT_EQ(Shown(c.param).substr(0, c.shown.size()), c.shown) << Shown(c.param);
         ASSERT_FALSE(g_log.Of(c.param).empty());
         EXPECT_FLOAT_EQ(g_log.Of(c.param).back().value, Get(c.param));
+        // One gesture for the host: begin edit, the value, end edit.
+        const std::vector<HostCall> calls = g_log.Calls();
+        ASSERT_EQ(calls.size(), 3u);
+        EXPECT_EQ(calls[0].opcode, audioMasterBeginEdit);
+        EXPECT_EQ(calls[1].opcode, audioMasterAutomate);
+        EXPECT_EQ(calls[2].opcode, audioMasterEndEdit);
+        for (const HostCall& call : calls) EXPECT_EQ(call.index, c.param);
         EXPECT_TRUE(IdleUntil([&] { return focus() == hostFocus; })) << "and gives it back after Return";
     }
     // A click elsewhere closes an open entry without a change.
@@ -90,14 +98,79 @@ TEST_F(PanelEntry, TheCopyMenuListsThe32ProgramsAndCopiesTheChosenOne)
     EXPECT_EQ(Dispatch(effGetProgram), 2);
 }
 
+TEST_F(PanelEntry, TheProgramDisplayShowsTheProgramAndItsListSwitchesAsAHostWould)
+{
+    using namespace panel_art;
+    ASSERT_TRUE(Open());
+    std::vector<char> bank(5120);
+    {
+        void* data = nullptr;
+        ASSERT_EQ(Dispatch(effGetChunk, 0, 0, &data), 5120);
+        std::memcpy(bank.data(), data, 5120);
+    }
+    const int w = kProgramRight - kProgramLeft, h = kProgramBottom - kProgramTop;
+    auto shown = [&] { return Region(kProgramLeft, kProgramTop, w, h); };
+    // The display changes with a program switched by the host.
+    const std::vector<uint32_t> first = shown();
+    Dispatch(effSetProgram, 0, 4);
+    EXPECT_TRUE(IdleUntil([&] { return shown() != first; }));
+    const std::vector<uint32_t> fifth = shown();
+
+    g_log.Clear();
+    int rows = 0;
+    WhileIdling([&](ScriptInput& in) {
+        in.Click(kX + kProgramLeft + 20, kY + kProgramTop + h / 2);
+        XWindowAttributes menu;
+        if (!in.FindTopLevel(win, true, menu)) return;
+        const int rowH = (menu.height - 4) / 32;
+        rows = rowH > 0 ? (menu.height - 4) / rowH : 0;
+        in.Click(menu.x + menu.width / 2, menu.y + 2 + rowH * 9 + rowH / 2);
+    });
+    EXPECT_EQ(rows, 32);
+    ASSERT_EQ(Dispatch(effGetProgram), 9);
+    for (int p = 0; p < 33; ++p) {
+        float v;
+        std::memcpy(&v, bank.data() + 160 * 9 + 4 * p, 4);
+        EXPECT_EQ(Get(p), v) << p;
+    }
+    // The host heard of it as of its own switch: every parameter's new
+    // value as automation inside begin/end edit, and a display update.
+    std::vector<HostCall> calls = g_log.Calls();
+    for (int p = 0; p < 33; ++p) {
+        int state = 0;  // 1 begun, 2 automated, 3 ended
+        for (const HostCall& c : calls) {
+            if (c.index != p) continue;
+            if (c.opcode == audioMasterBeginEdit && state == 0) state = 1;
+            else if (c.opcode == audioMasterAutomate && state == 1 && c.value == Get(p)) state = 2;
+            else if (c.opcode == audioMasterEndEdit && state == 2) state = 3;
+        }
+        EXPECT_EQ(state, 3) << p;
+    }
+    EXPECT_GE(g_log.updateDisplay, 1);
+    EXPECT_TRUE(IdleUntil([&] { const auto now = shown(); return now != fifth && now != first; }));
+}
+
 TEST_F(PanelEntry, TheModifiedIndicatorRevertsTheProgram)
 {
     ASSERT_TRUE(Open());
     const float saved = Get(12);
     Set(12, saved > 0.5f ? 0.2f : 0.8f);
     Settle();
+    g_log.Clear();
     Click(236, 18);
     EXPECT_EQ(Get(12), saved);
+    // The host hears the reverted value as automation, inside begin/end
+    // edit, and re-reads its display.
+    const std::vector<HostCall> calls = g_log.Calls();
+    bool begun = false, automated = false, ended = false;
+    for (const HostCall& c : calls) {
+        if (c.index != 12) continue;
+        if (c.opcode == audioMasterBeginEdit) begun = true;
+        if (c.opcode == audioMasterAutomate && begun && c.value == saved) automated = true;
+        if (c.opcode == audioMasterEndEdit && automated) ended = true;
+    }
+    EXPECT_TRUE(ended);
+    EXPECT_GE(g_log.updateDisplay, 1);
 }
 
 TEST_F(PanelEntry, TheSaveDialogStoresTheProgramUnderTheChosenSlotAndName)

@@ -15,10 +15,22 @@
 //   crash    aborts on a block of 17 frames
 //   overrun  writes one sample past the frame count
 //   alloc    allocates and frees on every block
-//   paramlock  setParameter takes a lock (free, so nothing ever waits)
 //   editor   has an editor drawn with Xlib on its own display connection
 //            inside the host's window; with HT_LOG set it appends what the
 //            host did to that file when it is closed
+// and, one for each check of graphiceq-host validate, faults that check
+// alone must find (the plug-in without a mode passes every check):
+//   unresumed  garbage (NaN) out of a block processed while suspended
+//   highrate   NaN out of every block above 192 kHz
+//   below, above, nan
+//              parameters keep values below 0, above 1, or NaN
+//   drift      a parameter written back with its own value creeps upwards
+//   sticky     a NaN at the input poisons the filter for good
+//   racy       a parameter, program or chunk change during a block on
+//              another thread corrupts the output
+//   paramlock  setParameter takes a lock (a free one: nothing ever waits),
+//              which matters where hosts play automation on the audio thread
+//   reopen     the editor aborts when opened a second time
 // Built with HT_MAIN_ONLY it exports only the historical `main` entry point.
 #include <algorithm>
 #include <atomic>
@@ -86,7 +98,15 @@ struct TestEffect {
     TestEditor editor;
     std::atomic<float> peak{0.0f};             // output peak of the last block
     std::atomic<std::thread::id> processThread{};
+    std::atomic<bool> inBlock{false}, torn{false};  // racy
 };
+
+// racy: a change that lands while a block is running spoils the output.
+void NoteChange(TestEffect* t)
+{
+    if (t->mode == "racy" && t->inBlock.load())
+        t->torn = true;
+}
 
 void EditorOpen(TestEffect* t, void* parent)
 {
@@ -250,18 +270,21 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
         delete t;
         return 0;
     case effEditGetRect:
-        if (t->mode != "editor" || !ptr)
+        if (!(e->flags & effFlagsHasEditor) || !ptr)
             return 0;
         *static_cast<ERect**>(ptr) = &t->editor.rect;
         return 1;
     case effEditOpen:
-        if (t->mode != "editor")
+        if (!(e->flags & effFlagsHasEditor))
             return 0;
+        if (t->mode == "reopen" && t->editor.openedOnce)
+            std::abort();
         EditorOpen(t, ptr);
         return 1;
     case effEditIdle: EditorIdle(t); return 0;  // both do nothing while no editor is open
     case effEditClose: EditorClose(t); return 0;
     case effSetProgram:
+        NoteChange(t);
         if (value >= 0 && value < kNumPrograms) {
             Load(t, static_cast<int>(value));
             t->host(e, audioMasterUpdateDisplay, 0, 0, nullptr, 0.0f);
@@ -274,7 +297,7 @@ VstIntPtr Dispatcher(AEffect* e, VstInt32 opcode, VstInt32 index, VstIntPtr valu
             return 0;
         *static_cast<void**>(ptr) = t->programs;
         return sizeof t->programs;
-    case effSetChunk: return chunks && ptr && value >= 0 && index == 0 ? SetChunk(t, ptr, value) : 0;
+    case effSetChunk: NoteChange(t); return chunks && ptr && value >= 0 && index == 0 ? SetChunk(t, ptr, value) : 0;
     case effBeginLoadBank: {
         // The second and third fields: the bank's plug-in and its version.
         const VstInt32* info = static_cast<const VstInt32*>(ptr);
@@ -339,11 +362,22 @@ void SetParameter(AEffect* e, VstInt32 index, float value)
     TestEffect* t = static_cast<TestEffect*>(e->object);
     if (index < 0 || index >= kNumParams)
         return;
+    NoteChange(t);
+    const std::string& m = t->mode;
     static std::mutex paramLock;
     std::unique_lock<std::mutex> hold(paramLock, std::defer_lock);
-    if (t->mode == "paramlock")
+    if (m == "paramlock")
         hold.lock();
-    t->values[index] = t->programs[t->current].values[index] = std::clamp(value, 0.0f, 1.0f);
+    float v = value >= 0.0f ? std::min(value, 1.0f) : 0.0f;  // NaN too
+    if (m == "below" && value < 0.0f)
+        v = std::max(value, -1.0f);
+    else if (m == "above" && value > 1.0f)
+        v = std::min(value, 2.0f);
+    else if (m == "nan" && value != value)
+        v = value;
+    else if (m == "drift")
+        v = std::min(v + 0.001f, 1.0f);
+    t->values[index] = t->programs[t->current].values[index] = v;
     Recalc(t);
 }
 
@@ -358,8 +392,11 @@ void ProcessReplacing(AEffect* e, float** in, float** out, VstInt32 frames)
     TestEffect* t = static_cast<TestEffect*>(e->object);
     if (!t->resumed || !t->rateSet || !t->blockSet || frames > t->block || frames < 0)
         ++t->violations;
+    t->inBlock = true;
     const double g = std::pow(10.0, (GainDb(t->values[kGain]) + TrimDb(t->values[kTrim])) / 20.0);
     const bool bypass = t->values[kBypass] >= 0.5f, hum = t->mode == "hum";
+    const bool garbage = (t->mode == "unresumed" && !t->resumed) || (t->mode == "highrate" && t->rate > 192000.0) ||
+                         t->torn.exchange(false);
     for (VstInt32 i = 0; i < frames; ++i) {
         const double h = hum ? 0.001 * std::sin(2.0 * kPi * 50.0 * double(t->clock + i) / t->rate) : 0.0;
         for (int c = 0; c < t->channels; ++c) {
@@ -370,7 +407,12 @@ void ProcessReplacing(AEffect* e, float** in, float** out, VstInt32 frames)
                 t->z1[c] = t->b1 * x - t->a1 * y + t->z2[c];
                 t->z2[c] = t->b2 * x - t->a2 * y;
                 y *= g;
+                // A non-finite input sample leaves the history clean (sticky: not).
+                if (!std::isfinite(t->z1[c] + t->z2[c]) && t->mode != "sticky")
+                    t->z1[c] = t->z2[c] = 0.0;
             }
+            if (garbage)
+                y = std::nan("");
             float v = static_cast<float>(y) + static_cast<float>(h);
             if (t->latency > 0)
                 std::swap(v, t->delay[c][(t->delayPos + i) % kLatency]);
@@ -393,6 +435,7 @@ void ProcessReplacing(AEffect* e, float** in, float** out, VstInt32 frames)
             peak = std::max(peak, std::fabs(out[c][i]));
     t->peak.store(peak);
     t->processThread.store(std::this_thread::get_id());
+    t->inBlock = false;
     t->clock += static_cast<uint64_t>(std::max(frames, 0));
     t->delayPos = (t->delayPos + std::max(frames, 0)) % kLatency;
 }
@@ -426,7 +469,7 @@ AEffect* Create(audioMasterCallback host)
     e.numParams = kNumParams;
     e.numInputs = e.numOutputs = t->channels;
     e.flags = effFlagsCanReplacing | (mode == "chunks" ? effFlagsProgramChunks : 0) |
-              (mode == "editor" ? effFlagsHasEditor : 0);
+              (mode == "editor" || mode == "reopen" ? effFlagsHasEditor : 0);
     e.initialDelay = t->latency;
     e.ioRatio = 1.0f;
     e.object = t;

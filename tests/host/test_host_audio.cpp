@@ -7,6 +7,9 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "Audio.h"
 #include "HostTestUtil.h"
@@ -149,6 +152,28 @@ TEST(HostAudio, KeepsMeasuringWhileTheFilterRings)
     EXPECT_NEAR(ghost::ResponseDb(h[0], 1000.0, 48000.0), PeakingDb(12.0, 20.0, 1000.0, 1000.0, 48000.0), 0.01);
     // A sine switched on at the resonance needs several windows to settle.
     EXPECT_NEAR(Db(ghost::MeasureSineGain(p, 1000.0)[0]), 12.0, 0.01);
+
+    // At a high rate the window shrinks to twenty periods, and the same
+    // filter rings through the first two or three of them.
+    ghost::VstPlugin fast(TEST_PLUGIN, 384000.0, 512);
+    ghost::PluginParamAccess fa(fast);
+    ghost::ApplySetting(fa, "Peak Gain=12");
+    ghost::ApplySetting(fa, "Peak Q=20");
+    fast.Resume();
+    EXPECT_NEAR(Db(ghost::MeasureSineGain(fast, 1000.0)[0]), 12.0, 0.01) << "at 384 kHz";
+
+    // So do GraphicEQ's lowest bands at 48 kHz: measured from rest, the
+    // 25 Hz band at Q 20 agrees with a second measurement that starts with
+    // the sine already steady.
+    ghost::VstPlugin eq(GRAPHICEQ_PLUGIN, 48000.0, 512);
+    ghost::PluginParamAccess e(eq);
+    for (const char* set : {"Gain 25Hz=12", "Q 25Hz=20", "Output=0"})
+        ghost::ApplySetting(e, set);
+    eq.Resume();
+    const double fromRest = Db(ghost::MeasureSineGain(eq, 24.8)[1]);
+    const double steady = Db(ghost::MeasureSineGain(eq, 24.8)[1]);
+    EXPECT_NEAR(fromRest, steady, 0.01);
+    EXPECT_NEAR(steady, 12.0, 0.1);
 }
 
 TEST(HostAudio, PrintsAndDrawsTheResponseEvenThroughHum)
@@ -181,4 +206,42 @@ TEST(HostAudio, DrivesTheLspGraphicEqualizer)
     ASSERT_EQ(h.size(), 2u);
     EXPECT_NEAR(ghost::ResponseDb(h[0], 630.0, 48000.0), 6.0, 0.5);
     EXPECT_NEAR(ghost::ResponseDb(h[1], 4000.0, 48000.0), 0.0, 0.05);
+}
+
+// null: a clean plug-in leaves nothing but the signal's own rounding; the
+// same plug-in loaded with HT_MODE=hum (the variable set for that plug-in
+// only) adds its 50 Hz hum at -60 dBFS, 54 dB under the -6 dBFS tone, and
+// the residual's spectrum is drawn.
+TEST(HostAudio, NullFindsWhatAPluginAdds)
+{
+    TempDir dir;
+    const auto r = RunOk({"null", TEST_PLUGIN, "HT_MODE=hum", TEST_PLUGIN, TEST_PLUGIN, "--seconds", "2",
+                          "--rates", "44100,96000", "--png", dir / "n.png"});
+    std::vector<std::vector<std::string>> rows;
+    std::istringstream lines(r.out);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("HostTestEQ", 0) != 0)
+            continue;
+        std::istringstream words(line.substr(line.find(')') == std::string::npos ? 10 : line.find(')') + 1));
+        std::vector<std::string> w;
+        for (std::string s; words >> s;)
+            w.push_back(s);
+        rows.push_back(w);
+    }
+    ASSERT_EQ(rows.size(), 6u) << r.out;
+    for (size_t i = 0; i < 6; ++i) {
+        ASSERT_GE(rows[i].size(), 5u) << r.out;
+        const double rate = std::stod(rows[i][0]), gain = std::stod(rows[i][1]), thdn = std::stod(rows[i][3]);
+        EXPECT_EQ(rate, i < 3 ? 44100 : 96000);
+        EXPECT_NEAR(gain, 0.0, 1e-3);
+        if (i % 3 == 1) {
+            EXPECT_NEAR(thdn, -54.0, 0.5) << r.out;
+            EXPECT_NEAR(std::stod(rows[i][2]), -54.0, 0.5) << "the null sees the hum too\n" << r.out;
+            EXPECT_NEAR(std::stod(rows[i][4]), 50.0, 1.0) << r.out;
+        } else {
+            EXPECT_LT(thdn, -120.0) << r.out;
+        }
+    }
+    EXPECT_TRUE(Has(r.out, "HostTestEQ (HT_MODE=hum)"));
+    EXPECT_EQ(ReadText(dir / "n.png").substr(0, 4), "\x89PNG");
 }

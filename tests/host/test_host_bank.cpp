@@ -251,10 +251,15 @@ TEST(HostBankGraphicEQ, PeakAndCurveSurviveTheLowBandLimitCycle)
                     "--peak", "--png", dir / "flat.png"});
     EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), 0.0, 0.01) << r.out;
     EXPECT_NEAR(PrintedDb(r.out, "peak"), 0.0, 0.01) << r.out;
-    // With the 25 Hz band boosted the impulse itself trips the cycle; the
-    // curve then comes from stepped sines.
+    // With the 25 Hz band boosted the impulse itself trips the cycle of the
+    // single-precision reference engine; the curve then comes from stepped
+    // sines. The precise engine has no cycle: its impulse response decays.
+    setenv("GRAPHICEQ_ENGINE", "reference", 1);
     r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 25Hz=6", "--png", dir / "low.png"});
+    unsetenv("GRAPHICEQ_ENGINE");
     EXPECT_TRUE(Has(r.err, "curve from stepped sines"));
+    r = RunOk({"response", "--plugin", GRAPHICEQ_PLUGIN, "--set", "Gain 25Hz=6", "--png", dir / "low.png"});
+    EXPECT_FALSE(Has(r.err, "curve from stepped sines")) << r.err;
 }
 
 TEST(HostBankGraphicEQ, SettingsOutliveResume)
@@ -274,5 +279,19 @@ TEST(HostBankGraphicEQ, SettingsOutliveResume)
         EXPECT_NEAR(PrintedDb(r.out, "1.0KHz"), gain, 0.01) << r.out;
         EXPECT_NEAR(PrintedDb(r.out, "peak"), gain, 0.01) << r.out;
     }
+    // The loudness of the same pink noise follows the output level, and a
+    // boost where the ear is sensitive (4 kHz) weighs more than the same
+    // boost at 25 Hz, below the weighting's high-pass.
+    auto loudness = [](std::initializer_list<std::string> sets) {
+        std::vector<std::string> args = {"response", "--plugin", GRAPHICEQ_PLUGIN, "--loudness"};
+        for (const std::string& s : sets) args.push_back("--set"), args.push_back(s);
+        const auto r = RunOk(args);
+        return PrintedDb(r.out, "loudness");
+    };
+    EXPECT_NEAR(loudness({}), 0.0, 0.01);
+    EXPECT_NEAR(loudness({"Output=-6"}), -6.02, 0.02);
+    const double low = loudness({"Gain 25Hz=12"}), presence = loudness({"Gain 4.0KHz=12"});
+    EXPECT_GT(presence, low + 1.0);
+    EXPECT_GT(low, 0.0);
 }
 #endif

@@ -76,6 +76,9 @@ TEST(HostCli, ReportsBadInputClearly)
         {{"render", "--plugin", TEST_PLUGIN}, 2, "render expects [IN] OUT"},
         {{"response", "--plugin", TEST_PLUGIN, "--rate", "fast"}, 2, "--rate expects a number"},
         {{"info", TEST_PLUGIN, "--frobnicate"}, 2, "unknown option --frobnicate"},
+        {{"null", TEST_PLUGIN, "HT_MODE=hum"}, 2, "HT_MODE=hum names no plug-in after it"},
+        {{"null", TEST_PLUGIN, "--rates", "48000,fast"}, 2, "--rates expects a number"},
+        {{"null", TEST_PLUGIN, "--level", "3"}, 2, "--level must be between"},
         {{"dance"}, 2, "unknown command \"dance\""},
     });
     EXPECT_EQ(RunHost({"--help"}).status, 0);

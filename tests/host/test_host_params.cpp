@@ -89,6 +89,8 @@ TEST(HostParams, ResolvesNamesAndDisplayValuesThroughThePlugin)
         {"Peak Gain=6.04", 1, "6.0", 6.0, -1},        // between two display steps: the closest
         {"Peak Gain=6.07", 1, "6.1", 6.1, -1},
         {"2=0.25", 2, "1.26", 1.26, 0.25},            // INDEX=NORMALISED
+        {"3=1", 3, "On", 0, 1.0},                     // both ends of it included
+        {"1=0", 1, "-12.0", -12, 0.0},
     };
     const auto shown = [](int index, float n) {
         return index == 0 ? -24.0 + 48.0 * n : index == 1 ? -12.0 + 24.0 * n

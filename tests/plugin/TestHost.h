@@ -25,11 +25,14 @@ struct HostCall {
 };
 inline std::vector<HostCall> g_hostCalls;
 inline VstIntPtr g_hostVersion = 2400;
+inline std::string g_hostDirectory;  // empty: no directory, as hosts may answer
 
 inline VstIntPtr TestHostCallback(AEffect* effect, VstInt32 opcode, VstInt32, VstIntPtr, void*, float)
 {
     g_hostCalls.push_back({effect, opcode});
-    return opcode == audioMasterVersion ? g_hostVersion : 0;  // and no directory, as hosts may answer
+    if (opcode == audioMasterGetDirectory && !g_hostDirectory.empty())
+        return reinterpret_cast<VstIntPtr>(g_hostDirectory.c_str());
+    return opcode == audioMasterVersion ? g_hostVersion : 0;
 }
 
 struct PluginLibrary {
@@ -112,6 +115,7 @@ protected:
     void SetUp() override
     {
         g_hostVersion = 2400;
+        g_hostDirectory.clear();
         g_hostCalls.clear();
         ASSERT_NE(lib.handle, nullptr) << dlerror();
         e.emplace(lib);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "TestHost.h"
 
 namespace {
@@ -214,6 +216,31 @@ TEST_F(Binary, ProgramsAndNames)
     EXPECT_STREQ(text, "x");
     EXPECT_EQ(e->Dispatch(effGetProgramNameIndexed, 32, 0, text), 0);
     EXPECT_EQ(e->Dispatch(effGetProgramNameIndexed, -1, 0, text), 0);
+}
+
+// A first run reads the factory bank from the folder the host reports, and
+// from the plug-in's own folder when the host's lacks it (or the host
+// reports none).
+TEST_F(Binary, FirstRunFindsTheFactoryBankBesideThePlugin)
+{
+    const std::string so = GRAPHICEQ_SO_PATH, folder = so.substr(0, so.rfind('/') + 1);
+    std::vector<char> file(5280 + 1);
+    FILE* f = std::fopen((folder + "GraEQDef.fxb").c_str(), "rb");
+    ASSERT_NE(f, nullptr) << "the build puts the factory bank beside the plug-in";
+    file.resize(std::fread(file.data(), 1, file.size(), f));
+    std::fclose(f);
+    ASSERT_EQ(file.size(), 5280u);
+    const std::vector<char> factory(file.begin() + 160, file.end());  // the chunk after the header
+
+    char empty[] = "/tmp/graphiceq-nobank-XXXXXX";
+    ASSERT_NE(mkdtemp(empty), nullptr);
+    for (const std::string& host : {std::string(), folder, std::string(empty) + "/", so}) {
+        g_hostDirectory = host;
+        TestEffect fresh(lib);
+        ASSERT_NE(fresh.fx, nullptr);
+        EXPECT_EQ(fresh.Chunk(false), factory) << "host folder \"" << host << "\"";
+    }
+    rmdir(empty);
 }
 
 }  // namespace

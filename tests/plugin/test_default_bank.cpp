@@ -9,6 +9,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,10 +19,50 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "BankFile.h"
 #include "CoreHarness.h"
 #include "TestFiles.h"
+
+// The order in which a save reaches the disk, recorded by this program's
+// own fsync, fdatasync and rename (they take the place of the C library's
+// for the code linked in): which file each sync covered, at what size, and
+// what each rename moved where.
+namespace disk {
+struct Event {
+    char what;  // 's'ync or 'r'ename
+    dev_t dev;
+    ino_t ino;
+    off_t size;
+    std::string to;
+};
+std::vector<Event> g_log;
+bool g_recording = false;
+
+void Note(char what, const struct stat& st, const char* to = "")
+{
+    if (g_recording)
+        g_log.push_back({what, st.st_dev, st.st_ino, st.st_size, to});
+}
+int Sync(int fd, long call)
+{
+    struct stat st;
+    if (fstat(fd, &st) == 0)
+        Note('s', st);
+    return static_cast<int>(syscall(call, fd));
+}
+}  // namespace disk
+
+extern "C" int fsync(int fd) { return disk::Sync(fd, SYS_fsync); }
+extern "C" int fdatasync(int fd) { return disk::Sync(fd, SYS_fdatasync); }
+extern "C" int rename(const char* from, const char* to) noexcept
+{
+    struct stat st;
+    if (from && to && stat(from, &st) == 0)
+        disk::Note('r', st, to);
+    return static_cast<int>(syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+}
 
 namespace {
 namespace fs = std::filesystem;
@@ -198,6 +239,35 @@ TEST_F(CrashSafeSave, KilledAtRandomMomentsLeavesAWholeBank)
     // Both states were seen: the kills did land between saves of each.
     EXPECT_GT(sawA, 0);
     EXPECT_GT(sawB, 0);
+}
+
+// The new bank is on the disk before its name is: the file renamed over the
+// bank was synced at its full size first, and the folder (the rename) after.
+TEST_F(CrashSafeSave, TheNewBankIsSyncedBeforeItReplacesTheOld)
+{
+    auto fx = Open();
+    disk::g_log.clear();
+    disk::g_recording = true;
+    const bool saved = SaveState(*fx, 'B');
+    disk::g_recording = false;
+    ASSERT_TRUE(saved);
+    ASSERT_EQ(WholeState(), 'B');
+    struct stat folder;
+    ASSERT_EQ(stat(m_folder.c_str(), &folder), 0);
+
+    const auto& log = disk::g_log;
+    size_t r = 0;
+    while (r < log.size() && !(log[r].what == 'r' && log[r].to == m_bank))
+        ++r;
+    ASSERT_LT(r, log.size()) << "the bank is replaced by a rename";
+    const auto same = [&](const disk::Event& e, dev_t dev, ino_t ino) { return e.dev == dev && e.ino == ino; };
+    bool fileSynced = false, folderSynced = false;
+    for (size_t i = 0; i < r; ++i)
+        fileSynced |= log[i].what == 's' && same(log[i], log[r].dev, log[r].ino) && log[i].size == kBankFileBytes;
+    for (size_t i = r + 1; i < log.size(); ++i)
+        folderSynced |= log[i].what == 's' && same(log[i], folder.st_dev, folder.st_ino);
+    EXPECT_TRUE(fileSynced) << "renamed over the bank before its contents were synced";
+    EXPECT_TRUE(folderSynced) << "the rename itself was not synced";
 }
 
 // A killed save leaves its hidden temporary; the next save removes the ones

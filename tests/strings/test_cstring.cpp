@@ -95,8 +95,14 @@ TEST(CString, ComparisonsAndEditingStayInBounds)
     CString t(" \t pad \r\n"), blank("   ");
     t.TrimLeft();
     EXPECT_STREQ(t, "pad \r\n");
+    const CString shared(t);
     t.TrimRight();
     blank.TrimRight();
     EXPECT_STREQ(t, "pad");
+    EXPECT_EQ(t.GetLength(), 3) << "the stored length follows the trim";
+    EXPECT_STREQ(t + "!", "pad!");
+    t += "s";
+    EXPECT_STREQ(t, "pads");
+    EXPECT_STREQ(shared, "pad \r\n") << "a copy sharing the text keeps it";
     EXPECT_TRUE(blank.IsEmpty());
 }

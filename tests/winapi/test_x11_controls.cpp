@@ -270,14 +270,16 @@ TEST_F(X11Controls, EntryWindowsCommitOnReturnAndKeypadEnterAndCancelOnEscape)
     CZNTSpinEditWnd spinEntry;
     ASSERT_TRUE(floatEntry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 6, &font, true));
     ASSERT_TRUE(spinEntry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 2, &font, false));
-    // Its size follows from the font: 7 characters, two edges, the spin button.
+    // Its size follows from the font: 7 characters and the spin button (the
+    // edges, SM_CXEDGE, measure 0 here).
+    EXPECT_EQ(GetSystemMetrics(45), 0);
     CDC dc;
     dc.CreateDC("DISPLAY", nullptr, nullptr, nullptr);
     dc.SelectObject(&font);
     CSize a = dc.GetTextExtent("A", 1);
     CRect r;
     floatEntry.GetWindowRect(&r);
-    EXPECT_EQ(r.Width(), 7 * a.cx + 2 * 2 + GetSystemMetrics(3));
+    EXPECT_EQ(r.Width(), 7 * a.cx + GetSystemMetrics(3));
     EXPECT_EQ(r.Height(), a.cy + a.cy / 2);
     EXPECT_EQ(r.left, 40);
     EXPECT_FALSE(floatEntry.IsWindowVisible());

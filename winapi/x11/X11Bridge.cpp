@@ -469,7 +469,15 @@ void Dispatch(Connection* c, XEvent& ev)
         break;
     case ButtonPress: {
         int b = ev.xbutton.button;
-        if (b < 1 || b > 3) return;  // wheel and extra buttons are not reported
+        if (b == 4 || b == 5) {  // the wheel: a press per notch, no click counting
+            out.type = ViewEvent::kWheel;
+            out.x = ev.xbutton.x;
+            out.y = ev.xbutton.y;
+            out.wheel = b == 4 ? 1 : -1;
+            out.modifiers = Modifiers(ev.xbutton.state);
+            break;
+        }
+        if (b < 1 || b > 3) return;  // sideways wheel and extra buttons are not reported
         int x = ev.xbutton.x, y = ev.xbutton.y;
         uint32_t dt = (uint32_t)ev.xbutton.time - (uint32_t)c->clickTime;
         if (c->clickView == v && c->clickButton == b && dt <= kMultiClickMs &&
