@@ -315,9 +315,16 @@ void CUIWindow::UpdateControl(int parameter, float value, bool draw)
     }
     if (fader) {
         fader->SetValue(value, dc, false);
-        // The read-out shows the new value too.
-        if (draw)
-            InvalidateRect(readout, TRUE);
+        // The read-out shows the new value too. Without drawing now (the
+        // call comes from a paint, whose area may be only a part of the
+        // panel, fixed before it began) the fader is redrawn by the paint
+        // to come, so a change never waits for a full repaint.
+        InvalidateRect(readout, TRUE);
+        if (!draw) {
+            CRect area;
+            fader->GetRect(&area);
+            InvalidateRect(&area, TRUE);
+        }
     } else if (parameter == kParamActive) {
         m_active.SetValue(NormalizeValToDWValue(kParamActive, value), false);
         if (dc)

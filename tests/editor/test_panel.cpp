@@ -462,8 +462,9 @@ struct RtCheck {
 // blocks, programs switched and chunks set on the host's thread, the panel
 // idling on this one. The audio thread, counted by the real-time checker
 // where it is linked, allocates, locks, waits and calls the system never; in
-// the ThreadSanitizer build nothing races.
-TEST_F(Panel, IdlesWhileAutomationPlaysOnTheAudioThreadAndProgramsSwitch)
+// the ThreadSanitizer build nothing races; afterwards every thumb shows the
+// value the host set last.
+TEST_F(Panel, FollowsTheHostWhileAutomationPlaysOnTheAudioThreadAndProgramsSwitch)
 {
     ASSERT_TRUE(Open());
     const RtCheck rt;
@@ -509,6 +510,12 @@ TEST_F(Panel, IdlesWhileAutomationPlaysOnTheAudioThreadAndProgramsSwitch)
         EXPECT_EQ(c.lock_waits, 0u);
         EXPECT_EQ(c.syscalls, 0u);
     }
+
+    Dispatch(effSetProgram, 0, 5);
+    Set(5, 0.75f);
+    Settle();
+    for (const Fader& f : AllFaders())
+        EXPECT_TRUE(Eventually([&] { return ThumbAt(f, Get(f.param)); })) << f.param;
 }
 
 }  // namespace
