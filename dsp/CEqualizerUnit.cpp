@@ -47,7 +47,6 @@ CEqualizerUnit::~CEqualizerUnit() = default;
 
 void CEqualizerUnit::SetParams(float samplingPeriod, float frequency, float q, float gain)
 {
-    CSingleLock hold(m_lock);
     m_T = samplingPeriod;
     m_freq = frequency;
     m_Q = q;
@@ -169,7 +168,6 @@ void CEqualizerUnit::OperateEqualizer(const float* in, float* out, int count, bo
 {
     if (count <= 0)
         return;
-    CSingleLock hold(m_lock);
     State st;
     LoadState(st);
     Section s{st.kb2, st.b1k, st.k, st.a1, st.a2, st.x1, st.x2, st.y1, st.y2, continueBlock ? 2 : 0};

@@ -6,8 +6,9 @@
 // scaled so that its magnitude at the centre frequency is exactly the
 // requested gain. All arithmetic is single precision in a fixed order so the
 // output is reproducible bit for bit.
-#include "CCriticalSection.h"
-
+//
+// A section takes no lock: it belongs to one thread at a time (the engine
+// configures its sections on the thread that processes them).
 class CEqualizerUnit {
 public:
     CEqualizerUnit();
@@ -54,5 +55,4 @@ private:
     float m_a1, m_a2;  // denominator 1 + a1 z^-1 + a2 z^-2
     float m_y1, m_y2;  // last and last-but-one output of the previous block
     float m_x1, m_x2;  // last and last-but-one input of the previous block
-    CCriticalSection m_lock;
 };

@@ -63,7 +63,7 @@ constexpr double kMaxSilenceHold = 3.5;
 // waits for it: a block that meets a rebuild passes through unchanged. The
 // control side yields until the block in progress has finished. Nested
 // rebuilds (SetMediaType calling InitInternalFilters) share one hold; the
-// depth is guarded by the engine lock, which every caller holds.
+// depth is guarded by m_structure, which every caller holds.
 class CGraphicEQ::Rebuild {
 public:
     explicit Rebuild(CGraphicEQ& eq) : m_eq(eq)
@@ -97,22 +97,18 @@ const float CGraphicEQ::kBandFreq[kBandCount] = {
 
 CGraphicEQ::CGraphicEQ()
     : m_buf{nullptr, nullptr, nullptr, nullptr}, m_inputLevel(0.0f), m_outputLevel(0.0f),
-      m_threshold(1.0), m_active(true), m_overLevel(false), m_format{}, m_units(nullptr),
-      m_unitCount(0), m_bandCount(kBandCount), m_filtersReady(false), m_buffersReady(false),
-      m_bufferLength(0), m_peakInL(0.0f), m_peakInR(0.0f), m_peakOutL(0.0f), m_peakOutR(0.0f),
-      m_meter{0.0f, 0.0f, 0.0f, 0.0f}, m_engine(graphiceq::DefaultEngine()),
+      m_active(true), m_rate(0), m_requested(0), m_changing(0), m_threshold(1.0), m_overLevel(false),
+      m_format{}, m_units(nullptr), m_unitCount(0), m_bandCount(kBandCount), m_filtersReady(false),
+      m_buffersReady(false), m_bufferLength(0), m_peakInL(0.0f), m_peakInR(0.0f), m_peakOutL(0.0f),
+      m_peakOutR(0.0f), m_meter{0.0f, 0.0f, 0.0f, 0.0f}, m_engine(graphiceq::DefaultEngine()),
       m_variant(graphiceq::DefaultVariant()), m_kernel(graphiceq::KernelFor(m_variant)), m_history{},
-      m_preciseHistory{}, m_slot{}, m_middle(1), m_back(0),
-      m_front(2), m_gate(0), m_rebuildDepth(0), m_silenceHold(1), m_silentRun(0), m_quiet(false)
+      m_preciseHistory{}, m_live{}, m_applied{}, m_appliedCount(0), m_rebuilt(true), m_gate(0),
+      m_rebuildDepth(0), m_silentRun(0), m_quiet(false)
 {
     m_format.nChannels = 2;
-    for (int ch = 0; ch < 2; ++ch) {
-        for (int b = 0; b < kBandCount; ++b) {
-            m_linearGain[ch][b] = 1.0f;
-            m_Q[ch][b] = 5.0f;
-            m_gainSetting[ch][b] = 0;
-            m_QSetting[ch][b] = kQDefault;
-        }
+    for (int b = 0; b < kBandCount; ++b) {
+        m_gainSetting[b].store(0, std::memory_order_relaxed);
+        m_QSetting[b].store(kQDefault, std::memory_order_relaxed);
     }
     SetDefaultProp();
 }
@@ -124,33 +120,50 @@ CGraphicEQ::~CGraphicEQ()
     FreeWorkArea();
 }
 
+void CGraphicEQ::BeginChange()
+{
+    m_change.lock();
+    // Odd from here on; no store below can move above it.
+    m_changing.fetch_add(1, std::memory_order_acq_rel);
+}
+
+void CGraphicEQ::EndChange()
+{
+    m_changing.fetch_add(1, std::memory_order_release);
+    Changed();
+    m_change.unlock();
+}
+
 void CGraphicEQ::SetDefaultProp()
 {
-    CSingleLock hold(m_lock);
-    m_active = true;
-    m_inputLevel = 0.0f;
-    m_outputLevel = -6.0f;  // the default output stage attenuates by 6 dB
-    m_threshold = 1.0;
+    // The over-level threshold is full scale from construction on and never
+    // changes.
+    BeginChange();
+    m_active.store(true, std::memory_order_release);
+    m_inputLevel.store(0.0f, std::memory_order_release);
+    m_outputLevel.store(-6.0f, std::memory_order_release);  // the default output stage attenuates by 6 dB
     for (int b = 0; b < kBandCount; ++b) {
         set_Gain(b, 0);
         set_Q(b, kQDefault);
     }
-    Publish();
+    EndChange();
 }
 
 void CGraphicEQ::SetMediaType(const tWAVEFORMATEX* format, int maxBlock)
 {
-    CSingleLock hold(m_lock);
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
     Rebuild rebuild(*this);
-    if (format)
+    if (format) {
         m_format = *format;
+        m_rate.store(m_format.nSamplesPerSec, std::memory_order_relaxed);
+    }
     InitInternalFilters();
     PrepareWorkingBuffer(maxBlock);
 }
 
 void CGraphicEQ::InitInternalFilters()
 {
-    CSingleLock hold(m_lock);
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
     Rebuild rebuild(*this);
     ClearHistory();
     m_silentRun = 0;
@@ -165,24 +178,20 @@ void CGraphicEQ::InitInternalFilters()
     if (!m_units)
         return;
     m_unitCount = count;
-    if (m_format.nSamplesPerSec != 0 && (channels == 1 || channels == 2)) {
-        const float T = 1.0f / static_cast<float>(m_format.nSamplesPerSec);
-        for (int b = 0; b < kBandCount; ++b) {
-            if (channels == 1) {
-                m_units[b].SetParams(T, kBandFreq[b], m_Q[0][b], m_linearGain[0][b]);
-            } else {
-                m_units[2 * b].SetParams(T, kBandFreq[b], m_Q[0][b], m_linearGain[0][b]);
-                m_units[2 * b + 1].SetParams(T, kBandFreq[b], m_Q[1][b], m_linearGain[1][b]);
-            }
-        }
-    }
+    // Configured from the stored values now; the first block takes them
+    // over again (all of them), in case a change was open meanwhile.
+    Values v;
+    ReadValues(v);
+    ConfigureUnits(m_units, m_unitCount, v, nullptr);
+    BuildSettings(v, m_units, m_unitCount, m_live);
+    m_applied = v;
+    m_rebuilt = true;
     m_filtersReady = true;
-    Publish();
 }
 
 void CGraphicEQ::PrepareWorkingBuffer(int n)
 {
-    CSingleLock hold(m_lock);
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
     Rebuild rebuild(*this);
     FreeWorkArea();
     // Even a host that announces no block size gets working buffers: longer
@@ -205,7 +214,7 @@ void CGraphicEQ::PrepareWorkingBuffer(int n)
 
 void CGraphicEQ::FreeWorkArea()
 {
-    CSingleLock hold(m_lock);
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
     Rebuild rebuild(*this);
     if (m_buffersReady) {
         for (float*& b : m_buf) {
@@ -221,29 +230,53 @@ bool CGraphicEQ::IsValidBand(int band) const
 {
     if (!ValidBandIndex(band))
         return false;
-    return !(static_cast<double>(kBandFreq[band]) > static_cast<double>(m_format.nSamplesPerSec) * 0.5);
+    return !(static_cast<double>(kBandFreq[band]) >
+             static_cast<double>(m_rate.load(std::memory_order_relaxed)) * 0.5);
 }
 
-// Sends the stored Q and linear gain of one band to its sections.
-void CGraphicEQ::PushBand(int band)
+// Reads the stored values. False when a BeginChange .. EndChange was open
+// or came between (the values read may then mix old and new). The values
+// are stored with release and read with acquire, so a value written inside
+// a change is never read without the change's count being seen after it
+// (no fences: ThreadSanitizer follows these).
+bool CGraphicEQ::ReadValues(Values& v) const
 {
-    if (!m_filtersReady || !m_units || m_format.nSamplesPerSec == 0)
+    constexpr auto kAcquire = std::memory_order_acquire;
+    const uint32_t before = m_changing.load(kAcquire);
+    for (int b = 0; b < kBandCount; ++b) {
+        v.gain[b] = m_gainSetting[b].load(kAcquire);
+        v.q[b] = m_QSetting[b].load(kAcquire);
+    }
+    v.inputLevel = m_inputLevel.load(kAcquire);
+    v.outputLevel = m_outputLevel.load(kAcquire);
+    v.active = m_active.load(kAcquire);
+    return (before & 1u) == 0 && m_changing.load(std::memory_order_relaxed) == before;
+}
+
+// Sends each band's Q and linear gain to its sections: every band, or only
+// those whose values differ from previous.
+void CGraphicEQ::ConfigureUnits(CEqualizerUnit* units, int count, const Values& v, const Values* previous) const
+{
+    const int channels = m_format.nChannels;
+    if (!units || m_format.nSamplesPerSec == 0 || (channels != 1 && channels != 2) ||
+        count < channels * kBandCount)
         return;
     const float T = 1.0f / static_cast<float>(m_format.nSamplesPerSec);
-    if (m_format.nChannels == 2) {
-        m_units[2 * band].SetParams(T, kBandFreq[band], m_Q[0][band], m_linearGain[0][band]);
-        m_units[2 * band + 1].SetParams(T, kBandFreq[band], m_Q[1][band], m_linearGain[1][band]);
-    } else if (m_format.nChannels == 1) {
-        m_units[band].SetParams(T, kBandFreq[band], m_Q[0][band], m_linearGain[0][band]);
+    for (int b = 0; b < kBandCount; ++b) {
+        if (previous && previous->gain[b] == v.gain[b] && previous->q[b] == v.q[b])
+            continue;
+        const float linear = static_cast<float>(
+            std::pow(10.0, static_cast<double>(static_cast<float>(v.gain[b]) * kFixedToFloat / 20.0f)));
+        const float q = static_cast<float>(v.q[b]) * kFixedToFloat;
+        for (int c = 0; c < channels; ++c)
+            units[channels * b + c].SetParams(T, kBandFreq[b], q, linear);
     }
-    Publish();
 }
 
-// Copies what the audio thread uses into the writer's slot and hands it over.
-// Called with the engine lock held, so writers never race each other.
-void CGraphicEQ::Publish()
+// What the audio thread needs, from the sections' coefficients and the
+// stored values.
+void CGraphicEQ::BuildSettings(const Values& v, const CEqualizerUnit* units, int unitCount, Settings& s) const
 {
-    Settings& s = m_slot[m_back];
     const int channels = m_format.nChannels;
     double slowest = 0.0;  // samples per neper of the slowest decay
     for (int c = 0; c < 2; ++c) {
@@ -251,12 +284,12 @@ void CGraphicEQ::Publish()
         graphiceq::PreciseCoeffs& p = s.precise[c];
         for (int b = 0; b < graphiceq::kLanes; ++b) {
             const int u = channels == 2 ? 2 * b + c : b;
-            if (b >= kBandCount || !m_units || u >= m_unitCount) {
+            if (b >= kBandCount || !units || u >= unitCount) {
                 q.kb2[b] = q.b1k[b] = q.k[b] = q.a1[b] = q.a2[b] = 0.0f;
                 p.k[b] = p.kb1[b] = p.kb2[b] = p.na1[b] = p.na2[b] = 0.0;
                 continue;
             }
-            const CEqualizerUnit& unit = m_units[u];
+            const CEqualizerUnit& unit = units[u];
             q.kb2[b] = unit.GetK() * unit.GetB2();
             q.b1k[b] = unit.GetB1() * unit.GetK();
             q.k[b] = unit.GetK();
@@ -283,27 +316,36 @@ void CGraphicEQ::Publish()
                 slowest = tau;
         }
     }
-    s.gi = LevelFactor(m_inputLevel);
-    s.go = LevelFactor(m_outputLevel);
-    s.preciseGi = std::pow(10.0, static_cast<double>(m_inputLevel) / 20.0);
-    s.preciseGo = std::pow(10.0, static_cast<double>(m_outputLevel) / 20.0);
+    s.gi = LevelFactor(v.inputLevel);
+    s.go = LevelFactor(v.outputLevel);
+    s.preciseGi = std::pow(10.0, static_cast<double>(v.inputLevel) / 20.0);
+    s.preciseGo = std::pow(10.0, static_cast<double>(v.outputLevel) / 20.0);
     s.threshold = m_threshold;
-    s.active = m_active;
+    s.active = v.active;
     const double cap = kMaxSilenceHold * static_cast<double>(m_format.nSamplesPerSec);
     double hold = slowest * kSilenceDecay;
     if (!(hold < cap))
         hold = cap;
     s.silenceHold = hold < 1.0 ? 1 : static_cast<int64_t>(std::ceil(hold));
-    m_silenceHold = s.silenceHold;
-    m_back = m_middle.exchange(m_back | kFresh, std::memory_order_acq_rel) & ~kFresh;
 }
 
-// Audio thread: takes the newest settings, if there are any, without waiting.
-const CGraphicEQ::Settings& CGraphicEQ::FetchSettings()
+// Audio thread, inside the gate, at the start of a block: takes over what
+// the setters stored since the last block, recomputing only the bands that
+// changed. While a BeginChange .. EndChange is open the settings in use
+// stay as they are. Never waits.
+void CGraphicEQ::Refresh()
 {
-    if (m_middle.load(std::memory_order_relaxed) & kFresh)
-        m_front = m_middle.exchange(m_front, std::memory_order_acq_rel) & ~kFresh;
-    return m_slot[m_front];
+    const uint32_t requested = m_requested.load(std::memory_order_acquire);
+    if (requested == m_appliedCount && !m_rebuilt)
+        return;
+    Values v;
+    if (!ReadValues(v))
+        return;
+    ConfigureUnits(m_units, m_unitCount, v, m_rebuilt ? nullptr : &m_applied);
+    BuildSettings(v, m_units, m_unitCount, m_live);
+    m_applied = v;
+    m_appliedCount = requested;
+    m_rebuilt = false;
 }
 
 void CGraphicEQ::PublishMeters()
@@ -325,7 +367,7 @@ void CGraphicEQ::ClearHistory()
 
 void CGraphicEQ::SetEngine(graphiceq::Engine engine)
 {
-    CSingleLock hold(m_lock);
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
     Rebuild rebuild(*this);
     m_engine = engine;
     ClearHistory();
@@ -336,7 +378,7 @@ bool CGraphicEQ::SetVariant(graphiceq::Variant variant)
 {
     if (!graphiceq::VariantSupported(variant))
         return false;
-    CSingleLock hold(m_lock);
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
     Rebuild rebuild(*this);
     m_variant = variant;
     m_kernel = graphiceq::KernelFor(variant);
@@ -345,15 +387,21 @@ bool CGraphicEQ::SetVariant(graphiceq::Variant variant)
 
 int64_t CGraphicEQ::GetSilenceHold()
 {
-    CSingleLock hold(m_lock);
-    return m_silenceHold;
+    // Computed here from the stored values, with sections of its own.
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
+    Values v;
+    ReadValues(v);
+    CEqualizerUnit units[2 * kBandCount];
+    ConfigureUnits(units, 2 * kBandCount, v, nullptr);
+    Settings s;
+    BuildSettings(v, units, 2 * kBandCount, s);
+    return s.silenceHold;
 }
 
 bool CGraphicEQ::set_Gain(int band, int gain)
 {
     if (!ValidBandIndex(band))
         return false;
-    CSingleLock hold(m_lock);
     // A band above Nyquist cannot be realised; it stays flat.
     if (!IsValidBand(band))
         gain = 0;
@@ -361,19 +409,8 @@ bool CGraphicEQ::set_Gain(int band, int gain)
         gain = kGainMin;
     else if (gain > kGainMax)
         gain = kGainMax;
-    m_gainSetting[0][band] = gain;
-    m_gainSetting[1][band] = gain;
-    const float linear =
-        static_cast<float>(std::pow(10.0, static_cast<double>(static_cast<float>(gain) * kFixedToFloat / 20.0f)));
-    if (m_format.nChannels == 2) {
-        m_linearGain[0][band] = linear;
-        m_linearGain[1][band] = linear;
-    } else if (m_format.nChannels == 1) {
-        m_linearGain[0][band] = linear;
-    } else {
-        return true;
-    }
-    PushBand(band);
+    m_gainSetting[band].store(gain, std::memory_order_release);
+    Changed();
     return true;
 }
 
@@ -381,73 +418,56 @@ bool CGraphicEQ::set_Q(int band, int q)
 {
     if (!ValidBandIndex(band))
         return false;
-    CSingleLock hold(m_lock);
     if (q < kQMin)
         q = kQMin;
     if (!IsValidBand(band))
         q = kQDefault;
     else if (q > kQMax)
         q = kQMax;
-    m_QSetting[0][band] = q;
-    m_QSetting[1][band] = q;
-    const float fq = static_cast<float>(q) * kFixedToFloat;
-    if (m_format.nChannels == 2) {
-        m_Q[0][band] = fq;
-        m_Q[1][band] = fq;
-    } else if (m_format.nChannels == 1) {
-        m_Q[0][band] = fq;
-    } else {
-        return true;
-    }
-    PushBand(band);
+    m_QSetting[band].store(q, std::memory_order_release);
+    Changed();
     return true;
 }
 
 bool CGraphicEQ::set_Activate(bool active)
 {
-    CSingleLock hold(m_lock);
-    m_active = active;
-    Publish();
+    m_active.store(active, std::memory_order_release);
+    Changed();
     return true;
 }
 
 bool CGraphicEQ::get_Activate(bool* active)
 {
-    CSingleLock hold(m_lock);
     if (active)
-        *active = m_active;
+        *active = m_active.load(std::memory_order_relaxed);
     return true;
 }
 
 bool CGraphicEQ::set_InputLevel(int level)
 {
-    CSingleLock hold(m_lock);
-    m_inputLevel = static_cast<float>(level) * kFixedToFloat;
-    Publish();
+    m_inputLevel.store(static_cast<float>(level) * kFixedToFloat, std::memory_order_release);
+    Changed();
     return true;
 }
 
 bool CGraphicEQ::set_OutputLevel(int level)
 {
-    CSingleLock hold(m_lock);
-    m_outputLevel = static_cast<float>(level) * kFixedToFloat;
-    Publish();
+    m_outputLevel.store(static_cast<float>(level) * kFixedToFloat, std::memory_order_release);
+    Changed();
     return true;
 }
 
 bool CGraphicEQ::get_InputLevel(int* level)
 {
-    CSingleLock hold(m_lock);
     if (level)
-        *level = static_cast<int>(static_cast<double>(m_inputLevel) * 65536.0);
+        *level = static_cast<int>(static_cast<double>(m_inputLevel.load(std::memory_order_relaxed)) * 65536.0);
     return true;
 }
 
 bool CGraphicEQ::get_OutputLevel(int* level)
 {
-    CSingleLock hold(m_lock);
     if (level)
-        *level = static_cast<int>(static_cast<double>(m_outputLevel) * 65536.0);
+        *level = static_cast<int>(static_cast<double>(m_outputLevel.load(std::memory_order_relaxed)) * 65536.0);
     return true;
 }
 
@@ -455,15 +475,11 @@ bool CGraphicEQ::set_OverLevelThreshold(int /*threshold*/)
 {
     // The threshold is full scale, always; the argument exists for the
     // interface's sake.
-    CSingleLock hold(m_lock);
-    m_threshold = 1.0;
-    Publish();
     return true;
 }
 
 bool CGraphicEQ::get_OverLevelThreshold(int* threshold)
 {
-    CSingleLock hold(m_lock);
     if (threshold)
         *threshold = static_cast<int>(m_threshold);
     return true;
@@ -483,9 +499,8 @@ bool CGraphicEQ::get_Gain(int band, int* gain)
 {
     if (!ValidBandIndex(band))
         return false;
-    CSingleLock hold(m_lock);
     if (gain)
-        *gain = m_gainSetting[0][band];
+        *gain = m_gainSetting[band].load(std::memory_order_relaxed);
     return true;
 }
 
@@ -493,9 +508,8 @@ bool CGraphicEQ::get_Q(int band, int* q)
 {
     if (!ValidBandIndex(band))
         return false;
-    CSingleLock hold(m_lock);
     if (q)
-        *q = m_QSetting[0][band];
+        *q = m_QSetting[band].load(std::memory_order_relaxed);
     return true;
 }
 
@@ -511,6 +525,11 @@ bool CGraphicEQ::GetVU(float* inL, float* inR, float* outL, float* outR)
 
 CEqualizerUnit* CGraphicEQ::GetUnit(int index)
 {
+    // Brought up to date with the stored values first, as the next block
+    // would; the block in progress, if any, finishes before.
+    std::lock_guard<std::recursive_mutex> hold(m_structure);
+    Rebuild rebuild(*this);
+    Refresh();
     if (!m_units || index < 0 || index >= m_unitCount)
         return nullptr;
     return &m_units[index];
@@ -653,20 +672,19 @@ bool CGraphicEQ::Transform(float** in, int count, float** out, int* outCount, bo
         *outCount = count > 0 ? count : 0;
     if (!continueBlock)
         m_peakInL = m_peakInR = m_peakOutL = m_peakOutR = 0.0f;
-    if (count <= 0 || !in || !out || !in[0] || !in[1] || !out[0] || !out[1]) {
-        PublishMeters();
-        return true;
-    }
-
-    const Settings& s = FetchSettings();
     int idle = 0;
     if (!m_gate.compare_exchange_strong(idle, 1, std::memory_order_acquire)) {
         // The format is being changed on another thread right now.
-        Bypass(in, 0, count, out);
+        if (count > 0 && in && out && in[0] && in[1] && out[0] && out[1])
+            Bypass(in, 0, count, out);
         PublishMeters();
         return true;
     }
-    if (!s.active || !m_filtersReady || !m_buffersReady || !m_units) {
+    Refresh();
+    const Settings& s = m_live;
+    if (count <= 0 || !in || !out || !in[0] || !in[1] || !out[0] || !out[1]) {
+        // Nothing to process; the settings are taken over all the same.
+    } else if (!s.active || !m_filtersReady || !m_buffersReady || !m_units) {
         Bypass(in, 0, count, out);
     } else {
         for (int done = 0; done < count;) {

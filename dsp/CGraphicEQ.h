@@ -5,8 +5,8 @@
 // fixed point (65536 = 1.0): dB for gains and levels, a plain number for Q.
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
-#include "CCriticalSection.h"
 #include "CEqualizerUnit.h"
 #include "EngineKernels.h"
 
@@ -37,6 +37,21 @@ public:
     virtual ~CGraphicEQ();
     CGraphicEQ(const CGraphicEQ&) = delete;
     CGraphicEQ& operator=(const CGraphicEQ&) = delete;
+
+    // Threads. The setters (set_Gain, set_Q, the levels, set_Activate) and
+    // the getters may be called from any thread, the audio thread included,
+    // at any time: they store one value each, never lock and never wait.
+    // Transform takes every stored value over at the start of a block and
+    // computes what changed itself, so a change is heard from the next block.
+    // A caller that changes several values which belong together (a program)
+    // brackets them with BeginChange/EndChange: no block starts with half of
+    // them; until EndChange blocks keep the settings they had. Such callers
+    // wait for each other, so they must not run on the audio thread. The
+    // structural calls (SetMediaType, InitInternalFilters,
+    // PrepareWorkingBuffer, FreeWorkArea, SetVariant) are never made on the
+    // audio thread either: they wait for the block in progress to finish.
+    void BeginChange();
+    void EndChange();
 
     void SetDefaultProp();
     // Takes a new format and the largest block the host will send. Rebuilds
@@ -92,10 +107,12 @@ public:
     graphiceq::Variant GetVariant() const { return m_variant; }
 
     // Samples of digital silence at the input after which the filters'
-    // history is cleared, for the current settings.
+    // history is cleared, for the current settings (computed on the
+    // caller's thread).
     int64_t GetSilenceHold();
 
-    // Test and tool access.
+    // Test and tool access, never from the audio thread: GetUnit first
+    // brings the units up to date with the stored values.
     const tWAVEFORMATEX& GetFormat() const { return m_format; }
     int GetBufferLength() const { return m_bufferLength; }
     CEqualizerUnit* GetUnit(int index);
@@ -103,11 +120,8 @@ public:
     uint32_t GetBandCount() const { return m_bandCount; }
 
 private:
-    // What the audio thread needs from the settings, handed over without a
-    // lock through three slots: the writer fills its own slot and swaps it
-    // with the middle one; the audio thread swaps its slot with the middle
-    // one when the middle holds something newer. Each slot is owned by
-    // exactly one side at any time.
+    // What the audio thread needs from the settings. Built by the audio
+    // thread itself (Refresh) from the stored values, and owned by it.
     struct Settings {
         graphiceq::LaneCoeffs coeffs[2];      // reference engine
         graphiceq::PreciseCoeffs precise[2];  // precise engine
@@ -117,7 +131,13 @@ private:
         bool active;
         int64_t silenceHold;  // samples
     };
-    static constexpr unsigned kFresh = 4;  // the middle slot holds news
+    // The stored values as one consistent set.
+    struct Values {
+        int32_t gain[kBandCount];
+        int32_t q[kBandCount];
+        float inputLevel, outputLevel;  // dB
+        bool active;
+    };
 
     // Structural changes (format, buffers, units, kernel) hold the gate;
     // the audio thread only ever tries it, and passes the block through
@@ -126,28 +146,33 @@ private:
 
     void Bypass(float** in, int offset, int count, float** out);
     void OperateFilter(float** in, int offset, int count, float** out, const Settings& s, bool slice);
-    void PushBand(int band);
-    void Publish();
-    const Settings& FetchSettings();
+    void Changed() { m_requested.fetch_add(1, std::memory_order_release); }
+    bool ReadValues(Values& v) const;
+    void ConfigureUnits(CEqualizerUnit* units, int count, const Values& v, const Values* previous) const;
+    void BuildSettings(const Values& v, const CEqualizerUnit* units, int unitCount, Settings& s) const;
+    void Refresh();
     void PublishMeters();
     void ClearHistory();
     static bool ValidBandIndex(int band) { return band >= 0 && band < kBandCount; }
 
-    CCriticalSection m_lock;
+    std::recursive_mutex m_structure;  // structural callers, one at a time
+    std::mutex m_change;               // BeginChange .. EndChange, one caller at a time
     float* m_buf[4];
-    float m_inputLevel;   // dB
-    float m_outputLevel;  // dB
+    // The stored values: any thread writes, Refresh reads.
+    std::atomic<int32_t> m_gainSetting[kBandCount];
+    std::atomic<int32_t> m_QSetting[kBandCount];
+    std::atomic<float> m_inputLevel;   // dB
+    std::atomic<float> m_outputLevel;  // dB
+    std::atomic<bool> m_active;
+    std::atomic<uint32_t> m_rate;      // the format's sample rate, for the setters
+    std::atomic<uint32_t> m_requested; // counts stored changes
+    std::atomic<uint32_t> m_changing;  // odd while a BeginChange .. EndChange is open
     double m_threshold;
-    bool m_active;
     std::atomic<bool> m_overLevel;
     tWAVEFORMATEX m_format;
     CEqualizerUnit* m_units;
     int m_unitCount;
     uint32_t m_bandCount;
-    float m_linearGain[2][kBandCount];
-    float m_Q[2][kBandCount];
-    int32_t m_gainSetting[2][kBandCount];
-    int32_t m_QSetting[2][kBandCount];
     bool m_filtersReady;
     bool m_buffersReady;
     int32_t m_bufferLength;
@@ -159,13 +184,15 @@ private:
     graphiceq::PreciseKernel m_kernel;
     graphiceq::LaneHistory m_history[2];           // reference engine
     graphiceq::PreciseHistory m_preciseHistory[2];  // precise engine
-    Settings m_slot[3];
-    std::atomic<unsigned> m_middle;
-    unsigned m_back;   // the writer's slot (under m_lock)
-    unsigned m_front;  // the audio thread's slot
+    // Owned by the thread inside the gate (the audio thread, or a
+    // structural change): the settings in use, the values they were built
+    // from, and which count of stored changes they include.
+    Settings m_live;
+    Values m_applied;
+    uint32_t m_appliedCount;
+    bool m_rebuilt;  // units new: every band is configured again
     std::atomic<int> m_gate;
-    int m_rebuildDepth;  // under m_lock
-    int64_t m_silenceHold;  // the writer's latest, under m_lock
+    int m_rebuildDepth;  // under m_structure
     int64_t m_silentRun;  // input samples of digital silence so far
     bool m_quiet;         // history cleared after silence; output is zero
 };

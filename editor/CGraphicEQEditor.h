@@ -2,13 +2,16 @@
 // The editor object the host talks to (effEditGetRect, effEditOpen, ...),
 // and the application object the window layer expects.
 //
-// Threads: the host calls setParameter, setProgram and setChunk from its
-// audio thread and its own threads while the panel is open. The effect then
-// calls UpdateControl / UpdateModify here; they only record what changed
-// (the latest value and a changed bit per parameter, a modified flag), with
-// atomics, never waiting and never touching X11 or Cairo. The editor's
-// thread takes the recorded changes when it runs (host idle or the panel's
-// timer) and moves the controls then.
+// Threads (the effect's contract is in AGraEQ.h): the host calls
+// setParameter from its audio thread between blocks and setParameter,
+// setProgram and setChunk from its other threads while the panel is open.
+// The effect then calls UpdateControl / UpdateModify here, with no lock held;
+// they only record what changed (the latest value and a changed bit per
+// parameter, a modified flag), with atomics, never waiting and never
+// touching X11 or Cairo. The editor's thread takes the recorded changes when
+// it runs (host idle or the panel's timer) and moves the controls then; what
+// it shows it reads back through the effect's getters, which are safe on any
+// thread.
 #include <atomic>
 #include <cstdint>
 

@@ -58,7 +58,7 @@ void Report(const char* fmt, ...)
 
 // The counting library of --rt, found at run time; absent, nothing counts.
 struct RtCounts {
-    unsigned long long allocs, frees, lock_waits, syscalls;
+    unsigned long long allocs, frees, lock_waits, syscalls, locks;
 };
 struct RtApi {
     void (*begin)() = nullptr;
@@ -604,42 +604,105 @@ void CheckTiming(const std::string& path)
     Report("time %.1f %.1f", us.back(), us[us.size() / 2]);
 }
 
-// Processing on one thread while another changes parameters, programs and
-// chunks.
+// As hosts really call: the audio thread plays automation (setParameter
+// between processReplacing calls, as Ardour and Reaper do, counted by --rt
+// like the blocks), the host's thread switches programs and sets chunks,
+// and an interface thread reads what a generic editor or a panel shows
+// (parameter values and display strings, program names, the chunk) with
+// the plug-in's editor open and idling, where there is a display.
 void CheckThreads(const std::string& path)
 {
     auto p = Load(path);
     std::atomic<bool> stop{false};
+#ifdef GHOST_HAVE_X11
+    Display* display = (p->Flags() & effFlagsHasEditor) ? XOpenDisplay(nullptr) : nullptr;
+    Window parent = 0;
+    if (display) {
+        parent = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 800, 600, 0, 0, 0);
+        XMapWindow(display, parent);
+        XSync(display, False);
+    }
+#endif
+    const int n = p->NumParams();
+    const int programs = p->NumPrograms();
+    std::vector<unsigned char> chunk;
+    if (p->Flags() & effFlagsProgramChunks)
+        chunk = GetChunk(*p, false);
     std::thread host([&] {
         uint32_t s = 5;
-        const int n = p->NumParams();
-        const int programs = p->NumPrograms();
-        std::vector<unsigned char> chunk;
-        if (p->Flags() & effFlagsProgramChunks)
-            chunk = GetChunk(*p, false);
         for (int round = 0; !stop.load(); ++round) {
             s = s * 1664525u + 1013904223u;
-            if (n)
-                p->SetParam(static_cast<int>(s % static_cast<uint32_t>(n)), static_cast<float>(s >> 8) / 16777216.0f);
-            if (round % 64 == 0 && programs > 0)
+            if (programs > 0)
                 p->Dispatch(effSetProgram, 0, static_cast<intptr_t>(s % static_cast<uint32_t>(programs)));
-            if (round % 256 == 0 && !chunk.empty()) {
+            if (round % 8 == 0 && !chunk.empty()) {
                 std::vector<unsigned char> copy = chunk;
                 p->Dispatch(effSetChunk, 0, static_cast<intptr_t>(copy.size()), copy.data());
             }
-            if (round % 16 == 0)
+            if (round % 4 == 0)
                 std::this_thread::yield();
         }
     });
+    std::thread ui([&] {
+        char text[256];
+#ifdef GHOST_HAVE_X11
+        if (display) {
+            ERect* rect = nullptr;
+            p->Dispatch(effEditGetRect, 0, 0, &rect);
+            p->Dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(parent));
+        }
+#endif
+        while (!stop.load()) {
+#ifdef GHOST_HAVE_X11
+            if (display) {
+                p->Dispatch(effEditIdle);
+                while (XPending(display)) {
+                    XEvent ev;
+                    XNextEvent(display, &ev);
+                }
+            }
+#endif
+            for (int i = 0; i < n; ++i) {
+                p->Dispatch(effGetParamDisplay, i, 0, text);
+                (void)p->GetParam(i);
+            }
+            p->Dispatch(effGetProgramName, 0, 0, text);
+            (void)p->Dispatch(effGetProgram);
+            if (!chunk.empty())
+                (void)GetChunk(*p, false);
+            std::this_thread::yield();
+        }
+#ifdef GHOST_HAVE_X11
+        if (display)
+            p->Dispatch(effEditClose);
+#endif
+    });
     Noise noise;
     Buffers in(p->NumInputs(), 256), out(p->NumOutputs(), 256);
+    uint32_t s = 11;
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     while (std::chrono::steady_clock::now() < end) {
+        // A few automation points per block, then the block.
+        for (int k = 0; k < 4 && n > 0; ++k) {
+            s = s * 1664525u + 1013904223u;
+            if (g_rt.Present())
+                g_rt.begin();
+            p->SetParam(static_cast<int>(s % static_cast<uint32_t>(n)), static_cast<float>(s >> 8) / 16777216.0f);
+            (void)p->GetParam(static_cast<int>((s >> 4) % static_cast<uint32_t>(n)));
+            if (g_rt.Present())
+                g_rt.end();
+        }
         noise.Fill(in, 256);
         Run(p->Effect(), in, out, 256);
     }
     stop = true;
     host.join();
+    ui.join();
+#ifdef GHOST_HAVE_X11
+    if (display) {
+        XDestroyWindow(display, parent);
+        XCloseDisplay(display);
+    }
+#endif
 }
 
 // Opening and closing the editor again and again while audio runs.
@@ -724,8 +787,8 @@ int RunChild(const std::string& check, const std::string& path)
         if (g_rt.Present()) {
             RtCounts counts{};
             g_rt.read(&counts);
-            Report("rt %llu %llu %llu %llu %llu", g_rtBlocks, counts.allocs, counts.frees, counts.lock_waits,
-                   counts.syscalls);
+            Report("rt %llu %llu %llu %llu %llu %llu", g_rtBlocks, counts.allocs, counts.frees, counts.lock_waits,
+                   counts.syscalls, counts.locks);
         }
         Report("done");
         std::fclose(g_report);
@@ -745,7 +808,7 @@ struct Row {
     int hangs = 0;
     long long nonFinite = 0;
     long long overruns = 0;
-    unsigned long long rtBlocks = 0, allocs = 0, frees = 0, locks = 0, syscalls = 0;
+    unsigned long long rtBlocks = 0, allocs = 0, frees = 0, waits = 0, syscalls = 0, locks = 0;
     std::string recovery = "-";
     std::string tail = "-";
     std::string editor = "-";
@@ -754,7 +817,7 @@ struct Row {
     bool Failed(bool rt) const
     {
         return crashes || hangs || nonFinite || overruns || !findings.empty() ||
-               (rt && (rtBlocks == 0 || allocs || frees || locks || syscalls));
+               (rt && (rtBlocks == 0 || allocs || frees || waits || syscalls || locks));
     }
 };
 
@@ -825,7 +888,7 @@ void EnsureDisplay()
 void RunCheck(Row& row, const Check& check, const std::string& path, const std::string& rtLib, bool verbose,
               int timeoutSeconds)
 {
-    if (std::strcmp(check.name, "editor") == 0)
+    if (std::strcmp(check.name, "editor") == 0 || std::strcmp(check.name, "threads") == 0)
         EnsureDisplay();
     int fds[2];
     if (pipe(fds) != 0)
@@ -911,13 +974,14 @@ void RunCheck(Row& row, const Check& check, const std::string& path, const std::
         else if (key == "time")
             std::sscanf(rest, "%lf %lf", &row.worstUs, &row.medianUs);
         else if (key == "rt") {
-            unsigned long long b = 0, a = 0, f = 0, l = 0, y = 0;
-            if (std::sscanf(rest, "%llu %llu %llu %llu %llu", &b, &a, &f, &l, &y) == 5) {
+            unsigned long long b = 0, a = 0, f = 0, w = 0, y = 0, l = 0;
+            if (std::sscanf(rest, "%llu %llu %llu %llu %llu %llu", &b, &a, &f, &w, &y, &l) == 6) {
                 row.rtBlocks += b;
                 row.allocs += a;
                 row.frees += f;
-                row.locks += l;
+                row.waits += w;
                 row.syscalls += y;
+                row.locks += l;
             }
         } else if (key == "done")
             done = true;
@@ -1010,18 +1074,19 @@ int RunValidate(int argc, char** argv)
     }
 
     FILE* out = Results();
-    std::fprintf(out, "| plug-in | crashes | non-finite | overruns | allocs/1k blocks | locks/1k blocks | recovery (ms) "
-                "| tail (ms) | editor | worst block (us) | median block (us) | result |\n");
-    std::fprintf(out, "|---|---|---|---|---|---|---|---|---|---|---|---|\n");
+    std::fprintf(out, "| plug-in | crashes | non-finite | overruns | allocs/1k blocks | locks/1k blocks | waits/1k blocks "
+                "| recovery (ms) | tail (ms) | editor | worst block (us) | median block (us) | result |\n");
+    std::fprintf(out, "|---|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     bool anyFailed = false;
     for (const Row& r : rows) {
         const bool failed = r.Failed(rt);
         anyFailed |= failed;
         const std::string name = r.plugin.substr(r.plugin.find_last_of('/') + 1);
-        std::fprintf(out, "| %s | %d | %lld | %lld | %s | %s | %s | %s | %s | %s | %s | %s |\n", name.c_str(),
+        std::fprintf(out, "| %s | %d | %lld | %lld | %s | %s | %s | %s | %s | %s | %s | %s | %s |\n", name.c_str(),
                     r.crashes + r.hangs, r.nonFinite, r.overruns,
                     rt ? PerThousand(r.allocs + r.frees, r.rtBlocks).c_str() : "-",
-                    rt ? PerThousand(r.locks, r.rtBlocks).c_str() : "-", r.recovery.c_str(), r.tail.c_str(),
+                    rt ? PerThousand(r.locks, r.rtBlocks).c_str() : "-",
+                    rt ? PerThousand(r.waits, r.rtBlocks).c_str() : "-", r.recovery.c_str(), r.tail.c_str(),
                     r.editor.c_str(), Fixed(r.worstUs).c_str(), Fixed(r.medianUs).c_str(), failed ? "FAIL" : "pass");
     }
     std::fflush(out);
@@ -1030,11 +1095,11 @@ int RunValidate(int argc, char** argv)
             std::fprintf(stderr, "%s: %s\n", r.plugin.c_str(), f.c_str());
     if (rt)
         for (const Row& r : rows)
-            if (r.allocs || r.frees || r.locks || r.syscalls || r.rtBlocks == 0)
+            if (r.allocs || r.frees || r.locks || r.waits || r.syscalls || r.rtBlocks == 0)
                 std::fprintf(stderr,
-                             "%s: on the audio thread: %llu allocations, %llu frees, %llu lock waits, "
-                             "%llu blocking system calls in %llu blocks\n",
-                             r.plugin.c_str(), r.allocs, r.frees, r.locks, r.syscalls, r.rtBlocks);
+                             "%s: on the audio thread: %llu allocations, %llu frees, %llu locks taken, "
+                             "%llu waits, %llu blocking system calls in %llu blocks\n",
+                             r.plugin.c_str(), r.allocs, r.frees, r.locks, r.waits, r.syscalls, r.rtBlocks);
     std::fflush(out);
     return anyFailed ? 1 : 0;
 }

@@ -46,8 +46,12 @@ AGraEQ::AGraEQ(audioMasterCallback host)
       m_engine(nullptr),
       m_resourcePath{},
       m_prefsFolder{},
-      m_values{},
-      m_display{},
+      m_program(0),
+      m_switchOverride(-1),
+      m_unsaved(0),
+      m_changing(0),
+      m_changes(0),
+      m_engineChanges(~uint32_t{0}),
       m_format{},
       m_editorObject(nullptr),
       m_slice{}
@@ -61,8 +65,8 @@ AGraEQ::AGraEQ(audioMasterCallback host)
     m_engine = new (std::nothrow) CGraphicEQ;
 
     for (int i = 0; i < kNumParams; ++i) {
-        m_values[i] = DefaultNormalized(i);
-        m_display[i] = NormalizeValToInternalVal(i, m_values[i]);
+        m_values[i].store(DefaultNormalized(i), std::memory_order_relaxed);
+        m_entry[i].store(kNoEntry, std::memory_order_relaxed);
     }
 
     m_format.wFormatTag = 3;  // IEEE float
@@ -108,11 +112,15 @@ void AGraEQ::ApplyMediaType(VstInt32 maxBlock)
 {
     if (!m_engine)
         return;
+    std::lock_guard<std::recursive_mutex> hold(m_formatLock);
     if (maxBlock > kMaxEngineBlock)
         maxBlock = kMaxEngineBlock;
     m_engine->SetMediaType(&m_format, maxBlock);
+    m_engine->BeginChange();
     for (VstInt32 i = 0; i < kNumParams; ++i)
-        ApplyToEngine(i, m_values[i]);
+        ApplyToEngine(i, i == kParamActive ? SwitchValue() : m_values[i].load(std::memory_order_relaxed));
+    m_engine->EndChange();
+    m_changes.fetch_add(1, std::memory_order_release);
 }
 
 void AGraEQ::setSampleRate(float rate)
@@ -121,6 +129,7 @@ void AGraEQ::setSampleRate(float rate)
     // absurd rate leaves the format as it was.
     if (!(rate >= 1.0f && rate <= 10000000.0f))
         return;
+    std::lock_guard<std::recursive_mutex> hold(m_formatLock);
     const uint32_t sps = static_cast<uint32_t>(rate);
     m_format.wFormatTag = 3;
     m_format.nChannels = 2;
@@ -143,18 +152,20 @@ void AGraEQ::setBlockSize(VstInt32 size)
 
 void AGraEQ::resume()
 {
+    m_switchOverride.store(1, std::memory_order_release);
     if (m_engine)
         m_engine->set_Activate(true);
-    m_values[kParamActive] = 1.0f;
+    m_changes.fetch_add(1, std::memory_order_release);
     PanelUpdateControl(kParamActive, 1.0f);
     AudioEffectX::resume();
 }
 
 void AGraEQ::suspend()
 {
+    m_switchOverride.store(0, std::memory_order_release);
     if (m_engine)
         m_engine->set_Activate(false);
-    m_values[kParamActive] = 0.0f;
+    m_changes.fetch_add(1, std::memory_order_release);
     ApplyMediaType(blockSize);
     PanelUpdateControl(kParamActive, 0.0f);
 }
@@ -168,9 +179,16 @@ VstInt32 AGraEQ::startProcess()
 void AGraEQ::open()
 {
     setProgram(0);
-    CopyBank(m_initialPrograms, m_programs);
+    {
+        std::lock_guard<std::mutex> hold(m_bankLock);
+        CopyBank(m_initialPrograms, m_programs);
+    }
     LoadDefaultBank();
-    CopyBank(m_initialPrograms, m_programs);
+    {
+        std::lock_guard<std::mutex> hold(m_bankLock);
+        SaveLiveValues();
+        CopyBank(m_initialPrograms, m_programs);
+    }
     SetFactoryProgram();
 }
 
@@ -182,6 +200,7 @@ void AGraEQ::processReplacing(float** inputs, float** outputs, VstInt32 sampleFr
     m_processCounter.fetch_add(1, std::memory_order_relaxed);
     if (!m_engine)
         return;
+    SyncEngine();
     int frames = sampleFrames;
     m_engine->Transform(inputs, sampleFrames, outputs, &frames);
 }
@@ -191,6 +210,7 @@ void AGraEQ::processDoubleReplacing(double** inputs, double** outputs, VstInt32 
     m_processCounter.fetch_add(1, std::memory_order_relaxed);
     if (!m_engine)
         return;
+    SyncEngine();
     if (!inputs || !outputs || !inputs[0] || !inputs[1] || !outputs[0] || !outputs[1] ||
         sampleFrames <= 0) {
         // Nothing to convert; the engine still sees the (empty) block.
@@ -312,12 +332,46 @@ void AGraEQ::ApplyToEngine(VstInt32 index, float normalised)
                row.integer ? SwitchStep(normalised) : NormalizeValToDWValue(index, normalised));
 }
 
+float AGraEQ::SwitchValue() const
+{
+    const int held = m_switchOverride.load(std::memory_order_acquire);
+    return held >= 0 ? static_cast<float>(held) : m_values[kParamActive].load(std::memory_order_acquire);
+}
+
+// Every writer stores its values and then counts m_changes up; the engine
+// stores of two writers may interleave, so the audio thread hands the
+// engine the whole set again whenever the count moved. The engine keeps a
+// band's coefficients when its values did not change.
+void AGraEQ::SyncEngine()
+{
+    const uint32_t changes = m_changes.load(std::memory_order_acquire);
+    if (changes == m_engineChanges)
+        return;
+    const uint32_t before = m_changing.load(std::memory_order_acquire);
+    if (before & 1u)
+        return;  // a program is being applied: this block keeps the set it has
+    // Values are stored with release and read with acquire: a value stored
+    // inside a change is never read without the change's count after it.
+    float v[kNumParams];
+    for (int i = 0; i < kNumParams; ++i)
+        v[i] = m_values[i].load(std::memory_order_acquire);
+    v[kParamActive] = SwitchValue();
+    if (m_changing.load(std::memory_order_relaxed) != before)
+        return;
+    m_engineChanges = changes;
+    for (int i = 0; i < kNumParams; ++i)
+        ApplyToEngine(i, v[i]);
+}
+
 void AGraEQ::StoreParameter(VstInt32 index, float value)
 {
-    m_values[index] = value;
-    m_display[index] = NormalizeValToInternalVal(index, value);
-    CurrentRecord().fValue[index] = value;
+    m_values[index].store(value, std::memory_order_release);
+    m_entry[index].store(kNoEntry, std::memory_order_relaxed);
+    if (index == kParamActive)
+        m_switchOverride.store(-1, std::memory_order_release);
+    m_unsaved.fetch_or(uint64_t{1} << index, std::memory_order_release);
     ApplyToEngine(index, value);
+    m_changes.fetch_add(1, std::memory_order_release);
 }
 
 // The host and the panel's controls: a NaN leaves the parameter as it was,
@@ -327,7 +381,7 @@ void AGraEQ::setParameter(VstInt32 index, float value)
 {
     if (!IsValidParamIndex(index))
         return;
-    value = SanitizeNormalized(value, m_values[index]);
+    value = SanitizeNormalized(value, getParameter(index));
     PanelUpdateControl(index, value);
     StoreParameter(index, value);
 }
@@ -338,7 +392,7 @@ void AGraEQ::setParameterFormUI(VstInt32 index, float value)
     // handed a parameter the effect does not have.
     if (!IsValidParamIndex(index))
         return;
-    value = SanitizeNormalized(value, m_values[index]);
+    value = SanitizeNormalized(value, getParameter(index));
     StoreParameter(index, value);
     Automate(index, value);
 }
@@ -353,7 +407,7 @@ void AGraEQ::setParameterFromDiaplay(VstInt32 index, float value)
     float normalised;
     if (row.format == ParamFormat::kSwitch) {
         // The switch is passed on as a normalised value, nothing stored.
-        normalised = SanitizeNormalized(value, m_values[index]);
+        normalised = SanitizeNormalized(value, getParameter(index));
     } else {
         float unit = value;
         if (row.format == ParamFormat::kLevel) {
@@ -365,12 +419,17 @@ void AGraEQ::setParameterFromDiaplay(VstInt32 index, float value)
             if (!(unit >= static_cast<float>(row.min)))
                 unit = static_cast<float>(row.min);
         }
-        normalised = SanitizeNormalized(ValToNormalizeValue(index, unit), m_values[index]);
-        m_values[index] = normalised;
-        // The display keeps what was typed (finite), unclamped.
-        m_display[index] = std::isfinite(value) ? value : NormalizeValToInternalVal(index, normalised);
-        CurrentRecord().fValue[index] = normalised;
-        ApplyToEngine(index, normalised);
+        normalised = SanitizeNormalized(ValToNormalizeValue(index, unit),
+                                        m_values[index].load(std::memory_order_relaxed));
+        StoreParameter(index, normalised);
+        // The display keeps what was typed (finite), unclamped, for as long
+        // as the parameter keeps this value.
+        if (std::isfinite(value)) {
+            uint32_t n, d;
+            std::memcpy(&n, &normalised, sizeof n);
+            std::memcpy(&d, &value, sizeof d);
+            m_entry[index].store(uint64_t{n} << 32 | d, std::memory_order_relaxed);
+        }
     }
     PanelUpdateControl(index, normalised);
     Automate(index, normalised);
@@ -379,7 +438,24 @@ void AGraEQ::setParameterFromDiaplay(VstInt32 index, float value)
 
 float AGraEQ::getParameter(VstInt32 index)
 {
-    return IsValidParamIndex(index) ? m_values[index] : 0.0f;
+    if (!IsValidParamIndex(index))
+        return 0.0f;
+    return index == kParamActive ? SwitchValue() : m_values[index].load(std::memory_order_relaxed);
+}
+
+float AGraEQ::DisplayValue(VstInt32 index) const
+{
+    const float v = m_values[index].load(std::memory_order_relaxed);
+    const uint64_t entry = m_entry[index].load(std::memory_order_relaxed);
+    uint32_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    if (entry != kNoEntry && static_cast<uint32_t>(entry >> 32) == bits) {
+        const uint32_t d = static_cast<uint32_t>(entry);
+        float typed;
+        std::memcpy(&typed, &d, sizeof typed);
+        return typed;
+    }
+    return NormalizeValToInternalVal(index, v);
 }
 
 float AGraEQ::getParameterDisplayVal(VstInt32 index)
@@ -387,8 +463,8 @@ float AGraEQ::getParameterDisplayVal(VstInt32 index)
     if (!IsValidParamIndex(index))
         return 0.0f;
     if (AutomateParamMinMax_Tbl[index].format == ParamFormat::kSwitch)
-        return m_values[index];
-    const float v = m_display[index];
+        return SwitchValue();
+    const float v = DisplayValue(index);
     // Biased half a step away from zero, so the panel's truncation to one
     // decimal rounds.
     return v >= 0.0f ? v + 0.05f : v - 0.05f;
@@ -412,16 +488,22 @@ void AGraEQ::getParameterDisplay(VstInt32 index, char* text)
         return;
     const ParamFormat format = AutomateParamMinMax_Tbl[index].format;
     if (format == ParamFormat::kSwitch) {
-        CopyString(text, kParamStrBuffer, m_values[index] == 1.0f ? "ON" : "OFF");
+        CopyString(text, kParamStrBuffer, SwitchValue() == 1.0f ? "ON" : "OFF");
         return;
     }
-    std::snprintf(text, kParamStrBuffer, "%.1f", static_cast<double>(m_display[index]));
+    std::snprintf(text, kParamStrBuffer, "%.1f", static_cast<double>(DisplayValue(index)));
     // Only the levels lose the sign of a negative zero; a band gain just
     // below 0 dB keeps showing "-0.0".
     if (format == ParamFormat::kLevel && strcasecmp(text, "-0.0") == 0)
         CopyString(text, kParamStrBuffer, "0.0");
 }
 
+// Linux hosts (Ardour among them) take the record's label as the
+// parameter's name and, when integer bounds are announced, take them as the
+// range of the values they pass to setParameter. So the label carries the
+// name, no integer bounds are announced (every value stays normalised
+// 0..1), the switch says it is one, and the steps suit a fader: the fine
+// step is one digit of the read-out, the normal one a whole unit.
 bool AGraEQ::getParameterProperties(VstInt32 index, VstParameterProperties* p)
 {
     if (!p)
@@ -430,14 +512,23 @@ bool AGraEQ::getParameterProperties(VstInt32 index, VstParameterProperties* p)
     if (!IsValidParamIndex(index))
         return false;
     const AutomateParamMinMax& row = AutomateParamMinMax_Tbl[index];
-    getParameterLabel(index, p->label);
-    p->flags = kVstParameterUsesIntegerMinMax | kVstParameterUsesIntStep;
-    if (row.integer)
+    GetParamName(index, p->label, sizeof p->label);
+    CopyString(p->shortLabel, sizeof p->shortLabel, row.label);
+    p->flags = kVstParameterUsesFloatStep;
+    if (row.integer) {
         p->flags |= kVstParameterIsSwitch;
-    p->minInteger = static_cast<VstInt32>(row.min);
-    p->maxInteger = static_cast<VstInt32>(row.max);
-    p->stepInteger = 128;
-    p->largeStepInteger = 256;
+        p->stepFloat = p->smallStepFloat = p->largeStepFloat = 1.0f;
+    } else if (row.format == ParamFormat::kLevel) {
+        // The levels' travel is linear in amplitude.
+        p->smallStepFloat = 0.001f;
+        p->stepFloat = 0.01f;
+        p->largeStepFloat = 0.1f;
+    } else {
+        const float range = static_cast<float>(row.max - row.min);
+        p->smallStepFloat = 0.1f / range;
+        p->stepFloat = 1.0f / range;
+        p->largeStepFloat = 0.25f;
+    }
     p->displayIndex = static_cast<VstInt16>(index);
     return true;
 }

@@ -32,26 +32,35 @@ bool AGraEQ::LoadDefaultBank()
 bool AGraEQ::SetFactoryProgram()
 {
     getDirectory();  // asked as the host expects; the folder was settled at open
+    std::lock_guard<std::mutex> hold(m_bankLock);
     return ::SetFactoryProgram(m_resourcePath, cEffect.uniqueID, m_factoryPrograms);
 }
 
-bool AGraEQ::WriteDefaultBank()
+bool AGraEQ::WriteDefaultBank(CString* failure)
 {
     CString path;
-    if (SaveDefaultBankFile(m_prefsFolder, m_programs, curProgram, cEffect.uniqueID, &path))
+    if (SaveDefaultBankFile(m_prefsFolder, m_programs, m_program.load(std::memory_order_relaxed),
+                            cEffect.uniqueID, &path))
         return true;
-    const CString message = DefaultBankSaveFailedMessage(path);
+    if (failure)
+        *failure = DefaultBankSaveFailedMessage(path);
+    return false;
+}
+
+void AGraEQ::ShowSaveFailure(const CString& message)
+{
     if (m_editorObject)
         m_editorObject->ShowMessage(message);
     else
         AEffEditor().ShowMessage(message);
-    return false;
 }
 
 // A maintenance import into the current bank. Like the old tool it replaces,
 // it touches neither the current program's parameters nor the saved bank.
 bool AGraEQ::Convert()
 {
+    std::lock_guard<std::mutex> hold(m_bankLock);
+    SaveLiveValues();
     const bool imported = ::Convert(m_programs, kNumPrograms) > 0;
     for (AGraEQProgram& record : m_programs)
         SanitizeProgram(record);

@@ -75,9 +75,9 @@ local track = tracks:front()
 local p = ARDOUR.LuaAPI.new_plugin(s, "GraphicEQ", ARDOUR.PluginType.LXVST, "")
 assert(not p:isnil(), "Ardour does not know GraphicEQ")
 track:add_processor_by_index(p, 0, nil, true)
--- A gentle smile with a low-mid dip, so the faders say something. The
--- normalised gain is (dB + 12) / 24; Ardour accepts it because it lies inside
--- the -12..12 integer range the plug-in declares for the gains.
+-- A gentle smile with a low-mid dip, so the faders say something. Ardour's
+-- range for every parameter is the plug-in's normalised 0..1; the normalised
+-- gain is (dB + 12) / 24.
 local gains = {4.5, 3.5, 2, 0.5, 0, -2, -3.5, -2.5, 0, 0, 1.5, 3, 4, 5, 6}
 for band, dB in ipairs(gains) do
   assert(ARDOUR.LuaAPI.set_processor_param(p, 2 + band, (dB + 12) / 24))

@@ -48,6 +48,7 @@ std::atomic<unsigned long long> g_allocs{0};
 std::atomic<unsigned long long> g_frees{0};
 std::atomic<unsigned long long> g_lockWaits{0};
 std::atomic<unsigned long long> g_syscalls{0};
+std::atomic<unsigned long long> g_locks{0};
 
 inline bool Counting() { return t_depth > 0; }
 inline void Count(std::atomic<unsigned long long>& c)
@@ -161,6 +162,7 @@ RTCHECK_EXPORT void rtcheck_read(struct rtcheck_counts* out)
     out->frees = g_frees.load(std::memory_order_relaxed);
     out->lock_waits = g_lockWaits.load(std::memory_order_relaxed);
     out->syscalls = g_syscalls.load(std::memory_order_relaxed);
+    out->locks = g_locks.load(std::memory_order_relaxed);
 }
 RTCHECK_EXPORT void rtcheck_reset(void)
 {
@@ -168,6 +170,7 @@ RTCHECK_EXPORT void rtcheck_reset(void)
     g_frees.store(0, std::memory_order_relaxed);
     g_lockWaits.store(0, std::memory_order_relaxed);
     g_syscalls.store(0, std::memory_order_relaxed);
+    g_locks.store(0, std::memory_order_relaxed);
 }
 
 // ---- the heap --------------------------------------------------------------
@@ -226,11 +229,13 @@ RTCHECK_EXPORT int posix_memalign(void** out, size_t align, size_t n)
 
 // ---- locks and waits -------------------------------------------------------
 namespace {
-// Tries first while counting: only an acquisition that would block counts.
+// Every acquisition counts as a lock; tried first while counting, so an
+// acquisition that would block also counts as a wait.
 template <typename Lock, typename Fn>
 int Acquire(Lock* l, Fn& trySlot, const char* tryName, Fn& lockSlot, const char* lockName)
 {
     if (Counting()) {
+        Count(g_locks);
         const int r = Resolve(trySlot, tryName)(l);
         if (r != EBUSY)
             return r;
@@ -238,7 +243,29 @@ int Acquire(Lock* l, Fn& trySlot, const char* tryName, Fn& lockSlot, const char*
     }
     return Resolve(lockSlot, lockName)(l);
 }
+
+template <typename Lock, typename Fn>
+int TryAcquire(Lock* l, Fn& trySlot, const char* tryName)
+{
+    const int r = Resolve(trySlot, tryName)(l);
+    if (r == 0)
+        Count(g_locks);
+    return r;
+}
 }  // namespace
+
+RTCHECK_EXPORT int pthread_mutex_trylock(pthread_mutex_t* m)
+{
+    return TryAcquire(m, g_real.mutexTrylock, "pthread_mutex_trylock");
+}
+RTCHECK_EXPORT int pthread_rwlock_tryrdlock(pthread_rwlock_t* l)
+{
+    return TryAcquire(l, g_real.tryrdlock, "pthread_rwlock_tryrdlock");
+}
+RTCHECK_EXPORT int pthread_rwlock_trywrlock(pthread_rwlock_t* l)
+{
+    return TryAcquire(l, g_real.trywrlock, "pthread_rwlock_trywrlock");
+}
 
 RTCHECK_EXPORT int pthread_mutex_lock(pthread_mutex_t* m)
 {

@@ -21,6 +21,7 @@ struct rtcheck_counts {
     unsigned long long frees;       // free (of a non-null pointer)
     unsigned long long lock_waits;  // a lock that was held by someone else, or a wait
     unsigned long long syscalls;    // read, write, open, close, sleeps, yields
+    unsigned long long locks;       // every mutex or read-write lock taken, held by someone or not
 };
 
 void rtcheck_begin(void);

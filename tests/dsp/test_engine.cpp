@@ -303,6 +303,32 @@ TEST(GraphicEQ, SettingsSurviveAFormatChange)
     }
 }
 
+// Values changed together (a program) reach the audio as one change: a
+// block that starts while the change is open plays the settings from before
+// it, whole; the next block after it plays the new ones, whole.
+TEST(GraphicEQ, ValuesChangedTogetherReachTheAudioWhole)
+{
+    CGraphicEQ eq, reference;
+    Prepare(eq, 48000, 256);
+    Prepare(reference, 48000, 256);
+    Stereo first(ref::Noise(256, 71), ref::Noise(256, 72)), second(ref::Noise(256, 73), ref::Noise(256, 74));
+    Stereo a(256), b(256);
+
+    eq.BeginChange();
+    Shape(eq);
+    Process(eq, first, a);
+    Process(reference, first, b);  // flat, as before the change
+    for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(Bits(a.l[i]), Bits(b.l[i])) << "half a change was heard at " << i;
+    eq.EndChange();
+
+    Shape(reference);
+    Process(eq, second, a);
+    Process(reference, second, b);
+    for (int i = 0; i < 256; ++i)
+        ASSERT_EQ(Bits(a.r[i]), Bits(b.r[i])) << "the change was not heard whole at " << i;
+}
+
 namespace {
 // Meters after one block of constant full scale on both channels: the input
 // meter is then the input stage's factor itself.

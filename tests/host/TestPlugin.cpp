@@ -28,6 +28,8 @@
 //   sticky     a NaN at the input poisons the filter for good
 //   racy       a parameter, program or chunk change during a block on
 //              another thread corrupts the output
+//   paramlock  setParameter takes a lock (a free one: nothing ever waits),
+//              which matters where hosts play automation on the audio thread
 //   reopen     the editor aborts when opened a second time
 // Built with HT_MAIN_ONLY it exports only the historical `main` entry point.
 #include <algorithm>
@@ -37,6 +39,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -361,6 +364,10 @@ void SetParameter(AEffect* e, VstInt32 index, float value)
         return;
     NoteChange(t);
     const std::string& m = t->mode;
+    static std::mutex paramLock;
+    std::unique_lock<std::mutex> hold(paramLock, std::defer_lock);
+    if (m == "paramlock")
+        hold.lock();
     float v = value >= 0.0f ? std::min(value, 1.0f) : 0.0f;  // NaN too
     if (m == "below" && value < 0.0f)
         v = std::max(value, -1.0f);

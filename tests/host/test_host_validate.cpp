@@ -66,6 +66,8 @@ TEST(Validate, EveryCheckFindsItsFault)
         {"signal", "sticky", "recovery (ms)", "never", "signal: output still not finite a second after a nan"},
         {"timing", "alloc", "allocs/1k blocks", nullptr, "allocations"},
         {"threads", "racy", "non-finite", nullptr, ""},
+        // Only automation played on the audio thread, counted, finds it.
+        {"threads", "paramlock", "locks/1k blocks", nullptr, "locks taken"},
         {"editor", "reopen", "crashes", "1", "editor: crashed with signal 6"},
     };
     std::string covered;

@@ -1,6 +1,7 @@
 // The audio-thread counter counts what the bracketed thread does, and only
-// that: heap calls, a mutex that another thread holds, condition waits and
-// blocking system calls; an uncontended lock and other threads stay silent.
+// that: heap calls, every lock taken (a free one too, and a successful
+// try), a mutex that another thread holds and condition waits as waits, and
+// blocking system calls; other threads stay silent.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -40,13 +41,16 @@ TEST(RtCheck, CountsHeapLocksAndCallsOnTheBracketedThreadOnly)
     int* volatile p = new int(3);
     delete p;
     std::mutex free_mutex;
-    free_mutex.lock();  // uncontended: not a wait
+    free_mutex.lock();  // uncontended: a lock, not a wait
     free_mutex.unlock();
+    if (free_mutex.try_lock())
+        free_mutex.unlock();
     rtcheck_end();
 
     rtcheck_counts c = Read();
     EXPECT_EQ(c.allocs, 2u);
     EXPECT_EQ(c.frees, 2u);
+    EXPECT_EQ(c.locks, 2u);
     EXPECT_EQ(c.lock_waits, 0u);
 
     // Another thread allocating while this one counts is not counted.
@@ -97,6 +101,7 @@ TEST(RtCheck, ContendedMutexAndWaitsAndSystemCalls)
     holder.join();
 
     const rtcheck_counts c = Read();
+    EXPECT_GE(c.locks, 2u);
     EXPECT_GE(c.lock_waits, 2u);
     EXPECT_GE(c.syscalls, 2u);
 }

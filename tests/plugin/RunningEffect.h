@@ -29,11 +29,25 @@ public:
         return fx->dispatcher(fx, op, index, value, ptr, opt);
     }
 
-    // A busy session: audio(n) runs again and again (n counts the calls) on
-    // an audio thread, an interface thread reads the meters, and this thread,
-    // the host's, changes parameters, programs, chunks, sample rate, block
-    // size and the resume state, for at least minTime and until the audio
-    // thread has run minBlocks calls. Returns the number of host edits.
+    // Automation as Ardour and Reaper play it: setParameter on the audio
+    // thread between blocks, a few values each time (gains and Qs).
+    void Automate(unsigned n)
+    {
+        for (unsigned k = 0; k < 3; ++k) {
+            const unsigned m = n * 3 + k;
+            fx->setParameter(fx, static_cast<VstInt32>(3 + m % 30), static_cast<float>(m % 100) / 100.0f);
+        }
+        (void)fx->getParameter(fx, static_cast<VstInt32>(n % kNumParams));
+    }
+
+    // A busy session as hosts make one: audio(n) runs again and again (n
+    // counts the calls) on an audio thread (Automate then a block, say); an
+    // interface thread reads what a panel and a host's generic controls
+    // show (meters, values, display strings, the modified state, program
+    // names, the chunk); and this thread, the host's, changes parameters,
+    // programs, chunks, sample rate, block size and the resume state, for at
+    // least minTime and until the audio thread has run minBlocks calls.
+    // Returns the number of host edits.
     template <class Audio>
     long Storm(Audio audio, std::chrono::milliseconds minTime, long minBlocks)
     {
@@ -47,11 +61,25 @@ public:
         });
         AGraEQ* effect = static_cast<AGraEQ*>(fx->object);
         std::thread meters([&] {
-            while (!stop.load(std::memory_order_relaxed)) {
+            char shown[64];
+            for (unsigned n = 0; !stop.load(std::memory_order_relaxed); ++n) {
                 float a, b, c, d;
                 effect->GetVU(&a, &b, &c, &d);
                 (void)effect->GetClip();
                 (void)effect->GetProcessCounter();
+                for (VstInt32 i = 0; i < kNumParams; ++i) {
+                    call(effGetParamDisplay, 0, shown, 0.0f, i);
+                    (void)effect->getParameterDisplayVal(i);
+                }
+                (void)effect->IsProgramChanged();
+                call(effGetProgramNameIndexed, 0, shown, 0.0f, static_cast<VstInt32>(n % kNumPrograms));
+                call(effGetProgramName, 0, shown);
+                if (n % 16 == 0) {
+                    void* data = nullptr;
+                    const VstIntPtr size = call(effGetChunk, 0, &data, 0.0f, 0);
+                    if (size > 0 && data)
+                        (void)static_cast<volatile char*>(data)[size - 1];
+                }
                 std::this_thread::yield();
             }
         });
@@ -66,8 +94,8 @@ public:
             fx->setParameter(fx, index, value);
             call(effGetParamDisplay, 0, text, 0.0f, index);
             (void)fx->getParameter(fx, index);
-            if (i % 50 == 0)
-                call(effSetProgram, (i / 50) % kNumPrograms);
+            if (i % 5 == 0)
+                call(effSetProgram, (i / 5) % kNumPrograms);
             for (VstInt32 preset = 0; preset < 2 && i % 97 == 0; ++preset) {  // bank, then preset
                 void* data = nullptr;
                 const VstIntPtr n = call(effGetChunk, 0, &data, 0.0f, preset);

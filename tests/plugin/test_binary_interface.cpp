@@ -112,23 +112,27 @@ TEST_F(Binary, ParameterStringsDefaultsAndProperties)
         EXPECT_NEAR(e->Get(i), i == 1 ? 0.49974990f : isQ ? 0.21052632f : i < 3 ? 1.0f : 0.5f, 1e-7f) << i;
     }
 
-    const struct {
-        VstInt32 index, flags, min, max;
-        const char* label;
-    } rows[] = {{0, 11, 0, 1, ""},     {1, 10, 0, 2, "dB"},     {2, 10, 0, 1, "dB"},     {3, 10, -12, 12, "dB"},
-                {17, 10, -12, 12, "dB"}, {18, 10, 1, 20, ""}, {32, 10, 1, 20, ""}};
-    for (const auto& r : rows) {
+    // Properties as Linux hosts read them: the label is the parameter's own
+    // name, no integer bounds (the host's range stays the normalised 0..1),
+    // the switch flagged as one, float steps that suit a fader.
+    for (VstInt32 i = 0; i < 33; ++i) {
         VstParameterProperties p;
         std::memset(&p, 0x5a, sizeof(p));
-        EXPECT_EQ(e->Dispatch(effGetParameterProperties, r.index, 0, &p), 1);
-        EXPECT_EQ(p.flags, r.flags) << r.index;
-        EXPECT_EQ(p.minInteger, r.min) << r.index;
-        EXPECT_EQ(p.maxInteger, r.max) << r.index;
-        EXPECT_EQ(p.stepInteger, 128);
-        EXPECT_EQ(p.largeStepInteger, 256);
-        EXPECT_EQ(p.displayIndex, r.index);
-        EXPECT_STREQ(p.label, r.label);
-        EXPECT_TRUE(p.stepFloat == 0.0f && p.category == 0 && p.shortLabel[0] == 0);
+        EXPECT_EQ(e->Dispatch(effGetParameterProperties, i, 0, &p), 1);
+        EXPECT_EQ(p.label, e->String(effGetParamName, i)) << i;
+        EXPECT_EQ(p.shortLabel, e->String(effGetParamLabel, i)) << i;
+        EXPECT_EQ(p.flags, i == 0 ? kVstParameterIsSwitch | kVstParameterUsesFloatStep : kVstParameterUsesFloatStep) << i;
+        EXPECT_EQ(p.minInteger | p.maxInteger | p.stepInteger | p.largeStepInteger, 0) << i;
+        EXPECT_EQ(p.displayIndex, i);
+        EXPECT_EQ(p.category, 0);
+        EXPECT_TRUE(p.smallStepFloat > 0.0f && p.smallStepFloat <= p.stepFloat && p.stepFloat <= p.largeStepFloat &&
+                    p.largeStepFloat <= 1.0f) << i;
+        if (i >= 3) {
+            // A fine step is one digit of the read-out, a step one dB or one Q.
+            const float range = i < 18 ? 24.0f : 19.0f;
+            EXPECT_FLOAT_EQ(p.smallStepFloat * range, 0.1f) << i;
+            EXPECT_FLOAT_EQ(p.stepFloat * range, 1.0f) << i;
+        }
     }
 
     // Indices outside the map write nothing, read 0 and are ignored.

@@ -1,8 +1,9 @@
 // A busy session under ThreadSanitizer (the test script runs it again in
-// that build): the audio thread may touch only the engine (whose settings
-// it takes over without a lock) and the process counter (atomic); the
-// banks and parameter fields are written and read by the host's thread
-// alone.
+// that build), called as hosts call: automation on the audio thread between
+// blocks while the host's thread switches programs, sets chunks and edits,
+// and an interface thread reads what the panel shows. The effect's contract
+// (AGraEQ.h): any thread may call any of these at the same time, and
+// ThreadSanitizer reports no race.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -24,6 +25,7 @@ TEST(Threads, HostEditsWhileAudioRuns)
     // Any block length, in place or not, and now and then double precision.
     host.Storm(
         [&](unsigned n) {
+            host.Automate(n);
             const int frames = static_cast<int>((n * 37u) % 700u);
             for (int i = 0; i < frames; ++i)
                 l[i] = r[i] = 0.5f * std::sin(0.05f * static_cast<float>(n * 700u + i));
