@@ -5,6 +5,7 @@
 # window is written as a PNG. 77 when a tool is missing.
 #   jalv_gtk.sh BUNDLE [OUT.png]
 set -euo pipefail
+source "$(dirname "$0")/private_shm.sh"
 BUNDLE="$1"
 OUT="${2:-}"
 PY=/usr/bin/python3

@@ -5,6 +5,7 @@
 # missing.
 #   jalv_jack.sh BUNDLE
 set -euo pipefail
+source "$(dirname "$0")/private_shm.sh"
 BUNDLE="$1"
 PY=/usr/bin/python3
 for tool in jalv jackd jack_lsp; do
