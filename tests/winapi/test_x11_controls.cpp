@@ -1,13 +1,10 @@
 // Standard controls, entry fields, menus, dialogs and message boxes on a
 // real X server (Xvfb in CI), driven by XTest input and checked through the
 // messages their owners receive, their values and the pixels they show.
-#include <atomic>
 #include <cstring>
 #include <functional>
 #include <string>
-#include <thread>
 
-#include "CCriticalSection.h"
 #include "CDC.h"
 #include "CDialog.h"
 #include "CMenu.h"
@@ -565,43 +562,6 @@ TEST_F(X11Controls, ModalDialogEndsWhenTheEditorClosesOrTheHostWindowGoes)
     EXPECT_EQ(dlg.DoModal(), -1);
     EXPECT_EQ(panel.GetSafeHwnd(), nullptr);
     EXPECT_EQ(x11::OpenConnectionCount(), 0);
-}
-
-TEST_F(X11Controls, ModalDialogLeavesTheAudioThreadAndTheEngineLockAlone)
-{
-    RegisterTestDialog();
-    // A stand-in for the host's audio thread: block after block under the
-    // engine's lock while the user-interface thread sits in the dialog.
-    CCriticalSection engineLock;
-    std::atomic<bool> stop{false};
-    std::atomic<long> blocks{0};
-    std::thread audio([&] {
-        while (!stop) {
-            engineLock.Lock();
-            ++blocks;
-            engineLock.Unlock();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    });
-    CTestDialog dlg(&panel);
-    long atOpen = -1, later = -1;
-    Clock::time_point opened;
-    WhenTrue([&] { return OpenPopup(panel) == &dlg; },
-             [&] {
-                 atOpen = blocks;
-                 opened = Clock::now();
-                 WhenTrue([&] { return Clock::now() - opened > std::chrono::milliseconds(150); },
-                          [&] {
-                              later = blocks;
-                              engineLock.Lock();  // a handler inside the loop may take it too
-                              engineLock.Unlock();
-                              Type("<Escape>");
-                          });
-             });
-    EXPECT_EQ(dlg.DoModal(), IDCANCEL);
-    stop = true;
-    audio.join();
-    EXPECT_GT(later, atOpen + 20) << "the audio thread ran on while the dialog was open";
 }
 
 // --- message box ---------------------------------------------------------------------------------
