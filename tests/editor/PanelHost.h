@@ -1,8 +1,6 @@
 #pragma once
-// A host for the editor tests: loads GraphicEQ.so with dlopen, gives the
-// editor a window of its own on the test's X connection, drives idle, and
-// moves the one pointer and keyboard of the X server through XTest. The
-// plug-in keeps its own connection and its own copy of the window layer.
+// A host for the editor tests: GraphicEQ.so by dlopen, a host window on the
+// test's X connection, idle calls, and XTest input.
 #include <gtest/gtest.h>  // before Xlib, whose None and Bool macros it would trip over
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>

@@ -1,9 +1,5 @@
-// stdctrl-demo: every standard control of the layer in one window, inside a
-// parent window that this program creates the way a host would: text field,
-// spin button with its buddy, drop-down list, the floating entry window,
-// push buttons, a pop-up menu, a modal dialog and a message box; beside them
-// the panel's bitmap controls (two faders and the active switch).
-//
+// stdctrl-demo: every standard control of the layer, and the panel's bitmap
+// controls, in one window inside a parent window made as a host would.
 //   stdctrl-demo                     run until the window is closed (or 60 s)
 //   stdctrl-demo --screenshot F.png  open each pop-up in turn and save the
 //                                    four views side by side as PNG
