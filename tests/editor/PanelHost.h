@@ -322,6 +322,12 @@ protected:
         return p.empty() ? 0xDEADBEEF : p[0];
     }
 
+    std::vector<char> Bank()
+    {
+        void* data = nullptr;
+        const VstIntPtr n = Dispatch(effGetChunk, 0, 0, &data);
+        return n > 0 && data ? std::vector<char>(static_cast<char*>(data), static_cast<char*>(data) + n) : std::vector<char>();
+    }
     float Get(int index) { return fx->getParameter(fx, index); }
     void Set(int index, float v) { fx->setParameter(fx, index, v); }
     std::string Shown(int index)
