@@ -143,6 +143,31 @@ TEST_F(Panel, EveryControlSitsWhereTheLayoutSaysAndShowsItsValue)
     EXPECT_TRUE(ShowsModified(true));
 }
 
+// Reports (does not judge) the time from effEditOpen to the first frame on
+// the screen, idling every millisecond meanwhile as a busy host would.
+TEST_F(Panel, OpensAndPaintsItsFirstFrame)
+{
+    for (int run = 0; run < 5; ++run) {
+        const auto t0 = std::chrono::steady_clock::now();
+        ASSERT_EQ(Dispatch(effEditOpen, 0, 0, reinterpret_cast<void*>(win)), 1);
+        const auto t1 = std::chrono::steady_clock::now();
+        bool painted = false;
+        while (!painted && std::chrono::steady_clock::now() - t0 < std::chrono::seconds(3)) {
+            Idle();
+            painted = (Pixel(rect->right - 2, rect->bottom - 2) & 0xFFFFFF) != 0xFF00FF;
+            if (!painted) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        const auto t2 = std::chrono::steady_clock::now();
+        ASSERT_TRUE(painted);
+        using ms = std::chrono::duration<double, std::milli>;
+        std::printf("[ figure ] effEditOpen %.1f ms, first frame on screen after %.1f ms\n", ms(t1 - t0).count(),
+                    ms(t2 - t0).count());
+        Dispatch(effEditClose);
+        XClearWindow(dpy, win);
+        XSync(dpy, False);
+    }
+}
+
 TEST_F(Panel, DraggingAFaderAutomatesItsParameterAndKeepsTheMouseOutsideThePanel)
 {
     ASSERT_TRUE(Open());
