@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
-#include <vector>
 
 #include "reference.h"
 
@@ -83,87 +81,4 @@ TEST(EqualizerUnit, FollowsTheAnaloguePrototypeAtLowFrequencies)
             }
         }
     }
-}
-
-TEST(EqualizerUnit, TinyValuesFlushToExactZero)
-{
-    CEqualizerUnit u;
-    u.SetParams(1.0f / 44100.0f, 1000.0f, 8.0f, Linear(12.0f));  // a ringing tail
-    std::vector<float> in(1 << 16, 0.0f), out(in.size());
-    in[0] = 1.0f;
-    u.OperateEqualizer(in.data(), out.data(), static_cast<int>(in.size()));
-    for (float y : out) {
-        const float m = std::fabs(y);
-        ASSERT_TRUE(m == 0.0f || m >= 9.5367431640625e-07f) << "no value below 2^-20 survives: " << y;
-    }
-    EXPECT_EQ(out.back(), 0.0f) << "the tail has decayed into exact zeros";
-    // Once zero, it stays zero: the flushed value is what feeds back.
-    std::vector<float> more(4096, 0.0f), moreOut(4096, 1.0f);
-    u.OperateEqualizer(more.data(), moreOut.data(), 4096);
-    for (float y : moreOut)
-        ASSERT_EQ(y, 0.0f);
-}
-
-// A block cut anywhere, down to single samples, gives the same output as one
-// call. Separate host blocks of any length carry the history on (their first
-// samples group the feedback their own way, so they agree to rounding, not to
-// the bit).
-TEST(EqualizerUnit, SlicingIsBitExact)
-{
-    const int n = 3000;
-    const std::vector<float> inA = ref::Noise(n, 1);
-    CEqualizerUnit whole, sliced, blocks;
-    for (CEqualizerUnit* u : {&whole, &sliced, &blocks})
-        u->SetParams(1.0f / 48000.0f, 396.9f, 4.0f, Linear(9.0f));
-    std::vector<float> expectA(n);
-    whole.OperateEqualizer(inA.data(), expectA.data(), n);
-
-    ref::Section plain{ref::Of(whole)};
-    std::vector<float> plainOut(n);
-    plain.Run(inA.data(), plainOut.data(), n);
-
-    std::vector<float> got(n), gotBlocks(n);
-    const int cuts[] = {1, 1, 2, 3, 1, 64, 0, 5, 1, 250};
-    int pos = 0, c = 0;
-    while (pos < n) {
-        const int len = std::min(cuts[c++ % 10], n - pos);
-        sliced.OperateEqualizer(inA.data() + pos, got.data() + pos, len, pos > 0);
-        blocks.OperateEqualizer(inA.data() + pos, gotBlocks.data() + pos, len);
-        pos += len;
-    }
-    for (int i = 0; i < n; ++i) {
-        ASSERT_EQ(ref::Bits(expectA[i]), ref::Bits(plainOut[i])) << "literal recursion, sample " << i;
-        ASSERT_EQ(ref::Bits(got[i]), ref::Bits(expectA[i])) << "sliced, sample " << i;
-        ASSERT_NEAR(gotBlocks[i], expectA[i], 1e-5f) << "short blocks, sample " << i;
-    }
-}
-
-TEST(EqualizerUnit, ParameterChangeKeepsHistory)
-{
-    const std::vector<float> in = ref::Noise(512, 3);
-    CEqualizerUnit a, b;
-    a.SetParams(1.0f / 48000.0f, 1000.0f, 5.0f, 2.0f);
-    b.SetParams(1.0f / 48000.0f, 1000.0f, 5.0f, 2.0f);
-    std::vector<float> outA(512), outB(512);
-    a.OperateEqualizer(in.data(), outA.data(), 256);
-    b.OperateEqualizer(in.data(), outB.data(), 256);
-    a.SetParams(1.0f / 48000.0f, 1000.0f, 5.0f, 2.0f);  // same values again: nothing may click
-    a.OperateEqualizer(in.data() + 256, outA.data() + 256, 256);
-    b.OperateEqualizer(in.data() + 256, outB.data() + 256, 256);
-    for (int i = 0; i < 512; ++i)
-        ASSERT_EQ(ref::Bits(outA[i]), ref::Bits(outB[i]));
-}
-
-TEST(EqualizerUnit, NonFiniteInputDoesNotPoisonLaterBlocks)
-{
-    CEqualizerUnit u;
-    u.SetParams(1.0f / 48000.0f, 1000.0f, 5.0f, 2.0f);
-    std::vector<float> in = ref::Noise(256, 4), out(256);
-    in[100] = std::numeric_limits<float>::quiet_NaN();
-    in[101] = std::numeric_limits<float>::infinity();
-    u.OperateEqualizer(in.data(), out.data(), 256);
-    const std::vector<float> clean = ref::Noise(256, 5);
-    u.OperateEqualizer(clean.data(), out.data(), 256);
-    for (float y : out)
-        ASSERT_TRUE(std::isfinite(y));
 }

@@ -1,8 +1,6 @@
 #pragma once
-// A host for the editor tests: loads GraphicEQ.so with dlopen, gives the
-// editor a window of its own on the test's X connection, drives idle, and
-// moves the one pointer and keyboard of the X server through XTest. The
-// plug-in keeps its own connection and its own copy of the window layer.
+// A host for the editor tests: GraphicEQ.so by dlopen, a host window on the
+// test's X connection, idle calls, and XTest input.
 #include <gtest/gtest.h>  // before Xlib, whose None and Bool macros it would trip over
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -324,6 +322,12 @@ protected:
         return p.empty() ? 0xDEADBEEF : p[0];
     }
 
+    std::vector<char> Bank()
+    {
+        void* data = nullptr;
+        const VstIntPtr n = Dispatch(effGetChunk, 0, 0, &data);
+        return n > 0 && data ? std::vector<char>(static_cast<char*>(data), static_cast<char*>(data) + n) : std::vector<char>();
+    }
     float Get(int index) { return fx->getParameter(fx, index); }
     void Set(int index, float v) { fx->setParameter(fx, index, v); }
     std::string Shown(int index)

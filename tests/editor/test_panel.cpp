@@ -545,12 +545,10 @@ struct RtCheck {
     bool Present() const { return begin && end && read && reset; }
 };
 
-// As a DAW runs the panel: automation played on the audio thread between
-// blocks, programs switched and chunks set on the host's thread, the panel
-// idling on this one. The audio thread, counted by the real-time checker
-// where it is linked, allocates, locks, waits and calls the system never; in
-// the ThreadSanitizer build nothing races; afterwards every thumb shows the
-// value the host set last.
+// As a DAW runs the panel: automation on the audio thread, programs and
+// chunks on the host's, the panel idling on this one. The audio thread
+// (real-time checker, where linked) never allocates, locks or calls the
+// system; afterwards every thumb shows the host's last value.
 TEST_F(Panel, FollowsTheHostWhileAutomationPlaysOnTheAudioThreadAndProgramsSwitch)
 {
     ASSERT_TRUE(Open());

@@ -70,12 +70,8 @@ TEST_F(PanelEntry, TypedValuesSetTheirBandAndAreClampedToTheRange)
 TEST_F(PanelEntry, TheCopyMenuListsThe32ProgramsAndCopiesTheChosenOne)
 {
     ASSERT_TRUE(Open());
-    std::vector<char> bank(5120);
-    {
-        void* data = nullptr;
-        ASSERT_EQ(Dispatch(effGetChunk, 0, 0, &data), 5120);
-        std::memcpy(bank.data(), data, 5120);
-    }
+    const std::vector<char> bank = Bank();
+    ASSERT_EQ(bank.size(), 5120u);
     auto record = [&](int i, int p) {
         float v;
         std::memcpy(&v, bank.data() + 160 * i + 4 * p, 4);
@@ -104,12 +100,8 @@ TEST_F(PanelEntry, TheProgramDisplayShowsTheProgramAndItsListSwitchesAsAHostWoul
 {
     using namespace panel_art;
     ASSERT_TRUE(Open());
-    std::vector<char> bank(5120);
-    {
-        void* data = nullptr;
-        ASSERT_EQ(Dispatch(effGetChunk, 0, 0, &data), 5120);
-        std::memcpy(bank.data(), data, 5120);
-    }
+    const std::vector<char> bank = Bank();
+    ASSERT_EQ(bank.size(), 5120u);
     const int w = kProgramRight - kProgramLeft, h = kProgramBottom - kProgramTop;
     auto shown = [&] { return Region(kProgramLeft, kProgramTop, w, h); };
     // The display changes with a program switched by the host.

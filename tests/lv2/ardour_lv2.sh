@@ -13,11 +13,7 @@ for tool in ardour7-lua ardour7-export python3; do
 done
 [ -d /usr/lib/lv2/testsignal.lv2 ] || { echo "skip: x42-plugins' testsignal.lv2 not installed"; exit 77; }
 source "$(dirname "$0")/lv2env.sh"
-trap 'rm -rf "$SCRATCH"' EXIT
 ln -s /usr/lib/lv2/testsignal.lv2 "$LV2DIR/"
-export HOME="$SCRATCH/home" XDG_CACHE_HOME="$SCRATCH/cache" XDG_DATA_HOME="$SCRATCH/data"
-mkdir -p "$HOME" "$XDG_CACHE_HOME" "$XDG_DATA_HOME"
-fail() { echo "FAIL: $*"; tail -20 "$WORK"/*.log 2>/dev/null; exit 1; }
 
 cat >"$WORK/make.lua" <<'LUA'
 local dir, name, gain = arg[1], arg[2], tonumber(arg[3])

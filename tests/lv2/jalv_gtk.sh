@@ -16,16 +16,6 @@ done
 "$PY" -c "import jack" 2>/dev/null || { echo "skip: python3-jack-client not installed"; exit 77; }
 source "$HERE/lv2env.sh"
 export JACK_DEFAULT_SERVER="graphiceq-gtk-$$" JACK_NO_AUDIO_RESERVATION=1
-export HOME="$SCRATCH/home" XDG_CACHE_HOME="$SCRATCH/cache" XDG_DATA_HOME="$SCRATCH/data"
-mkdir -p "$HOME" "$XDG_CACHE_HOME" "$XDG_DATA_HOME"
-PIDS=()
-cleanup() {
-  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
-  wait 2>/dev/null || true
-  rm -rf "$SCRATCH"
-}
-trap cleanup EXIT
-fail() { echo "FAIL: $*"; tail -20 "$WORK"/*.log 2>/dev/null; exit 1; }
 
 # The caller's display when it has one (the test script's Xvfb), else an
 # Xvfb of our own (XVFB_DISPLAY picks its number).

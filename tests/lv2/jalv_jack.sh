@@ -15,14 +15,6 @@ done
 source "$(dirname "$0")/lv2env.sh"
 export JACK_DEFAULT_SERVER="graphiceq-test-$$"
 export JACK_NO_AUDIO_RESERVATION=1
-PIDS=()
-cleanup() {
-  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
-  wait 2>/dev/null || true
-  rm -rf "$SCRATCH"
-}
-trap cleanup EXIT
-fail() { echo "FAIL: $*"; cat "$WORK"/*.log 2>/dev/null | tail -20; exit 1; }
 
 jackd -r -n "$JACK_DEFAULT_SERVER" -d dummy -r 48000 -p 256 >"$WORK/jackd.log" 2>&1 &
 PIDS+=($!)

@@ -9,8 +9,6 @@ for tool in lv2_validate sord_validate lv2info lv2apply python3; do
   command -v "$tool" >/dev/null || { echo "skip: $tool not installed"; exit 77; }
 done
 source "$(dirname "$0")/lv2env.sh"
-trap 'rm -rf "$SCRATCH"' EXIT
-fail() { echo "FAIL: $*"; exit 1; }
 
 echo "== lv2_validate"
 lv2_validate "$BUNDLE"/*.ttl 2>&1 | tee "$WORK/validate.txt" | tail -1

@@ -1,6 +1,7 @@
 # Sourced by the LV2 test scripts: a private LV2_PATH holding the bundle
 # under test and the specification bundles hosts need, nothing else.
-# Sets SCRATCH (to remove at exit; WORK inside it for files) and URI.
+# Sets SCRATCH (removed at exit with the processes in PIDS; WORK inside it
+# for files), URI, and fail MESSAGE (prints the logs in WORK, exits 1).
 URI="urn:graphiceq:lv2:GraphicEQ"
 SCRATCH="$(mktemp -d /tmp/graphiceq-lv2-XXXXXX)"
 LV2DIR="$SCRATCH/lv2"
@@ -9,12 +10,23 @@ mkdir -p "$LV2DIR" "$WORK" "$SCRATCH/config"
 # The plug-in reads (and the panel writes) its default bank in the user's
 # configuration folder: a private one, so no test sees the user's.
 export XDG_CONFIG_HOME="$SCRATCH/config"
+# Hosts that keep caches and settings keep them here too.
+export HOME="$SCRATCH/home" XDG_CACHE_HOME="$SCRATCH/cache" XDG_DATA_HOME="$SCRATCH/data"
+mkdir -p "$HOME" "$XDG_CACHE_HOME" "$XDG_DATA_HOME"
 for spec in core units presets state ui urid options atom buf-size instance-access port-props \
             parameters port-groups time midi log worker patch resize-port data-access; do
   [ -d "/usr/lib/lv2/$spec.lv2" ] && ln -s "/usr/lib/lv2/$spec.lv2" "$LV2DIR/"
 done
 ln -s "$(cd "$BUNDLE" && pwd)" "$LV2DIR/GraphicEQ.lv2"
 export LV2_PATH="$LV2DIR"
+PIDS=()
+cleanup() {
+  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
+  wait 2>/dev/null || true
+  rm -rf "$SCRATCH"
+}
+trap cleanup EXIT
+fail() { echo "FAIL: $*"; tail -n 30 "$WORK"/*.log 2>/dev/null; exit 1; }
 
 # level_db WAV FROM_S: RMS level in dB of the left channel from FROM_S
 # seconds on (16-bit, 32-bit or float WAV).

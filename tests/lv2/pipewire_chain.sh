@@ -16,14 +16,6 @@ done
 ls /usr/lib/*/pipewire-0.3/libpipewire-module-filter-chain.so >/dev/null 2>&1 ||
   { echo "skip: PipeWire's filter-chain module not installed"; exit 77; }
 source "$(dirname "$0")/lv2env.sh"
-PIDS=()
-cleanup() {
-  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
-  wait 2>/dev/null || true
-  rm -rf "$SCRATCH"
-}
-trap cleanup EXIT
-fail() { echo "FAIL: $*"; tail -n 30 "$WORK"/*.log 2>/dev/null; exit 1; }
 
 export XDG_RUNTIME_DIR="$SCRATCH/run" PIPEWIRE_RUNTIME_DIR="$SCRATCH/run"
 PWCONF="$SCRATCH/pw"   # the server's configuration folder; clients keep the system's

@@ -40,14 +40,10 @@ public:
         (void)fx->getParameter(fx, static_cast<VstInt32>(n % kNumParams));
     }
 
-    // A busy session as hosts make one: audio(n) runs again and again (n
-    // counts the calls) on an audio thread (Automate then a block, say); an
-    // interface thread reads what a panel and a host's generic controls
-    // show (meters, values, display strings, the modified state, program
-    // names, the chunk); and this thread, the host's, changes parameters,
-    // programs, chunks, sample rate, block size and the resume state, for at
-    // least minTime and until the audio thread has run minBlocks calls.
-    // Returns the number of host edits.
+    // A busy session: audio(n) runs on an audio thread, an interface thread
+    // reads what a panel shows, and this (host) thread changes parameters,
+    // programs, chunks, format and resume state, for at least minTime and
+    // minBlocks audio calls. Returns the number of host edits.
     template <class Audio>
     long Storm(Audio audio, std::chrono::milliseconds minTime, long minBlocks)
     {

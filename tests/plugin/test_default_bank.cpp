@@ -1,8 +1,6 @@
-// The default bank file as the effect uses it: what open loads into which
-// bank and what SaveProgram leaves on disk for the next instance. A process
-// killed at any moment of a save, a full disk or a folder it may not write
-// or cannot make leaves the complete old bank or the complete new one, never
-// a mix nor a temporary, and the next instance loads it.
+// The default bank: what open loads and what SaveProgram leaves for the next
+// instance; a killed save, a full disk or an unwritable folder leaves the
+// whole old bank or the whole new one, never a mix nor a temporary.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -25,10 +23,8 @@
 #include "CoreHarness.h"
 #include "TestFiles.h"
 
-// The order in which a save reaches the disk, recorded by this program's
-// own fsync, fdatasync and rename (they take the place of the C library's
-// for the code linked in): which file each sync covered, at what size, and
-// what each rename moved where.
+// The order in which a save reaches the disk: this program's own fsync,
+// fdatasync and rename (in place of the C library's) log each call.
 namespace disk {
 struct Event {
     char what;  // 's'ync or 'r'ename

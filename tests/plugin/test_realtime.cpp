@@ -1,9 +1,6 @@
-// The audio thread never waits: during a busy session (programs switched,
-// chunks set, displays read on other threads) the real-time checker, active
-// on the audio thread around the automation it plays (setParameter between
-// blocks, as hosts do) and processReplacing / processDoubleReplacing, must
-// count no heap call, no lock (free or held), no blocking system call.
-// Block times are reported, not asserted: the machine is shared.
+// The audio thread never waits: in a busy session the real-time checker,
+// around the automation it plays and the blocks it processes, counts no heap
+// call, no lock and no blocking system call. Block times are only reported.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,9 +1,6 @@
-// A busy session under ThreadSanitizer (the test script runs it again in
-// that build), called as hosts call: automation on the audio thread between
-// blocks while the host's thread switches programs, sets chunks and edits,
-// and an interface thread reads what the panel shows. The effect's contract
-// (AGraEQ.h): any thread may call any of these at the same time, and
-// ThreadSanitizer reports no race.
+// A busy session as hosts make one (RunningEffect.h), run again under
+// ThreadSanitizer by the test script: any thread may call any of these at
+// the same time (AGraEQ.h), and no race is reported.
 #include <gtest/gtest.h>
 
 #include <atomic>

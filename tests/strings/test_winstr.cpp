@@ -12,22 +12,6 @@ const char kJapaneseSJIS[] = "\x93\xFA\x96\x7B\x8C\xEA\x82\xCC\x89\xB9\x90\x46";
 const char kOn[] = "\x89\xB9";
 }  // namespace
 
-TEST(Stricmp, ReturnsTheSignedPositionOfTheFirstDifference)
-{
-    // Only ASCII letters fold; other bytes compare as signed values, so a
-    // high byte sorts below ASCII.
-    const struct {
-        const char *a, *b;
-        int expected;
-    } cases[] = {
-        {"", "", 0},        {"x", "", 1},        {"", "x", -1},        {"abc", "ABD", -3},
-        {"ab", "ABC", -3},  {"b", "a", 1},       {"abcd", "abc", 4},   {"GraEQDef.FXB", "graeqdef.fxb", 0},
-        {"[", "{", -1},     {"\xE9", "a", -1},   {"a\xE9", "aa", -2},  {nullptr, "a", -1},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(stricmp(c.a, c.b), c.expected) << (c.a ? c.a : "null") << " vs " << c.b;
-}
-
 TEST(LoadString, KnownMissingAndBoundedLookups)
 {
     char buf[1024], small[6] = "xxxxx";

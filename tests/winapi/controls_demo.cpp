@@ -1,9 +1,5 @@
-// stdctrl-demo: every standard control of the layer in one window, inside a
-// parent window that this program creates the way a host would: text field,
-// spin button with its buddy, drop-down list, the floating entry window,
-// push buttons, a pop-up menu, a modal dialog and a message box; beside them
-// the panel's bitmap controls (two faders and the active switch).
-//
+// stdctrl-demo: every standard control of the layer, and the panel's bitmap
+// controls, in one window inside a parent window made as a host would.
 //   stdctrl-demo                     run until the window is closed (or 60 s)
 //   stdctrl-demo --screenshot F.png  open each pop-up in turn and save the
 //                                    four views side by side as PNG
@@ -231,58 +227,12 @@ public:
         }
         return CWnd::OnCommand(wParam, lParam);
     }
-    afx_msg LRESULT OnEntryReturn(WPARAM, LPARAM)
-    {
-        char v[32], line[64];
-        entry.m_edit.GetWindowText(v, sizeof v);
-        std::snprintf(line, sizeof line, "Entry committed %s (tenths)", v);
-        Note(line);
-        return 0;
-    }
-    afx_msg LRESULT OnEntryEscape(WPARAM, LPARAM)
-    {
-        Note("Entry cancelled");
-        return 0;
-    }
-    afx_msg void OnLButtonDown(UINT, CPoint p)
-    {
-        if (p.y > 185 && p.y < 215 && p.x < 130) ShowEntry();
-        CClientDC dc(this);
-        for (CZNTBitmapSliderDC* f : {&gain, &level})
-            if (f->PtInSwitch(p)) {
-                f->SetValueByPoint(p);
-                f->DrawSlider(&dc);
-                return;
-            }
-        if (active.PtInSwitch(p)) {
-            active.SetValue(active.GetValue() ? 0 : 1, true);
-            active.DrawSwitch(&dc);
-        }
-    }
-    afx_msg void OnMouseMove(UINT flags, CPoint p)
-    {
-        CWnd::OnMouseMove(flags, p);
-        CClientDC dc(this);
-        for (CZNTBitmapSliderDC* f : {&gain, &level})
-            if (f->IsDragging()) f->OnMouseMove(p, &dc);
-    }
-    afx_msg void OnLButtonUp(UINT, CPoint p)
-    {
-        CClientDC dc(this);
-        for (CZNTBitmapSliderDC* f : {&gain, &level})
-            if (f->IsDragging()) f->OnLButtonUp(p, &dc);
-    }
     DECLARE_MESSAGE_MAP()
 };
 
 BEGIN_MESSAGE_MAP(CDemoPanel, CWnd)
     ON_WM_CREATE()
     ON_WM_PAINT()
-    ON_WM_LBUTTONDOWN()
-    ON_WM_MOUSEMOVE()
-    ON_WM_LBUTTONUP()
-    ON_MESSAGE(0x0A01, OnEntryReturn)
-    ON_MESSAGE(0x0A00, OnEntryEscape)
 END_MESSAGE_MAP()
 
 // --- screenshot mode ------------------------------------------------------------------

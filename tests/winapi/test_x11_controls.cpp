@@ -1,13 +1,10 @@
 // Standard controls, entry fields, menus, dialogs and message boxes on a
 // real X server (Xvfb in CI), driven by XTest input and checked through the
 // messages their owners receive, their values and the pixels they show.
-#include <atomic>
 #include <cstring>
 #include <functional>
 #include <string>
-#include <thread>
 
-#include "CCriticalSection.h"
 #include "CDC.h"
 #include "CDialog.h"
 #include "CMenu.h"
@@ -158,17 +155,6 @@ TEST_F(X11Controls, NumericEditValuesAndRangesWithoutTyping)
     ASSERT_TRUE(normal.MakeWindow(WS_VISIBLE, CRect(10, 40, 150, 64), &panel, 6, false, true));
     normal.SetWindowText("-1234");
     EXPECT_EQ(Text(normal), "-12.34");
-
-    // The integer field: no filtering while typing, clamped on Return.
-    CZNTSpinEdit spinEdit;
-    ASSERT_TRUE(spinEdit.MakeWindow(WS_VISIBLE, CRect(10, 70, 80, 94), &panel, 9, 1, 64, 0, 0));
-    spinEdit.SetFocus();
-    TypeAndPump("99<Return>");
-    EXPECT_EQ(Text(spinEdit), "64");
-    auto ret = panel.Of({0x0A01});
-    ASSERT_FALSE(ret.empty());
-    EXPECT_EQ(ret.back().wp, 9u);
-    EXPECT_EQ(ret.back().lp, 64);
 }
 
 TEST_F(X11Controls, TextFieldEditsSelectsAndUsesTheClipboard)
@@ -267,9 +253,7 @@ TEST_F(X11Controls, EntryWindowsCommitOnReturnAndKeypadEnterAndCancelOnEscape)
     CWindowAttr attr;
     attr.m_rect = CRect(40, 50, 41, 51);
     CZNTFloatEditWnd floatEntry;
-    CZNTSpinEditWnd spinEntry;
     ASSERT_TRUE(floatEntry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 6, &font, true));
-    ASSERT_TRUE(spinEntry.MakeWindow(&panel, &panel, const_cast<char*>(""), &attr, 2, &font, false));
     // Its size follows from the font: 7 characters and the spin button (the
     // edges, SM_CXEDGE, measure 0 here).
     EXPECT_EQ(GetSystemMetrics(45), 0);
@@ -313,9 +297,6 @@ TEST_F(X11Controls, EntryWindowsCommitOnReturnAndKeypadEnterAndCancelOnEscape)
     run(floatEntry, -35, -120, 120, "-3.5",
         {{"12<Return>", 0x0A01, "120"}, {"-4.5<KP_Enter>", 0x0A01, "-45"}, {"7<Escape>", 0x0A00, "70"}});
     EXPECT_EQ(CWnd::GetFocus(), &panel) << "Escape gives the focus back to the parent";
-    // Return clamps to the field's range.
-    run(spinEntry, 5, 1, 99, "5",
-        {{"250<Return>", 0x0A01, "99"}, {"0<KP_Enter>", 0x0A01, "1"}, {"42<Escape>", 0x0A00, "42"}});
 }
 
 // --- combo box ------------------------------------------------------------------------------
@@ -427,41 +408,6 @@ TEST_F(X11Controls, PopupMenuSendsTheChosenCommandAndNothingWhenDismissed)
         EXPECT_LT(checkPixel, 0xC0u) << "a check mark beside the current item";
         EXPECT_EQ(OpenPopup(panel), nullptr);
     }
-    // A submenu opens beside its item; its choice is the menu's, and Left
-    // (or Escape) closes only the submenu.
-    CMenu sub;
-    ASSERT_TRUE(sub.CreatePopupMenu());
-    sub.AppendMenu(MF_STRING, 2001, "Sub one");
-    sub.AppendMenu(MF_STRING, 2002, "Sub two");
-    menu.AppendMenu(MF_POPUP, (UINT_PTR)sub.GetSafeHmenu(), "More");
-    struct SubCase {
-        const char* open;  // in the menu: to the submenu and into it
-        const char* inSub;
-        const char* after;  // in the menu again, when the submenu closed
-        int result;
-    } subCases[] = {{"<End><Right>", "<Down><Down><Return>", "", 2002},
-                    {"<End><Return>", "<Left>", "<Up><Return>", 1013},
-                    {"<End><Right>", "<Escape>", "<Escape>", 0}};
-    for (const SubCase& c : subCases) {
-        SCOPED_TRACE(c.inSub);
-        auto subOpen = [&] { return OpenPopup(panel) && OpenPopup(*OpenPopup(panel)); };
-        WhenTrue([&] { return OpenPopup(panel) != nullptr; },
-                 [&] {
-                     Type(c.open);
-                     WhenTrue(subOpen, [&] {
-                         Type(c.inSub);
-                         if (*c.after)
-                             WhenTrue([&] { return OpenPopup(panel) && !subOpen(); }, [&] { Type(c.after); });
-                     });
-                 });
-        EXPECT_EQ(menu.TrackPopupMenu(TPM_RETURNCMD, 20, 20, &panel), c.result);
-    }
-
-    // With TPM_RETURNCMD the id comes back and nothing is sent.
-    size_t before = panel.Of({WM_COMMAND}).size();
-    WhenTrue([&] { return OpenPopup(panel) != nullptr; }, [&] { Type("<Down><Return>"); });
-    EXPECT_EQ(menu.TrackPopupMenu(TPM_RETURNCMD, 20, 20, &panel), 1010);
-    EXPECT_EQ(panel.Of({WM_COMMAND}).size(), before);
 }
 
 // --- modal dialog ------------------------------------------------------------------------------
@@ -565,43 +511,6 @@ TEST_F(X11Controls, ModalDialogEndsWhenTheEditorClosesOrTheHostWindowGoes)
     EXPECT_EQ(dlg.DoModal(), -1);
     EXPECT_EQ(panel.GetSafeHwnd(), nullptr);
     EXPECT_EQ(x11::OpenConnectionCount(), 0);
-}
-
-TEST_F(X11Controls, ModalDialogLeavesTheAudioThreadAndTheEngineLockAlone)
-{
-    RegisterTestDialog();
-    // A stand-in for the host's audio thread: block after block under the
-    // engine's lock while the user-interface thread sits in the dialog.
-    CCriticalSection engineLock;
-    std::atomic<bool> stop{false};
-    std::atomic<long> blocks{0};
-    std::thread audio([&] {
-        while (!stop) {
-            engineLock.Lock();
-            ++blocks;
-            engineLock.Unlock();
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    });
-    CTestDialog dlg(&panel);
-    long atOpen = -1, later = -1;
-    Clock::time_point opened;
-    WhenTrue([&] { return OpenPopup(panel) == &dlg; },
-             [&] {
-                 atOpen = blocks;
-                 opened = Clock::now();
-                 WhenTrue([&] { return Clock::now() - opened > std::chrono::milliseconds(150); },
-                          [&] {
-                              later = blocks;
-                              engineLock.Lock();  // a handler inside the loop may take it too
-                              engineLock.Unlock();
-                              Type("<Escape>");
-                          });
-             });
-    EXPECT_EQ(dlg.DoModal(), IDCANCEL);
-    stop = true;
-    audio.join();
-    EXPECT_GT(later, atOpen + 20) << "the audio thread ran on while the dialog was open";
 }
 
 // --- message box ---------------------------------------------------------------------------------

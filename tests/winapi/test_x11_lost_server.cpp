@@ -1,8 +1,6 @@
-// The X server dies under an open editor (the session ends, the server is
-// killed): Xlib's default reaction is to end the process, which would take
-// the host down with it. Here a private Xvfb is started, a window tree is
-// opened on it, the server is killed, and the pump must report the windows
-// gone while the process carries on and the host's own handlers stay put.
+// The X server dies under an open editor: Xlib would end the process, and
+// the host with it. A private Xvfb is killed under a window tree; the pump
+// reports the windows gone, the process carries on, the host's handlers stay.
 #include <gtest/gtest.h>
 
 #include <X11/Xlib.h>

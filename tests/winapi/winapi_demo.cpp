@@ -1,8 +1,5 @@
-// winapi-demo: a window tree written against the Windows-style layer, shown
-// inside a parent window that this program creates the way a host would.
-// A panel paints a gradient, text in two fonts and a bitmap; a 30 ms timer
-// bounces the bitmap and drives a level bar in a child window.
-//
+// winapi-demo: a window tree inside a parent window made as a host would: a
+// gradient, text and a bitmap that a 30 ms timer bounces beside a level bar.
 //   winapi-demo                     run until the window is closed (or 10 s)
 //   winapi-demo --seconds N         run for N seconds
 //   winapi-demo --screenshot F.png  run briefly, then save what the parent shows
