@@ -2,10 +2,17 @@
 # Takes a picture of GraphicEQ's own editor inside Ardour 7, on a private X
 # server, with nothing clicked:
 #   scripts/ardour-screenshot.sh [OUT.png]        (default docs/ardour-panel.png)
-# PLUGIN=path/to/GraphicEQ.so picks the plug-in (default: this build's), WAIT=S
-# the seconds to let audio run before the picture (default 6). Needs Ardour
+#   scripts/ardour-screenshot.sh --lv2 [OUT.png]  (default docs/ardour-lv2-panel.png)
+# PLUGIN=path/to/GraphicEQ.so picks the plug-in (default: this build's),
+# BUNDLE=path/to/GraphicEQ.lv2 the LV2 bundle, WAIT=S the seconds to let audio
+# run before the picture (default 6), XVFB_DISPLAY=N the display. Needs Ardour
 # (scripts/install-deps.sh --hosts), Xvfb and x11-apps; the plug-in is built
-# beforehand (scripts/build.sh or cmake --build build --target GraphicEQ).
+# beforehand (scripts/build.sh or cmake --build build).
+#
+# With --lv2 the LV2 bundle goes the same way: LV2_PATH holds the system's
+# bundles and this one (Ardour reads LV2 bundles at start, no scanner),
+# ardour7-lua inserts it by URI with gains in dB, and Ardour opens its X11 UI
+# (suil, through instance-access) on load.
 #
 # How it drives Ardour: everything lives in a scratch folder (HOME and the XDG
 # folders point there, LXVST_PATH holds only this plug-in).
@@ -24,14 +31,23 @@
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
-out=${1:-$root/docs/ardour-panel.png}
-plugin=${PLUGIN:-$root/build/plugin/GraphicEQ.so}
+lv2=""
+if [ "${1:-}" = "--lv2" ]; then lv2=1; shift; fi
+if [ -n "$lv2" ]; then
+  out=${1:-$root/docs/ardour-lv2-panel.png}
+  plugin=${BUNDLE:-$root/build/GraphicEQ.lv2}
+  kind=LV2
+else
+  out=${1:-$root/docs/ardour-panel.png}
+  plugin=${PLUGIN:-$root/build/plugin/GraphicEQ.so}
+  kind=VST
+fi
 wait_s=${WAIT:-6}
 
 for tool in ardour ardour7-lua Xvfb xwd xwininfo python3; do
   command -v "$tool" >/dev/null || { echo "ardour-screenshot: $tool is not installed (scripts/install-deps.sh --hosts)"; exit 77; }
 done
-[ -f "$plugin" ] || { echo "ardour-screenshot: no plug-in at $plugin (build it first)"; exit 1; }
+[ -f "$plugin" ] || [ -f "$plugin/manifest.ttl" ] || { echo "ardour-screenshot: no plug-in at $plugin (build it first)"; exit 1; }
 
 tmp=$(mktemp -d)
 xvfb_pid="" ardour_pid=""
@@ -43,7 +59,7 @@ cleanup() {
 trap cleanup EXIT
 
 # A private X server on the first free display from :90.
-for n in $(seq 90 120); do
+for n in ${XVFB_DISPLAY:-$(seq 90 120)}; do
   if [ ! -e "/tmp/.X11-unix/X$n" ] && [ ! -e "/tmp/.X$n-lock" ]; then
     Xvfb ":$n" -screen 0 1400x900x24 -nolisten tcp >"$tmp/xvfb.log" 2>&1 &
     xvfb_pid=$!
@@ -55,32 +71,46 @@ done
 for _ in $(seq 50); do xwininfo -root >/dev/null 2>&1 && break; sleep 0.1; done
 
 export HOME=$tmp/home XDG_CONFIG_HOME=$tmp/config XDG_CACHE_HOME=$tmp/cache XDG_DATA_HOME=$tmp/data
-export LXVST_PATH=$tmp/vst
-mkdir -p "$HOME" "$XDG_CONFIG_HOME/ardour7" "$XDG_CACHE_HOME" "$XDG_DATA_HOME" "$LXVST_PATH"
-cp -p "$plugin" "$LXVST_PATH/GraphicEQ.so"
-bank=$(dirname "$plugin")/GraEQDef.fxb
-[ -f "$bank" ] && cp -p "$bank" "$LXVST_PATH/"
+if [ -n "$lv2" ]; then
+  export LV2_PATH=$tmp/lv2
+  mkdir -p "$HOME" "$XDG_CONFIG_HOME/ardour7" "$XDG_CACHE_HOME" "$XDG_DATA_HOME" "$LV2_PATH"
+  for b in /usr/lib/lv2/*.lv2; do ln -s "$b" "$LV2_PATH/"; done
+  ln -s "$(cd "$plugin" && pwd)" "$LV2_PATH/GraphicEQ.lv2"
+else
+  export LXVST_PATH=$tmp/vst
+  mkdir -p "$HOME" "$XDG_CONFIG_HOME/ardour7" "$XDG_CACHE_HOME" "$XDG_DATA_HOME" "$LXVST_PATH"
+  cp -p "$plugin" "$LXVST_PATH/GraphicEQ.so"
+  bank=$(dirname "$plugin")/GraEQDef.fxb
+  [ -f "$bank" ] && cp -p "$bank" "$LXVST_PATH/"
 
-# 1. Index the plug-in.
-LD_LIBRARY_PATH=/usr/lib/ardour7 /usr/lib/ardour7/ardour-vst-scanner -f "$LXVST_PATH/GraphicEQ.so" >"$tmp/scan.log" 2>&1 || true
-ls "$XDG_CACHE_HOME"/ardour7/vst/*.v2i >/dev/null 2>&1 || { cat "$tmp/scan.log"; echo "ardour-screenshot: the scanner did not index the plug-in"; exit 1; }
+  # 1. Index the plug-in.
+  LD_LIBRARY_PATH=/usr/lib/ardour7 /usr/lib/ardour7/ardour-vst-scanner -f "$LXVST_PATH/GraphicEQ.so" >"$tmp/scan.log" 2>&1 || true
+  ls "$XDG_CACHE_HOME"/ardour7/vst/*.v2i >/dev/null 2>&1 || { cat "$tmp/scan.log"; echo "ardour-screenshot: the scanner did not index the plug-in"; exit 1; }
+fi
 
 # 2. A session with GraphicEQ on a stereo track.
 cat >"$tmp/session.lua" <<'EOF'
-local dir, name = arg[1], arg[2]
+local dir, name, kind = arg[1], arg[2], arg[3]
 local s = create_session(dir, name, 48000)
 assert(s, "cannot create the session")
 local tracks = s:new_audio_track(2, 2, nil, 1, "EQ", ARDOUR.PresentationInfo.max_order, ARDOUR.TrackMode.Normal, true, false)
 local track = tracks:front()
-local p = ARDOUR.LuaAPI.new_plugin(s, "GraphicEQ", ARDOUR.PluginType.LXVST, "")
+local p
+if kind == "LV2" then
+  p = ARDOUR.LuaAPI.new_plugin(s, "urn:graphiceq:lv2:GraphicEQ", ARDOUR.PluginType.LV2, "")
+else
+  p = ARDOUR.LuaAPI.new_plugin(s, "GraphicEQ", ARDOUR.PluginType.LXVST, "")
+end
 assert(not p:isnil(), "Ardour does not know GraphicEQ")
 track:add_processor_by_index(p, 0, nil, true)
--- A gentle smile with a low-mid dip, so the faders say something. Ardour's
--- range for every parameter is the plug-in's normalised 0..1; the normalised
--- gain is (dB + 12) / 24.
+-- A gentle smile with a low-mid dip, so the faders say something. The VST's
+-- range for every parameter is its normalised 0..1, where the gain is
+-- (dB + 12) / 24; an LV2 control takes the gain in dB.
 local gains = {4.5, 3.5, 2, 0.5, 0, -2, -3.5, -2.5, 0, 0, 1.5, 3, 4, 5, 6}
 for band, dB in ipairs(gains) do
-  assert(ARDOUR.LuaAPI.set_processor_param(p, 2 + band, (dB + 12) / 24))
+  local v = dB
+  if kind ~= "LV2" then v = (dB + 12) / 24 end
+  assert(ARDOUR.LuaAPI.set_processor_param(p, 2 + band, v))
 end
 print("ROUTE " .. track:to_stateful():id():to_s())
 print("PROCESSOR " .. p:to_stateful():id():to_s())
@@ -88,7 +118,7 @@ s:save_state("", false, false, false, false, false)
 close_session()
 EOF
 session=$tmp/session/eq
-ardour7-lua "$tmp/session.lua" -- "$session" eq >"$tmp/lua.log" 2>&1 || { cat "$tmp/lua.log"; exit 1; }
+ardour7-lua "$tmp/session.lua" -- "$session" eq "$kind" >"$tmp/lua.log" 2>&1 || { cat "$tmp/lua.log"; exit 1; }
 route=$(awk '/^ROUTE /{print $2}' "$tmp/lua.log")
 proc=$(awk '/^PROCESSOR /{print $2}' "$tmp/lua.log")
 [ -n "$route" ] && [ -n "$proc" ] || { cat "$tmp/lua.log"; echo "ardour-screenshot: no track or plug-in id"; exit 1; }
@@ -134,7 +164,7 @@ ardour -n -a "$session/eq.ardour" >"$tmp/ardour.log" 2>&1 &
 ardour_pid=$!
 window=""
 for _ in $(seq 120); do
-  window=$(xwininfo -root -tree 2>/dev/null | awk '/"[^"]*GraphicEQ[^"]*\[VST\]"/{print $1; exit}')
+  window=$(xwininfo -root -tree 2>/dev/null | awk -v tag="[$kind]\"" '/"[^"]*GraphicEQ/ && index($0, tag) {print $1; exit}')
   [ -n "$window" ] && break
   kill -0 "$ardour_pid" 2>/dev/null || { tail -20 "$tmp/ardour.log"; echo "ardour-screenshot: Ardour exited"; exit 1; }
   sleep 0.5
