@@ -78,7 +78,6 @@ void BM_Lv2(benchmark::State& state)
 {
     const uint32_t block = static_cast<uint32_t>(state.range(0));
     LilvWorld* world = lilv_world_new();
-    lilv_world_load_specifications(world);
     LilvNode* bundle = lilv_new_file_uri(world, nullptr, GRAPHICEQ_LV2_BUNDLE_PATH "/");
     lilv_world_load_bundle(world, bundle);
     LilvNode* uri = lilv_new_uri(world, GRAPHICEQ_LV2_URI);

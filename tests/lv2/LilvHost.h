@@ -1,6 +1,6 @@
 #pragma once
 // A small lilv host for tests: loads the GraphicEQ.lv2 bundle as LV2 hosts
-// do (the specifications, then the bundle), gives instances a URID map, and
+// do (its plug-in classes, then the bundle), gives instances a URID map, and
 // holds an instance with every port connected to buffers of its own.
 #include <lilv/lilv.h>
 #include <lv2/atom/atom.h>
@@ -67,7 +67,6 @@ struct LilvHost {
 
     LilvHost()
     {
-        lilv_world_load_specifications(world);
         lilv_world_load_plugin_classes(world);
         std::string path = std::getenv("GRAPHICEQ_LV2_BUNDLE") ? std::getenv("GRAPHICEQ_LV2_BUNDLE")
                                                                 : GRAPHICEQ_LV2_BUNDLE_PATH;

@@ -1,5 +1,6 @@
 # Sourced by the LV2 test scripts: a private LV2_PATH holding the bundle
-# under test and the specification bundles hosts need, nothing else.
+# under test and the core LV2 bundles hosts need (core, units, presets,
+# state, ui, ...), nothing else.
 # Sets SCRATCH (removed at exit with the processes in PIDS; WORK inside it
 # for files), URI, and fail MESSAGE (prints the logs in WORK, exits 1).
 URI="urn:graphiceq:lv2:GraphicEQ"
@@ -20,8 +21,18 @@ done
 ln -s "$(cd "$BUNDLE" && pwd)" "$LV2DIR/GraphicEQ.lv2"
 export LV2_PATH="$LV2DIR"
 PIDS=()
+# Newest first, each given two seconds before SIGKILL: JACK clients must close
+# while their server still runs (libjack can hang for ever in
+# jack_client_close once the server is gone), and nothing may keep the test
+# waiting.
 cleanup() {
-  for pid in "${PIDS[@]}"; do kill "$pid" 2>/dev/null || true; done
+  local i pid
+  for ((i = ${#PIDS[@]} - 1; i >= 0; i--)); do
+    pid=${PIDS[$i]}
+    kill "$pid" 2>/dev/null || continue
+    for _ in $(seq 20); do kill -0 "$pid" 2>/dev/null || break; sleep 0.1; done
+    kill -9 "$pid" 2>/dev/null || true
+  done
   wait 2>/dev/null || true
   rm -rf "$SCRATCH"
 }
